@@ -1,0 +1,40 @@
+# How everything here is compiled, and the two ways to link it.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+# What people start stands at the top of the build folder.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+
+find_package(Threads REQUIRED)
+find_package(Boost 1.81 REQUIRED)
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+if(ZORBEC_SANITIZE)
+  add_compile_options(-fsanitize=${ZORBEC_SANITIZE} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${ZORBEC_SANITIZE})
+endif()
+
+# A library for one folder of the tree. Sources include headers as "folder/header.h".
+function(zorbec_folder name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;USES")
+  add_library(${name} STATIC ${arg_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PUBLIC ${arg_USES})
+endfunction()
+
+# A program that can be copied to another machine by itself. A sanitizer's runtime is a shared
+# library, so sanitized programs stay dynamic.
+function(zorbec_self_contained target)
+  if(NOT ZORBEC_SANITIZE)
+    target_link_options(${target} PRIVATE -static)
+  endif()
+endfunction()
