@@ -1,0 +1,358 @@
+#include "lab/sandbox.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <set>
+#include <stdexcept>
+#include <system_error>
+
+#include "lab/call_log.h"
+#include "lab/damage.h"
+#include "lab/layout.h"
+#include "lab/posix.h"
+#include "lab/router_tools.h"
+#include "lab/words.h"
+
+namespace zorbec::lab {
+namespace {
+
+namespace fs = std::filesystem;
+
+// The machine as it was, while the sandbox is being furnished. Below the lab's own folder, so that
+// it hides nothing that the machine has.
+constexpr char kMachine[] = "/pkg/lab/machine";
+
+// Everything that has to be known before the mounts change, with all links resolved.
+struct Plan {
+  fs::path router;
+  fs::path tmp;
+  fs::path calls;
+  fs::path program;
+  fs::path cwd;
+  std::set<std::string> kept_below_tmp;  // names in the machine's /tmp that stay visible
+};
+
+void bind(const fs::path& source, const fs::path& target) {
+  if (::mount(source.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0) {
+    throw_errno("bind mount", target);
+  }
+}
+
+void mount_tmpfs(const fs::path& target, const char* mode) {
+  if (::mount("zorbec-lab", target.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, mode) != 0) {
+    throw_errno("mount tmpfs on", target);
+  }
+}
+
+// A place of the right kind to bind `source` to.
+void make_mount_point(const fs::path& source, const fs::path& target) {
+  if (fs::is_directory(source)) {
+    fs::create_directories(target);
+  } else {
+    open_file(target, O_WRONLY | O_CREAT, 0644);
+  }
+}
+
+void keep_first_below_tmp(const fs::path& path, Plan& plan) {
+  const fs::path below = path.lexically_normal().lexically_relative("/tmp");
+  if (below.empty() || below == "." || *below.begin() == "..") return;
+  plan.kept_below_tmp.insert(*below.begin());
+}
+
+// The path as written, and where its links lead.
+void keep_visible(const fs::path& path, Plan& plan) {
+  keep_first_below_tmp(fs::absolute(path), plan);
+  std::error_code ignored;
+  keep_first_below_tmp(fs::canonical(path, ignored), plan);
+}
+
+fs::path find_command(const std::string& name) {
+  if (name.find('/') != std::string::npos) return name;
+  const char* path = std::getenv("PATH");
+  std::string_view folders = path == nullptr ? std::string_view() : path;
+  while (!folders.empty()) {
+    const std::size_t length = std::min(folders.find(':'), folders.size());
+    const fs::path candidate = fs::path(folders.substr(0, length)) / name;
+    if (::access(candidate.c_str(), X_OK) == 0) return candidate;
+    folders.remove_prefix(std::min(length + 1, folders.size()));
+  }
+  return {};
+}
+
+void check_router(const fs::path& router) {
+  if (!fs::is_directory(router)) {
+    throw std::invalid_argument("no router folder: " + router.string());
+  }
+  for (const Damage& damage : parse_damage(read_text(router / "damage.txt"))) {
+    const bool known = damage.where == "*" || damage.where == "local" ||
+                       fs::is_directory(router / "nodes" / damage.where);
+    if (!known) throw std::invalid_argument("damage.txt: no node owns " + damage.where);
+  }
+}
+
+Plan make_plan(const RunOptions& options) {
+  check_router(options.router);
+  Plan plan;
+  plan.router = fs::canonical(options.router);
+  plan.program = fs::canonical("/proc/self/exe");
+  plan.cwd = fs::current_path();
+  keep_visible(options.router, plan);
+  keep_visible(plan.program, plan);
+  keep_visible(plan.cwd, plan);
+  const fs::path command = find_command(options.command.front());
+  if (!command.empty()) keep_visible(command, plan);
+  if (!options.tmp.empty()) {
+    fs::create_directories(options.tmp);
+    plan.tmp = fs::canonical(options.tmp);
+    if (!fs::is_empty(plan.tmp)) {
+      throw std::invalid_argument("--tmp folder is not empty: " + options.tmp);
+    }
+    if (::chmod(plan.tmp.c_str(), 01777) != 0) throw_errno("chmod", plan.tmp);
+  }
+  if (!options.calls.empty()) {
+    open_file(options.calls, O_WRONLY | O_CREAT | O_APPEND, 0644);
+    plan.calls = fs::canonical(options.calls);
+  }
+  return plan;
+}
+
+void enter_namespace() {
+  const uid_t uid = ::getuid();
+  const gid_t gid = ::getgid();
+  if (::unshare(CLONE_NEWNS) != 0) {
+    if (::unshare(CLONE_NEWNS | CLONE_NEWUSER) != 0) {
+      throw_errno("unshare", "(the lab needs root, or user namespaces)");
+    }
+    // The kernel lets an unprivileged process map its group only after giving up setgroups.
+    write_text("/proc/self/setgroups", "deny");
+    write_text("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
+    write_text("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
+  }
+  if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+    throw_errno("make mounts private below", "/");
+  }
+}
+
+// Makes a new root and moves the machine's to kMachine. The new root is built on /tmp because
+// every machine has that folder and nothing has to be created on its disk.
+void change_root() {
+  mount_tmpfs("/tmp", "mode=0755");
+  fs::create_directories(std::string("/tmp") + kMachine);
+  if (::chdir("/tmp") != 0) throw_errno("chdir", "/tmp");
+  if (::syscall(SYS_pivot_root, ".", kMachine + 1) != 0) throw_errno("pivot_root", "/tmp");
+  if (::chdir("/") != 0) throw_errno("chdir", "/");
+}
+
+void show_machine() {
+  for (const fs::directory_entry& entry : fs::directory_iterator(kMachine)) {
+    const fs::path target = "/" / entry.path().filename();
+    if (target == "/tmp" || target == "/pkg") continue;
+    if (entry.is_symlink()) {
+      fs::create_symlink(fs::read_symlink(entry.path()), target);
+    } else {
+      make_mount_point(entry.path(), target);
+      bind(entry.path(), target);
+    }
+  }
+}
+
+void copy_tree_if_present(const fs::path& source, const fs::path& target) {
+  if (fs::is_directory(source)) {
+    fs::copy(source, target, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+  }
+}
+
+// Returns the mount points that were made in a --tmp folder and are to go from it again.
+std::vector<fs::path> furnish_tmp(const Plan& plan) {
+  fs::create_directory("/tmp");
+  if (plan.tmp.empty()) {
+    mount_tmpfs("/tmp", "mode=1777");
+  } else {
+    bind(kMachine / plan.tmp.relative_path(), "/tmp");
+  }
+  std::vector<fs::path> made;
+  for (const std::string& name : plan.kept_below_tmp) {
+    const fs::path source = fs::path(kMachine) / "tmp" / name;
+    const fs::path target = fs::path("/tmp") / name;
+    make_mount_point(source, target);
+    bind(source, target);
+    if (!plan.tmp.empty()) made.push_back(target);
+  }
+  copy_tree_if_present(fs::path(kRouterFolder) / "tmp", "/tmp");
+  return made;
+}
+
+void furnish_pkg(const Plan& plan) {
+  const auto bind_fixed = [](const fs::path& source, const fs::path& target) {
+    const fs::path on_machine = kMachine / source.relative_path();
+    make_mount_point(on_machine, target);
+    bind(on_machine, target);
+  };
+  bind_fixed(plan.router, kRouterFolder);
+  bind_fixed(plan.program, kProgram);
+  if (!plan.calls.empty()) bind_fixed(plan.calls, kCallFile);
+
+  fs::create_directory(kToolFolder);
+  for (const std::string_view tool : router_tool_names()) {
+    fs::create_symlink(kProgram, fs::path(kToolFolder) / tool);
+  }
+  fs::create_directory(kNodeArea);
+  const fs::path nodes = fs::path(kRouterFolder) / "nodes";
+  if (!fs::is_directory(nodes)) return;
+  for (const fs::directory_entry& node : fs::directory_iterator(nodes)) {
+    const fs::path tmp = kNodeArea / node.path().filename() / "tmp";
+    fs::create_directories(tmp);
+    copy_tree_if_present(node.path() / "tmp", tmp);
+  }
+}
+
+void leave_machine() {
+  if (::umount2(kMachine, MNT_DETACH) != 0) throw_errno("umount", kMachine);
+  fs::remove(kMachine);
+}
+
+void take_away(const std::vector<fs::path>& mount_points) {
+  for (const fs::path& point : mount_points) {
+    if (::umount2(point.c_str(), MNT_DETACH) == 0) ::remove(point.c_str());
+  }
+}
+
+// The signals that the lab waits for, blocked for as long as it lives. The command starts with the
+// mask and the SIGCHLD action that the lab itself was started with.
+class BlockedSignals {
+ public:
+  BlockedSignals() {
+    struct sigaction standard {};
+    standard.sa_handler = SIG_DFL;
+    ::sigaction(SIGCHLD, &standard, &x_old_child_action);
+    ::sigemptyset(&x_set);
+    for (const int signal : {SIGINT, SIGTERM, SIGCHLD}) ::sigaddset(&x_set, signal);
+    ::sigprocmask(SIG_BLOCK, &x_set, &x_old_mask);
+  }
+  BlockedSignals(const BlockedSignals&) = delete;
+  BlockedSignals& operator=(const BlockedSignals&) = delete;
+  ~BlockedSignals() { restore(); }
+
+  void restore() const {
+    ::sigaction(SIGCHLD, &x_old_child_action, nullptr);
+    ::sigprocmask(SIG_SETMASK, &x_old_mask, nullptr);
+  }
+
+  siginfo_t wait() const {
+    siginfo_t info{};
+    while (::sigwaitinfo(&x_set, &info) < 0 && errno == EINTR) {
+    }
+    return info;
+  }
+
+ private:
+  sigset_t x_set{};
+  sigset_t x_old_mask{};
+  struct sigaction x_old_child_action {};
+};
+
+// Starts the command. Throws std::system_error if it cannot be executed.
+pid_t start_command(const std::vector<std::string>& command, const BlockedSignals& signals) {
+  std::vector<char*> argv;
+  for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
+  argv.push_back(nullptr);
+
+  std::array<int, 2> ends{};
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw_errno("pipe", "for the command");
+  const UniqueFd failure_out(ends[0]);
+  UniqueFd failure_in(ends[1]);
+  const pid_t pid = ::fork();
+  if (pid < 0) throw_errno("fork", "for the command");
+  if (pid == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    signals.restore();
+    ::execvp(argv.front(), argv.data());
+    const int error = errno;
+    const ssize_t written = ::write(failure_in.get(), &error, sizeof error);
+    ::_exit(written == sizeof error ? 125 : 126);
+  }
+  failure_in = UniqueFd();
+  int error = 0;
+  ssize_t got = 0;
+  while ((got = ::read(failure_out.get(), &error, sizeof error)) < 0 && errno == EINTR) {
+  }
+  if (got == sizeof error) {
+    ::waitpid(pid, nullptr, 0);
+    errno = error;
+    throw_errno("execute", command.front());
+  }
+  return pid;
+}
+
+int wait_for(pid_t command, const BlockedSignals& signals) {
+  for (;;) {
+    const siginfo_t info = signals.wait();
+    if (info.si_signo != SIGCHLD) {
+      // What the terminal sends has reached the command already.
+      if (info.si_code != SI_KERNEL) ::kill(command, info.si_signo);
+      continue;
+    }
+    int status = 0;
+    pid_t ended = 0;
+    while ((ended = ::waitpid(-1, &status, WNOHANG)) > 0) {
+      if (ended == command)
+        return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    }
+  }
+}
+
+// Ends what the command left running. Orphans become children of this process, their own children
+// only when they have ended: hence the rounds.
+void kill_leftovers() {
+  const std::string list = "/proc/self/task/" + std::to_string(::syscall(SYS_gettid)) + "/children";
+  for (;;) {
+    const std::vector<std::string> children = split_words(read_text(list));
+    for (const std::string& pid : children) ::kill(std::atoi(pid.c_str()), SIGKILL);
+    if (::waitpid(-1, nullptr, children.empty() ? WNOHANG : 0) <= 0) return;
+  }
+}
+
+}  // namespace
+
+int run_in_sandbox(const RunOptions& options) {
+  const Plan plan = make_plan(options);
+  enter_namespace();
+  change_root();
+  show_machine();
+  furnish_pkg(plan);
+  const std::vector<fs::path> mount_points = furnish_tmp(plan);
+  leave_machine();
+  if (::chdir(plan.cwd.c_str()) != 0 && ::chdir("/") != 0) throw_errno("chdir", "/");
+
+  const char* path = std::getenv("PATH");
+  const std::string tools_first = std::string(kToolFolder) + ":" + (path == nullptr ? "" : path);
+  ::setenv("PATH", tools_first.c_str(), 1);
+  write_text(kStartFile, std::to_string(monotonic_ns()));
+
+  ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+  const BlockedSignals signals;
+  int status = 0;
+  try {
+    status = wait_for(start_command(options.command, signals), signals);
+  } catch (...) {
+    take_away(mount_points);
+    throw;
+  }
+  kill_leftovers();
+  take_away(mount_points);
+  return status;
+}
+
+}  // namespace zorbec::lab
