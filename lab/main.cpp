@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "lab/call_log.h"
+#include "lab/generate.h"
 #include "lab/posix.h"
 #include "lab/router_tools.h"
 #include "lab/sandbox.h"
@@ -22,6 +23,50 @@ int call_tool(const std::vector<std::string>& argv) {
   return status;
 }
 
+struct GenerateOptions {
+  std::string folder;
+  RouterOptions router;
+  std::vector<std::string> defects;
+};
+
+void add_run_options(CLI::App& run, RunOptions& options) {
+  run.footer("The command to run follows after --");
+  run.add_option("ROUTER", options.router, "The router's folder")->required();
+  run.add_option("--tmp", options.tmp, "Keep the private /tmp in this empty folder");
+  run.add_option("--calls", options.calls, "Append one JSON line for every tool called");
+}
+
+void add_generate_options(CLI::App& generate, GenerateOptions& options) {
+  const CLI::Range count(0, 100'000);
+  RouterOptions& router = options.router;
+  generate.add_option("DIR", options.folder, "The folder to write, missing or empty")->required();
+  generate.add_option("--seed", router.seed, "Seed of everything that varies (1)");
+  generate.add_option("--model", router.model, "Router model code (1)")->check(CLI::Range(1, 9));
+  generate.add_option("--line-cards", router.line_cards, "Line cards (2)")
+      ->check(CLI::Range(1, 47));
+  generate.add_flag("--standby", router.standby, "With a standby route processor");
+  generate.add_option("--interfaces", router.interfaces, "Interfaces of each line card (100)")
+      ->check(CLI::Range(1, 100'000));
+  generate.add_option("--physical", router.physical, "Ports in no bundle, on each card")
+      ->check(count);
+  generate.add_option("--physical-subifs", router.physical_subifs, "Their sub-interfaces")
+      ->check(count);
+  generate.add_option("--bundles", router.bundles, "Bundles of the router")->check(count);
+  generate.add_option("--members", router.members, "Ports of a bundle on each card (2)")
+      ->check(CLI::Range(0, 64));
+  generate.add_option("--bundle-subifs", router.bundle_subifs, "Sub-interfaces of all bundles")
+      ->check(count);
+  generate.add_option("--bvis", router.bvis, "BVIs of the router")->check(count);
+  generate.add_option("--gre", router.gre, "GRE tunnels of the router")->check(count);
+  generate.add_option("--l2-share", router.l2_share, "Percent of layer-2 interfaces (25)")
+      ->check(CLI::Range(0, 100));
+  generate.add_option("--bundle-scale", router.bundle_scale, "Configured bundle scale (256)")
+      ->check(CLI::IsMember({256, 512, 1024, 2048}));
+  generate.add_option("--defect", options.defects, "KIND[:COUNT] to plant; may be repeated")
+      ->expected(1)
+      ->take_all();
+}
+
 // `command` is what stands behind "--", which no option parser may touch.
 int use_lab(const std::vector<std::string>& arguments, const std::vector<std::string>& command) {
   CLI::App app("A simulated router: the checker runs on it as on a real one.", "zorbec-lab");
@@ -29,10 +74,10 @@ int use_lab(const std::vector<std::string>& arguments, const std::vector<std::st
 
   RunOptions run_options;
   CLI::App* run = app.add_subcommand("run", "Run a command on a simulated router");
-  run->footer("The command to run follows after --");
-  run->add_option("ROUTER", run_options.router, "The router's folder")->required();
-  run->add_option("--tmp", run_options.tmp, "Keep the private /tmp in this empty folder");
-  run->add_option("--calls", run_options.calls, "Append one JSON line for every tool called");
+  add_run_options(*run, run_options);
+  GenerateOptions generate_options;
+  CLI::App* generate = app.add_subcommand("generate", "Write the folder of a simulated router");
+  add_generate_options(*generate, generate_options);
 
   try {
     // CLI11 takes its arguments last one first.
@@ -42,6 +87,10 @@ int use_lab(const std::vector<std::string>& arguments, const std::vector<std::st
   } catch (const CLI::ParseError& error) {
     report(std::string("zorbec-lab: ") + error.what());
     return kLabFailed;
+  }
+  if (generate->parsed()) {
+    generate_router(generate_options.folder, generate_options.router, generate_options.defects);
+    return 0;
   }
   run_options.command = command;
   if (run_options.command.empty()) {

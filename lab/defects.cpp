@@ -1,0 +1,161 @@
+#include "lab/defects.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <iterator>
+#include <stdexcept>
+#include <unordered_map>
+
+namespace zorbec::lab {
+
+const std::string_view kLeakedBundle = "leaked-bundle";
+
+namespace {
+
+constexpr std::string_view kLeaked = "leaked";
+
+struct MissingKind {
+  std::string_view name;
+  InterfaceClass interface_class;
+};
+
+const MissingKind kMissingKinds[] = {
+    {"missing-physical", InterfaceClass::kPhysical},
+    {"missing-physical-subif", InterfaceClass::kPhysicalSubif},
+    {"missing-bundle", InterfaceClass::kBundle},
+    {"missing-bundle-subif", InterfaceClass::kBundleSubif},
+    {"missing-bvi", InterfaceClass::kBvi},
+    {"missing-gre", InterfaceClass::kGre},
+};
+
+const MissingKind* find_missing_kind(std::string_view name) {
+  const auto found = std::find_if(std::begin(kMissingKinds), std::end(kMissingKinds),
+                                  [&](const MissingKind& kind) { return kind.name == name; });
+  return found == std::end(kMissingKinds) ? nullptr : found;
+}
+
+class Planter {
+ public:
+  Planter(const std::vector<Node>& nodes, const std::vector<ExpectedKey>& expected,
+          const std::vector<std::uint64_t>& programmed, Random& random)
+      : x_nodes(nodes),
+        x_expected(expected),
+        x_taken(programmed.begin(), programmed.end()),
+        x_random(random) {
+    x_planting.changes.resize(nodes.size());
+  }
+
+  void plant_missing(const DefectOrder& order, InterfaceClass interface_class) {
+    std::vector<std::uint64_t> keys;
+    for (const ExpectedKey& entry : x_expected) {
+      if (entry.interface_class == interface_class) keys.push_back(entry.key);
+    }
+    std::sort(keys.begin(), keys.end());
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+    std::size_t left = 0;
+    for (const PmdbChange& change : x_planting.changes) {
+      left += static_cast<std::size_t>(std::count_if(
+          keys.begin(), keys.end(), [&](std::uint64_t key) { return !change.missing.count(key); }));
+    }
+    if (left < static_cast<std::size_t>(order.count)) {
+      throw std::invalid_argument("not that many keys for " + order.kind);
+    }
+    for (int planted = 0; planted < order.count;) {
+      const std::size_t node = draw_node();
+      const std::uint64_t key = keys[x_random() % keys.size()];
+      if (!x_planting.changes[node].missing.insert(key).second) continue;
+      x_planting.defects.push_back({order.kind, node, key, {}});
+      ++planted;
+    }
+  }
+
+  void plant_leaked(const DefectOrder& order) {
+    for (int planted = 0; planted < order.count; ++planted) {
+      const std::size_t node = draw_node();
+      const std::uint64_t key = draw_stale_key();
+      x_planting.changes[node].leaked.push_back(key);
+      PlantedDefect defect{order.kind, node, key, {}};
+      if (order.kind == kLeaked) {
+        defect.findings.push_back("ERROR PMDB Key " + hex_text(key) + " leaked !!!!!!");
+      }
+      x_planting.defects.push_back(defect);
+    }
+  }
+
+  // Every list that holds a missing key is a finding of its own, whatever its class.
+  Planting finish() {
+    std::unordered_map<std::uint64_t, std::vector<PlantedDefect*>> missing;
+    for (PlantedDefect& defect : x_planting.defects) {
+      if (find_missing_kind(defect.kind) != nullptr) missing[defect.key].push_back(&defect);
+    }
+    for (const ExpectedKey& entry : x_expected) {
+      const auto found = missing.find(entry.key);
+      if (found == missing.end()) continue;
+      for (PlantedDefect* defect : found->second) {
+        defect->findings.push_back("Missing PMDB Key " + hex_text(entry.key) + " for ifh " +
+                                   hex_text(entry.handle) + " in node " +
+                                   x_nodes[defect->node].name);
+      }
+    }
+    return std::move(x_planting);
+  }
+
+ private:
+  std::size_t draw_node() { return x_random() % x_nodes.size(); }
+
+  // Looks like the key of a layer-2 interface that was taken away. No two nodes leak the same key:
+  // the interface manager knows a key router-wide, as a bundle's or not.
+  std::uint64_t draw_stale_key() {
+    for (;;) {
+      const std::uint64_t key = 0x40000000U | (x_random() % 0x40000000);
+      if (x_taken.insert(key).second) return key;
+    }
+  }
+
+  const std::vector<Node>& x_nodes;
+  const std::vector<ExpectedKey>& x_expected;
+  std::unordered_set<std::uint64_t> x_taken;
+  Random& x_random;
+  Planting x_planting;
+};
+
+}  // namespace
+
+DefectOrder parse_defect(const std::string& text) {
+  DefectOrder order;
+  const std::size_t colon = text.find(':');
+  order.kind = text.substr(0, colon);
+  bool valid = find_missing_kind(order.kind) != nullptr || order.kind == kLeaked ||
+               order.kind == kLeakedBundle;
+  if (colon != std::string::npos) {
+    const char* end_of_text = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data() + colon + 1, end_of_text, order.count);
+    valid = valid && error == std::errc() && end == end_of_text && order.count > 0 &&
+            order.count <= 1'000'000;
+  }
+  if (!valid) throw std::invalid_argument("no defect: " + text);
+  return order;
+}
+
+Planting plant_defects(const std::vector<DefectOrder>& orders, const std::vector<Node>& nodes,
+                       const std::vector<ExpectedKey>& expected,
+                       const std::vector<std::uint64_t>& programmed, Random& random) {
+  Planter planter(nodes, expected, programmed, random);
+  for (const DefectOrder& order : orders) {
+    if (const MissingKind* kind = find_missing_kind(order.kind)) {
+      planter.plant_missing(order, kind->interface_class);
+    } else {
+      planter.plant_leaked(order);
+    }
+  }
+  return planter.finish();
+}
+
+std::string hex_text(std::uint64_t value) {
+  std::array<char, 16> digits;
+  const auto [end, error] = std::to_chars(digits.begin(), digits.end(), value, 16);
+  return "0x" + std::string(digits.begin(), end);
+}
+
+}  // namespace zorbec::lab

@@ -1,0 +1,188 @@
+#include "lab/generate.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "lab/defects.h"
+#include "lab/dump_text.h"
+#include "lab/expected_keys.h"
+#include "lab/posix.h"
+
+namespace zorbec::lab {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct DumpFile {
+  InterfaceClass interface_class;
+  const char* name;
+};
+
+constexpr std::array<DumpFile, 6> kDumpFiles = {{
+    {InterfaceClass::kPhysical, "pidb_physical.dat"},
+    {InterfaceClass::kPhysicalSubif, "pidb_physical_subif.dat"},
+    {InterfaceClass::kBundle, "pidb_bundle.dat"},
+    {InterfaceClass::kBundleSubif, "pidb_bundle_subif.dat"},
+    {InterfaceClass::kBvi, "pidb_bvi_intf.dat"},
+    {InterfaceClass::kGre, "pidb_gre_intf.dat"},
+}};
+
+const char* model_text(int model) {
+  constexpr std::array kTexts = {"KVR-9900",      "KVR-330",  "KVR-7700", "KVR-310 ()", "K310",
+                                 "T4400-61QX-M2", "KVR-78Q4", "DDC",      "K310X"};
+  return kTexts.at(static_cast<std::size_t>(model - 1));
+}
+
+std::string banner(int model) {
+  return "Router Software, Version 7.5.2\n\n" + std::string(model_text(model)) +
+         " (x86_64) processor with 32768M bytes of memory.\n";
+}
+
+std::string node_table(const std::vector<Node>& nodes, int model) {
+  if (is_single_processor(model)) return {};
+  // On model 2 every line is taken for a node.
+  std::string table =
+      model == 2 ? "" : "Name         Type  Role       Partner      State       Address\n";
+  const auto full_name = [](const Node& node) { return "0/" + node.name + "/CPU0"; };
+  const bool has_standby =
+      std::any_of(nodes.begin(), nodes.end(), [](const Node& node) { return !node.is_active; });
+  for (const Node& node : nodes) {
+    const std::string partner =
+        node.is_line_card || !has_standby ? "NONE" : full_name(nodes[node.is_active ? 1 : 0]);
+    table += full_name(node) + (node.is_line_card ? "  LC" : "  RP") +
+             (node.is_active ? " (ACTIVE)" : " (STANDBY)") + "  " + partner + "  NODE READY  " +
+             node.address + "\n";
+  }
+  return table;
+}
+
+std::string running_configuration(const std::vector<Interface>& interfaces) {
+  std::string text = "hostname lab\n";
+  for (const Interface& interface : interfaces) {
+    text += "interface " + interface.name + "\n";
+    if (interface.is_member)
+      text += " bundle id " + std::to_string(interface.lagid) + " mode active\n";
+    text += "!\n";
+  }
+  return text + "end\n";
+}
+
+// Every PMDB holds the keys of all nodes' interfaces.
+std::vector<std::uint64_t> programmed_keys(const std::vector<NodeKeys>& nodes, Random& random) {
+  std::vector<std::uint64_t> keys;
+  for (const NodeKeys& node : nodes) {
+    for (const ExpectedKey& entry : node.listed) keys.push_back(entry.key);
+    keys.insert(keys.end(), node.member_handles.begin(), node.member_handles.end());
+  }
+  std::sort(keys.begin(), keys.end());
+  keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+  // The hardware tables are hashed: a dump shows no order.
+  for (std::size_t i = keys.size(); i > 1; --i) std::swap(keys[i - 1], keys[random() % i]);
+  return keys;
+}
+
+void write_pidb(const Node& node, const fs::path& dumps) {
+  for (const DumpFile& file : kDumpFiles) {
+    const std::string text = pidb_text(node.interfaces, file.interface_class);
+    // Without tunnels there is no tunnel database to write a file.
+    if (text.empty() && file.interface_class == InterfaceClass::kGre) continue;
+    write_text(dumps / file.name, text);
+  }
+}
+
+nlohmann::ordered_json router_description(const RouterOptions& options) {
+  const RouterSize size = decide_size(options);
+  nlohmann::ordered_json router;
+  router["seed"] = options.seed;
+  router["model"] = options.model;
+  router["line_cards"] = size.line_cards;
+  router["standby"] = options.standby;
+  router["physical"] = size.physical;
+  router["physical_subifs"] = size.physical_subifs;
+  router["bundles"] = size.bundles;
+  router["members"] = size.members;
+  router["bundle_subifs"] = size.bundle_subifs;
+  router["bvis"] = size.bvis;
+  router["gre"] = size.gre;
+  router["l2_share"] = options.l2_share;
+  router["bundle_scale"] = options.bundle_scale;
+  return router;
+}
+
+std::string planted_text(const RouterOptions& options, const std::vector<Node>& nodes,
+                         const std::vector<PlantedDefect>& defects) {
+  nlohmann::ordered_json planted;
+  planted["version"] = 1;
+  planted["router"] = router_description(options);
+  planted["defects"] = nlohmann::ordered_json::array();
+  for (const PlantedDefect& defect : defects) {
+    nlohmann::ordered_json entry;
+    entry["kind"] = defect.kind;
+    entry["node"] = nodes[defect.node].name;
+    entry["key"] = defect.key;
+    entry["hex"] = hex_text(defect.key);
+    entry["findings"] = nlohmann::ordered_json::array();
+    for (const std::string& line : defect.findings) {
+      entry["findings"].push_back({{"text", line}});
+    }
+    planted["defects"].push_back(entry);
+  }
+  return planted.dump(1) + "\n";
+}
+
+void prepare_folder(const fs::path& folder) {
+  fs::create_directories(folder);
+  if (!fs::is_empty(folder)) {
+    throw std::invalid_argument("the folder is not empty: " + folder.string());
+  }
+}
+
+}  // namespace
+
+void generate_router(const std::string& folder, const RouterOptions& options,
+                     const std::vector<std::string>& defects) {
+  std::vector<DefectOrder> orders;
+  for (const std::string& text : defects) orders.push_back(parse_defect(text));
+
+  Random random(options.seed);
+  const std::vector<Node> nodes = plan_nodes(options, random);
+  std::vector<NodeKeys> node_keys;
+  std::vector<ExpectedKey> expected;
+  for (const Node& node : nodes) {
+    node_keys.push_back(
+        expected_keys(node.interfaces, node.slot, {options.model, options.bundle_scale}));
+    const std::vector<ExpectedKey>& listed = node_keys.back().listed;
+    expected.insert(expected.end(), listed.begin(), listed.end());
+  }
+  const std::vector<std::uint64_t> keys = programmed_keys(node_keys, random);
+  const Planting planting = plant_defects(orders, nodes, expected, keys, random);
+
+  const fs::path root = folder;
+  prepare_folder(root);
+  write_text(root / "banner.txt", banner(options.model));
+  write_text(root / "nodemap.txt", node_table(nodes, options.model));
+  write_text(root / "config.txt", running_configuration(nodes.back().interfaces));
+  write_text(root / "bundle-scale.txt",
+             "hw-module profile bundle-scale " + std::to_string(options.bundle_scale) + "\n");
+  write_text(root / "planted.json", planted_text(options, nodes, planting.defects));
+  fs::create_directory(root / "ifmgr");
+  for (const PlantedDefect& defect : planting.defects) {
+    if (defect.kind != kLeakedBundle) continue;
+    write_text(root / "ifmgr" / std::to_string(defect.key),
+               "Bundle-Ether" + std::to_string(1 + defect.key % 99) + "  state down  mtu 1514\n");
+  }
+  const PmdbText pmdb(keys);
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    const fs::path node_folder = root / "nodes" / nodes[i].address;
+    fs::create_directories(node_folder / "dumps");
+    if (nodes[i].has_pidb) write_pidb(nodes[i], node_folder / "dumps");
+    write_text(node_folder / "dumps" / "pmdb.dat", pmdb.with(planting.changes[i]));
+    write_text(node_folder / "uptime", std::to_string(86400 + 7 * i) + ".25 54321.00\n");
+  }
+}
+
+}  // namespace zorbec::lab

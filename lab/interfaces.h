@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace zorbec::lab {
+
+// In the order in which the interface check reports them.
+enum class InterfaceClass { kPhysical, kPhysicalSubif, kBundle, kBundleSubif, kBvi, kGre };
+
+// One interface as a node's PIDB describes it. What a class does not have stays 0.
+struct Interface {
+  InterfaceClass interface_class;
+  std::uint32_t handle = 0;
+  std::string name;
+  std::uint64_t rif = 0;  // routed interface id; more than 16 bits wrap in a key
+  std::uint64_t lif = 0;  // logical interface id, likewise
+  std::uint64_t ssp = 0;  // source system port
+  unsigned slot = 0;      // card of a port or sub-interface, home card of a logical interface
+  bool is_l2 = false;
+  bool is_member = false;
+  std::uint32_t bundle = 0;  // handle of a member's bundle
+  std::uint64_t memid = 0;
+  std::uint64_t lagid = 0;
+  std::uint32_t parent = 0;  // handle of a sub-interface's port or bundle
+  std::uint64_t erif = 0;
+  std::uint64_t drif = 0;
+};
+
+}  // namespace zorbec::lab
