@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "run/dump_tables.h"
+#include "run/files.h"
+
+namespace zorbec {
+
+// Copies the file `remote` of a node to the local file `local`. Whether it came is seen only when
+// the copy is loaded.
+void copy_from_node(const std::string& nodeip, std::string_view remote, const std::string& local);
+
+// The parsed content of the file at `path`. Throws std::system_error if it cannot be read, JsonError
+// with the path if it is not valid JSON.
+JsonDocument parse_dump(const std::string& path);
+
+// Loads the local copy of a node's dump into its place of `table`. An empty copy is nothing to load
+// and changes nothing. Otherwise the place becomes an empty table first, and stays so if the copy
+// cannot be parsed.
+//
+// Throws std::system_error if there is no copy, and what parse_dump() throws.
+template <typename T>
+void load_dump(NodeTable<T>& table, const std::string& nodename, const std::string& path) {
+  if (file_size(path) == 0) return;
+  table.set(nodename, T(path));
+  table.set(nodename, T(path, parse_dump(path)));
+}
+
+}  // namespace zorbec

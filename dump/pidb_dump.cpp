@@ -1,0 +1,54 @@
+#include "dump/pidb_dump.h"
+
+#include <array>
+#include <string_view>
+
+#include "dump/dump_file.h"
+#include "keys/interface_truth.h"
+#include "run/command_runner.h"
+#include "run/run_state.h"
+
+namespace zorbec {
+namespace {
+
+// A dump file is /tmp/<name>.dat on the node, whose /tmp is its own, and /tmp/<name>_<node>.dat here.
+struct DumpFile {
+  std::string_view name;
+  InterfaceTables RunState::*table;
+};
+
+constexpr std::array<DumpFile, 5> kFiles = {{
+    {"pidb_physical", &RunState::pidb_physical_ifh},
+    {"pidb_physical_subif", &RunState::pidb_physical_subifh},
+    {"pidb_bundle", &RunState::pidb_bundle_ifh},
+    {"pidb_bundle_subif", &RunState::pidb_bundle_subifh},
+    {"pidb_bvi_intf", &RunState::pidb_bvi_ifh},
+}};
+constexpr DumpFile kGreFile = {"pidb_gre_intf", &RunState::pidb_gre_ifh};
+
+void fetch(const DumpFile& file, const std::string& nodeip, const std::string& nodename) {
+  const std::string stem = "/tmp/" + std::string(file.name);
+  const std::string local = stem + "_" + nodename + ".dat";
+  copy_from_node(nodeip, stem + ".dat", local);
+  load_dump(run_state().*file.table, nodename, local);
+}
+
+}  // namespace
+
+void pidb_dump(const std::string& nodeip, const std::string& nodename, LogStream& /*dl_fd*/) {
+  // The numbers of blanks in these commands differ, and are meant to.
+  execute("ssh  -o 'StrictHostKeyChecking=no'  " + nodeip + " /pkg/bin/iftruth_dump -g");
+  for (const DumpFile& file : kFiles) fetch(file, nodeip, nodename);
+
+  const std::string show_runn = execute("confdump -c -l 1 -t 1 -o 1");
+  if (show_runn.find("interface tunnel-ip") != std::string::npos) {
+    // The redirection is the local shell's, so the tool's output lands in /tmp/log here.
+    execute("ssh  -o 'StrictHostKeyChecking=no' " + nodeip +
+                " /pkg/bin/tunnel_db_print database >& /tmp/log",
+            "pidb_" + nodename);
+    fetch(kGreFile, nodeip, nodename);
+  }
+  construct_pidb_truth_db(nodename);
+}
+
+}  // namespace zorbec

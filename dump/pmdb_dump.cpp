@@ -1,0 +1,18 @@
+#include "dump/pmdb_dump.h"
+
+#include "dump/dump_file.h"
+#include "run/command_runner.h"
+#include "run/run_state.h"
+
+namespace zorbec {
+
+void pmdb_dump(const std::string& nodeip, const std::string& nodename, LogStream& /*dl_fd*/) {
+  if (nodeip == kNone) return;
+  execute("ssh  -o 'StrictHostKeyChecking=no' " + nodeip + " /pkg/bin/hwkey_dump -g",
+          "pmdb_" + nodename);
+  const std::string local = "/tmp/pmdb_" + nodename + ".dat";
+  copy_from_node(nodeip, "/tmp/pmdb.dat", local);
+  load_dump(run_state().pmdb_keys, nodename, local);
+}
+
+}  // namespace zorbec

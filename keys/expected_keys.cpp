@@ -1,0 +1,161 @@
+#include "keys/expected_keys.h"
+
+#include <initializer_list>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "keys/interface_records.h"
+#include "keys/key_encoding.h"
+#include "platform/platform_probes.h"
+#include "run/error.h"
+#include "run/json_numbers.h"
+#include "run/log_stream.h"
+#include "run/run_state.h"
+#include "run/table_rendering.h"
+
+namespace zorbec {
+namespace {
+
+// A field that may be written in any way that can be converted to an integer.
+Integer number(const InterfaceRecord& record, std::string_view field) {
+  const JsonValue value = record.field(field);
+  const std::optional<Integer> converted = to_integer(value);
+  if (!converted) {
+    record.fail("has " + std::string(field) + " " + describe(value) + ", not a number");
+  }
+  return *converted;
+}
+
+// A RIF or LIF: it is masked before anything else, so it must be an integer to begin with.
+Integer id(const InterfaceRecord& record, std::string_view field) {
+  const JsonValue value = record.field(field);
+  const std::optional<Integer> integer = as_integer(value);
+  if (!integer) {
+    record.fail("has " + std::string(field) + " " + describe(value) + ", not an integer");
+  }
+  return *integer;
+}
+
+bool is(const InterfaceRecord& record, std::string_view field, int value) {
+  return equals(record.field(field), value);
+}
+
+Integer layer3_key(const InterfaceRecord& record) {
+  return get_pmdb_key_value(0, 0, id(record, "rif"), 0);
+}
+Integer layer2_key(const InterfaceRecord& record, const Integer& port) {
+  return get_pmdb_key_value(0, 1, id(record, "lif"), port);
+}
+
+// The one key of a bundle sub-interface, wherever it is asked for.
+Integer bundle_subif_key(const InterfaceRecord& record) {
+  return is(record, "is_l2", 0) ? layer3_key(record) : layer2_key(record, 0);
+}
+
+void require_fields(const InterfaceRecord& record,
+                    std::initializer_list<std::string_view> fields) {
+  for (const std::string_view field : fields) record.field(field);
+}
+
+void extend(std::optional<KeyList>& list, KeyList keys) {
+  if (list && !list->empty()) {
+    list->insert(list->end(), std::make_move_iterator(keys.begin()),
+                 std::make_move_iterator(keys.end()));
+  } else {
+    list = std::move(keys);
+  }
+}
+
+// Hands a member port's keys to its bundle, and a key to each of the bundle's sub-interfaces.
+void give_to_bundle(const InterfaceRecord& member, KeyList keys, const std::string& nodename) {
+  RunState& state = run_state();
+  const InterfaceRecord bundle = find_parent(
+      state.pidb_bundle_ifh, nodename, number(member, "bundle_ifh").decimal(), member);
+
+  const int spa_mode = get_router_type() == kModelK310x ? 0 : get_spa_mode();
+  const Integer memid = number(member, "memid");
+  const Integer member_port =
+      memid << static_cast<unsigned>(8 + spa_mode) | number(member, "lagid");
+
+  require_fields(bundle, {"rif", "lif", "is_l2"});
+  keys.push_back(get_pmdb_key_value(1, 0, 0, member_port));
+  // Once for every member; the duplicates are kept.
+  if (!is(bundle, "is_l2", 0)) keys.push_back(layer2_key(bundle, 0));
+  extend(bundle.additions().key_list, std::move(keys));
+
+  const std::shared_ptr<LogStream> log = state.dl_fd.get();
+  if (log == nullptr) throw CheckError("no log is open");
+  log->write("\nbundle_key_inputs:\n" + render(bundle));
+
+  const auto& subif_handles = subiflist(bundle);
+  if (subif_handles == nullptr) return;
+  log->write("\nbsubif_ifh_list :\n" + render(*subif_handles));
+  for (const std::string& handle : *subif_handles) {
+    const InterfaceRecord subif =
+        find_parent(state.pidb_bundle_subifh, nodename, handle, bundle);
+    require_fields(subif, {"rif", "lif", "is_l2"});
+    extend(subif.additions().key_list, {bundle_subif_key(subif)});
+  }
+}
+
+void construct_physical(const InterfaceRecord& record, KeyList keys, const std::string& nodename) {
+  const Integer port = get_rack_slot_ssp(nodename);
+  const auto ssp_key = [&](int l2) {
+    return get_pmdb_key_value(0, l2, 0, number(record, "ssp"));
+  };
+  if (is(record, "is_l2", 0)) {
+    keys.push_back(layer3_key(record));
+    keys.push_back(layer2_key(record, port));
+    keys.push_back(ssp_key(0));
+  } else {
+    keys.push_back(ssp_key(0));
+    keys.push_back(layer2_key(record, port));
+    keys.push_back(ssp_key(1));
+  }
+  if (is(record, "is_member", 0)) {
+    record.additions().key_list = std::move(keys);
+  } else {
+    keys.erase(keys.begin());  // the port's own handle
+    give_to_bundle(record, std::move(keys), nodename);
+  }
+}
+
+}  // namespace
+
+void construct_key_db(InterfaceRecord key_inputs, std::string_view intftype,
+                      std::string_view ifhvalue, const std::string& nodename) {
+  const InterfaceRecord& record = key_inputs;
+  if (intftype != "gre") require_fields(record, {"rif", "lif", "ssp", "slot"});
+
+  const std::optional<Integer> handle = Integer::from_decimal(ifhvalue);
+  if (!handle) record.fail("has a handle that is not a decimal number");
+  KeyList keys{*handle};
+
+  if (intftype == "bundle") {
+    keys.push_back(is(record, "is_l2", 1) ? layer2_key(record, 0) : layer3_key(record));
+  } else if (intftype == "bvi") {
+    keys.push_back(layer2_key(record, get_rack_slot_ssp(record.field("slot"))));
+    keys.push_back(layer3_key(record));
+  } else if (intftype == "gre") {
+    require_fields(record, {"erif", "drif"});
+    keys.push_back(number(record, "erif"));
+    keys.push_back(number(record, "drif"));
+  } else if (intftype == "bundle-subif") {
+    keys.push_back(bundle_subif_key(record));
+  } else if (intftype == "physical") {
+    construct_physical(record, std::move(keys), nodename);
+    return;
+  } else if (intftype == "physical-subif") {
+    require_fields(record, {"parent_ifh"});
+    const Integer port = get_rack_slot_ssp(nodename);
+    if (is(record, "is_l2", 0)) keys.push_back(layer3_key(record));
+    keys.push_back(layer2_key(record, port));
+  } else {
+    return;
+  }
+  record.additions().key_list = std::move(keys);
+}
+
+}  // namespace zorbec

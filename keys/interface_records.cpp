@@ -1,0 +1,77 @@
+#include "keys/interface_records.h"
+
+#include <optional>
+
+#include "keys/key_encoding.h"
+#include "run/error.h"
+
+namespace zorbec {
+namespace {
+
+// Calls take(text) for each text of a list that a dump supplied.
+template <typename Take>
+void for_each_text(const InterfaceRecord& record, std::string_view field, const JsonValue& list,
+                   Take take) {
+  if (list.kind() != JsonKind::kArray) {
+    record.fail("has " + std::string(field) + " " + describe(list) + ", not a list");
+  }
+  list.for_each_child([&](const JsonValue& element) {
+    if (element.kind() != JsonKind::kText) {
+      record.fail("has " + describe(element) + " in its " + std::string(field) + ", not a text");
+    }
+    take(element.text());
+    return true;
+  });
+}
+
+}  // namespace
+
+void for_each_interface(const InterfaceTables& tables, const std::string& nodename,
+                        const std::function<void(const InterfaceRecord&)>& visit) {
+  InterfaceTable* const table = tables.find(nodename);
+  if (table == nullptr) return;
+  table->require_object();
+  for (std::uint32_t entry = 0; entry < table->document.size(); ++entry) visit({*table, entry});
+}
+
+InterfaceRecord find_parent(const InterfaceTables& tables, const std::string& nodename,
+                            std::string_view handle, const InterfaceRecord& child) {
+  InterfaceTable* const table = tables.find(nodename);
+  const std::optional<std::uint32_t> entry =
+      table == nullptr ? std::nullopt : table->document.find(handle);
+  if (!entry) {
+    child.fail("belongs to " + in_quotes(handle) + ", which node " + nodename + " does not report");
+  }
+  return {*table, *entry};
+}
+
+std::unique_ptr<std::vector<std::string>>& subiflist(const InterfaceRecord& bundle) {
+  std::unique_ptr<std::vector<std::string>>& own = bundle.additions().subiflist;
+  if (own == nullptr) {
+    if (const std::optional<JsonValue> dumped = bundle.find("subiflist")) {
+      auto handles = std::make_unique<std::vector<std::string>>();
+      for_each_text(bundle, "subiflist", *dumped,
+                    [&](std::string_view text) { handles->emplace_back(text); });
+      own = std::move(handles);
+    }
+  }
+  return own;
+}
+
+void fail_without_digits(const InterfaceRecord& record, std::string_view key) {
+  record.fail("expects key " + in_quotes(key) + ", which leaves no hexadecimal digits to look up");
+}
+
+bool for_each_dumped_key(const InterfaceRecord& record,
+                         const std::function<void(const Integer&)>& visit) {
+  const std::optional<JsonValue> dumped = record.find("key_list");
+  if (!dumped) return false;
+  for_each_text(record, "key_list", *dumped, [&](std::string_view text) {
+    const std::optional<Integer> key = parse_key_text(text);
+    if (!key) fail_without_digits(record, text);
+    visit(*key);
+  });
+  return true;
+}
+
+}  // namespace zorbec

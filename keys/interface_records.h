@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "run/dump_tables.h"
+
+namespace zorbec {
+
+// Calls visit(record) for each interface that the node reports in this class, in file order; none
+// if nothing was loaded for it. Throws CheckError if the dump is not a table.
+void for_each_interface(const InterfaceTables& tables, const std::string& nodename,
+                        const std::function<void(const InterfaceRecord&)>& visit);
+
+// The node's record of that handle, compared as text. Throws CheckError if there is none, naming
+// `child` as the interface that belongs to it.
+InterfaceRecord find_parent(const InterfaceTables& tables, const std::string& nodename,
+                            std::string_view handle, const InterfaceRecord& child);
+
+// The sub-interface handles of a bundle: what the dump supplied and what was listed since. Null if
+// there is neither. Throws CheckError if the dump's own value is not a list of texts.
+std::unique_ptr<std::vector<std::string>>& subiflist(const InterfaceRecord& bundle);
+
+// Calls visit(key) for each expected key of the record, in list order: those that were derived, or
+// else a `key_list` that the dump supplied. Returns false if the record has neither.
+//
+// Throws CheckError at the first key of the list that is none, "0x0" included, which has no digits
+// once the leading "0" and "x" are stripped.
+template <typename Visit>
+bool for_each_expected_key(const InterfaceRecord& record, Visit visit);
+
+// The two rarer cases of it.
+[[noreturn]] void fail_without_digits(const InterfaceRecord& record, std::string_view key);
+bool for_each_dumped_key(const InterfaceRecord& record,
+                         const std::function<void(const Integer&)>& visit);
+
+template <typename Visit>
+bool for_each_expected_key(const InterfaceRecord& record, Visit visit) {
+  const std::optional<KeyList>& derived = record.additions().key_list;
+  if (!derived) return for_each_dumped_key(record, visit);
+  for (const Integer& key : *derived) {
+    if (key.is_zero()) fail_without_digits(record, key.hexadecimal());
+    visit(key);
+  }
+  return true;
+}
+
+}  // namespace zorbec

@@ -1,0 +1,147 @@
+#include "platform/node_inventory.h"
+
+#include <array>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/platform_probes.h"
+#include "run/command_runner.h"
+#include "run/run_state.h"
+#include "run/text_lines.h"
+
+namespace zorbec {
+namespace {
+
+constexpr const char* kNodeTableCommand = "/pkg/bin/nodemap_query -v";
+
+constexpr int kFirstProcessorId = 4352;
+constexpr int kSecondProcessorId = 4096;
+constexpr int kSlots = 16;
+constexpr int kSlotsOfDdc = 47;
+
+NodeRecordPtr skeleton(int nodeid) {
+  auto record = std::make_shared<NodeRecord>();
+  record->nodeid = nodeid;
+  record->pidb_dump = 0;
+  record->nodetype = kNone;
+  record->nodeip = kNone;
+  record->act_standby = kNone;
+  record->pmdb_dump = 0;
+  return record;
+}
+
+NodeRecordPtr single_processor() {
+  auto record = std::make_shared<NodeRecord>();
+  record->pidb_dump = 1;
+  record->is_active = 1;
+  record->nodeid = 0;
+  record->pmdb_dump = 1;
+  record->nodeip = ZORBEC_OWN_ADDRESS;
+  return record;
+}
+
+// One line of the node table, such as
+//   0/3/CPU0  LC (ACTIVE)  NONE  IMAGE READY  192.0.8.4
+class NodeLine {
+ public:
+  explicit NodeLine(std::string_view line) : line_(line), fields_(split_at_whitespace(line)) {}
+
+  bool holds(std::string_view word) const { return line_.find(word) != line_.npos; }
+
+  // Throws CheckError if the line has no such field.
+  std::string field(std::size_t index) const {
+    if (index >= fields_.size()) {
+      fail("has " + std::to_string(fields_.size()) + " fields, not " + std::to_string(index + 1));
+    }
+    return std::string(fields_[index]);
+  }
+  std::string type() const { return field(1); }
+  std::string address() const { return field(6); }
+
+  // The middle part of the full name, which then is in `nodename`, and the record of that name.
+  NodeRecordPtr record() const {
+    RunState& state = run_state();
+    const std::string_view full_name = fields_.front();
+    const std::size_t slash = full_name.find('/');
+    if (slash == full_name.npos) fail("has no node name with a \"/\"");
+    const std::string_view rest = full_name.substr(slash + 1);
+    state.nodename = rest.substr(0, rest.find('/'));
+    const NodeRecordPtr* const record = state.nodeinfo.find(*state.nodename);
+    if (record == nullptr) fail("names a node that this router model does not have");
+    return *record;
+  }
+
+ private:
+  [[noreturn]] void fail(const std::string& what) const {
+    throw CheckError(std::string(kNodeTableCommand) + ": line " + in_quotes(line_) + " " + what);
+  }
+
+  std::string_view line_;
+  std::vector<std::string_view> fields_;
+};
+
+void take_active(const NodeLine& line, RunState& state) {
+  const NodeRecordPtr record = line.record();
+  record->pidb_dump = 0;
+  record->nodetype = line.type();
+  if (record->nodetype == "RP") {
+    state.activenodeinfo = record;
+  } else {
+    record->pidb_dump = 1;
+  }
+  record->pmdb_dump = 1;
+  record->nodeip = line.address();
+  record->act_standby = "Active";
+  ++state.activenode_cnt;
+  ++state.vmcnt;
+}
+
+void take_standby(const NodeLine& line, RunState& state) {
+  const NodeRecordPtr record = line.record();
+  record->pidb_dump = 0;
+  record->pmdb_dump = 1;
+  record->nodetype = line.type();
+  if (record->nodetype == "RP") state.standbynodeinfo = record;
+  record->nodeip = line.address();
+  record->act_standby = "Standby";
+  ++state.standbynode_cnt;
+  ++state.vmcnt;
+}
+
+}  // namespace
+
+void nodeinfo_init() {
+  RunState& state = run_state();
+  const bool is_ddc = state.router == kModelDdc;
+  state.nodeinfo.set(is_ddc ? "D0" : "RP0", skeleton(kFirstProcessorId));
+  state.nodeinfo.set(is_ddc ? "D1" : "RP1", skeleton(kSecondProcessorId));
+  const int slots = is_ddc ? kSlotsOfDdc : kSlots;
+  for (int slot = 0; slot < slots; ++slot) {
+    state.nodeinfo.set(std::to_string(slot), skeleton(slot));
+  }
+}
+
+const NodeInfo& get_list_of_vms() {
+  RunState& state = run_state();
+  const int model = state.router;
+  if (model == kModelK310 || model == kModelK310x || model == kModelKvr78q4) {
+    state.nodeinfo.clear();
+    state.nodeinfo.set("RP0", single_processor());
+    return state.nodeinfo;
+  }
+
+  const std::string output = execute(kNodeTableCommand);
+  for (const std::string_view text : split_lines(output)) {
+    const NodeLine line(text);
+    // A line may hold both words ("INACTIVE" holds one of them); what the later one says wins.
+    if (line.holds("ACTIVE")) take_active(line, state);
+    if (line.holds("STANDBY")) take_standby(line, state);
+    // On this model every node has interfaces, its route processors too; headings and blank lines
+    // are not expected in its node table.
+    if (model == kModelKvr330) line.record()->pidb_dump = 1;
+  }
+  return state.nodeinfo;
+}
+
+}  // namespace zorbec

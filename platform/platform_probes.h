@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "run/integer.h"
+#include "run/json_document.h"
+
+namespace zorbec {
+
+// Questions to the platform, one command each at most. All throw CheckError where an answer cannot
+// be read, and what execute() throws. Safe from any thread.
+
+// Router model codes that more than one place asks for.
+inline constexpr int kModelKvr330 = 2;
+inline constexpr int kModelK310 = 5;
+inline constexpr int kModelKvr78q4 = 7;
+inline constexpr int kModelDdc = 8;
+inline constexpr int kModelK310x = 9;
+
+// The router model code, from the version banner: 2 to 9 for a model that is known, else 1. Also
+// stored in `router`; once it is there no command runs any more.
+int get_router_type();
+
+// A line card's switching-processor index: the slot number modulo 64, or 0 on the models that have
+// one processor for all slots, where the slot is not looked at. `node` is a node name, or the slot
+// of an interface record. Throws CheckError if it cannot be converted to an integer.
+Integer get_rack_slot_ssp(std::string_view node);
+Integer get_rack_slot_ssp(const JsonValue& slot);
+
+// Seconds since the node was started.
+double get_node_uptime(const std::string& nodeip);
+
+// The configured bundle scale as the configuration writes it, "256" if it holds none.
+std::string get_bundle_scale();
+
+// The scale mode: 0, 1 or 2 for a bundle scale of 256, 512 or 1024, 10 for any other.
+int get_spa_mode();
+
+}  // namespace zorbec

@@ -1,0 +1,100 @@
+#include "run/command_runner.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <spawn.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "run/error.h"
+#include "run/files.h"
+#include "run/paths.h"
+#include "run/run_state.h"
+
+namespace zorbec {
+namespace {
+
+void require_success(int error, const char* call) {
+  if (error != 0) throw_error_number(error, call, paths::kShell);
+}
+
+// What the shell finds in place of our own standard streams.
+class Redirections {
+ public:
+  Redirections() { require_success(posix_spawn_file_actions_init(&actions_), "posix_spawn"); }
+  ~Redirections() { posix_spawn_file_actions_destroy(&actions_); }
+  Redirections(const Redirections&) = delete;
+  Redirections& operator=(const Redirections&) = delete;
+
+  void add(const UniqueFd& from, int to) {
+    require_success(posix_spawn_file_actions_adddup2(&actions_, from.get(), to), "posix_spawn");
+  }
+  const posix_spawn_file_actions_t* get() const { return &actions_; }
+
+ private:
+  posix_spawn_file_actions_t actions_{};
+};
+
+// Workers run with all signals blocked, and a host may ignore some; commands expect neither.
+class PlainSignals {
+ public:
+  PlainSignals() {
+    require_success(posix_spawnattr_init(&attributes_), "posix_spawn");
+    sigset_t none;
+    sigemptyset(&none);
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    sigaddset(&defaults, SIGPIPE);
+    sigaddset(&defaults, SIGCHLD);
+    posix_spawnattr_setsigmask(&attributes_, &none);
+    posix_spawnattr_setsigdefault(&attributes_, &defaults);
+    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  }
+  ~PlainSignals() { posix_spawnattr_destroy(&attributes_); }
+  PlainSignals(const PlainSignals&) = delete;
+  PlainSignals& operator=(const PlainSignals&) = delete;
+
+  const posix_spawnattr_t* get() const { return &attributes_; }
+
+ private:
+  posix_spawnattr_t attributes_{};
+};
+
+void wait_for_end(pid_t pid) {
+  while (::waitpid(pid, nullptr, 0) < 0) {
+    if (errno == ECHILD) return;  // the host ignores SIGCHLD: the child has ended and is gone
+    if (errno != EINTR) throw_errno("waitpid", paths::kShell);
+  }
+}
+
+}  // namespace
+
+std::string execute(const std::string& cmd, std::string_view suffix) {
+  // No shell can be given such a line: it would run the first part of it.
+  if (cmd.find('\0') != std::string::npos) {
+    throw CheckError("command holds a NUL byte: " + in_quotes(cmd));
+  }
+  const std::shared_ptr<UniqueFd> errors = run_state().db_file.get();
+  if (errors == nullptr) throw CheckError("no file is open for the errors of commands");
+
+  const std::string path = paths::command_output(suffix);
+  const UniqueFd output = create_fresh_file(path);
+
+  Redirections redirections;
+  redirections.add(output, STDOUT_FILENO);
+  redirections.add(*errors, STDERR_FILENO);
+  const PlainSignals signals;
+  // posix_spawn takes its argument texts as non-const for historical reasons and leaves them alone.
+  const std::array<char*, 4> argv = {const_cast<char*>("bash"), const_cast<char*>("-c"),
+                                     const_cast<char*>(cmd.c_str()), nullptr};
+  pid_t pid = 0;
+  require_success(
+      posix_spawn(&pid, paths::kShell, redirections.get(), signals.get(), argv.data(), environ),
+      "posix_spawn");
+  wait_for_end(pid);
+  return read_from_start(output, path);
+}
+
+}  // namespace zorbec

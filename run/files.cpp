@@ -1,0 +1,101 @@
+#include "run/files.h"
+
+#include <cerrno>
+#include <poll.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "run/error.h"
+
+namespace zorbec {
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;  // less the host's umask
+
+// Moves a descriptor out of the range of the standard streams.
+UniqueFd above_standard_streams(UniqueFd fd, const std::string& path) {
+  if (fd.get() > STDERR_FILENO) return fd;
+  UniqueFd moved(::fcntl(fd.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  if (moved.get() < 0) throw_errno("fcntl", path);
+  return moved;
+}
+
+// One read(), again after a signal. 0 at the end of the file.
+std::size_t read_some(int fd, char* to, std::size_t size, const std::string& path) {
+  for (;;) {
+    const ssize_t got = ::read(fd, to, size);
+    if (got >= 0) return static_cast<std::size_t>(got);
+    if (errno != EINTR) throw_errno("read", path);
+  }
+}
+
+}  // namespace
+
+UniqueFd create_fresh_file(const std::string& path) {
+  // Workers make the file of the default suffix at the same moment, and one of them may put a new
+  // one between our two calls; each round that fails is another worker's success.
+  for (;;) {
+    if (::unlink(path.c_str()) != 0 && errno != ENOENT) throw_errno("unlink", path);
+    UniqueFd fd(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                       kNewFileMode));
+    if (fd.get() >= 0) return above_standard_streams(std::move(fd), path);
+    if (errno != EEXIST && errno != EINTR) throw_errno("open", path);
+  }
+}
+
+std::size_t file_size(const std::string& path) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) throw_errno("stat", path);
+  return static_cast<std::size_t>(status.st_size);
+}
+
+FileText read_file(const std::string& path) {
+  const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (fd.get() < 0) throw_errno("open", path);
+  struct stat status {};
+  if (::fstat(fd.get(), &status) != 0) throw_errno("fstat", path);
+
+  const auto expected = static_cast<std::size_t>(status.st_size);
+  FileText text;
+  text.bytes = std::make_unique_for_overwrite<char[]>(expected);
+  while (text.size < expected) {
+    const std::size_t got =
+        read_some(fd.get(), text.bytes.get() + text.size, expected - text.size, path);
+    if (got == 0) break;  // the file became shorter
+    text.size += got;
+  }
+  return text;
+}
+
+std::string read_from_start(const UniqueFd& fd, const std::string& path) {
+  if (::lseek(fd.get(), 0, SEEK_SET) < 0) throw_errno("lseek", path);
+  struct stat status {};
+  if (::fstat(fd.get(), &status) != 0) throw_errno("fstat", path);
+
+  // One byte more than the file holds: the last read finds the end without growing the text.
+  std::string text(static_cast<std::size_t>(status.st_size) + 1, '\0');
+  std::size_t size = 0;
+  while (const std::size_t got = read_some(fd.get(), text.data() + size, text.size() - size, path)) {
+    size += got;
+    if (size == text.size()) text.resize(text.size() * 2);
+  }
+  text.resize(size);
+  return text;
+}
+
+void write_all(int fd, std::string_view text, const std::string& path) {
+  while (!text.empty()) {
+    const ssize_t done = ::write(fd, text.data(), text.size());
+    if (done >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(done));
+    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      pollfd wait{fd, POLLOUT, 0};
+      if (::poll(&wait, 1, -1) < 0 && errno != EINTR) throw_errno("poll", path);
+    } else if (errno != EINTR) {
+      throw_errno("write", path);
+    }
+  }
+}
+
+}  // namespace zorbec

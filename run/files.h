@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <unistd.h>
+
+namespace zorbec {
+
+// Owns one file descriptor; closes it when it goes. close() is never retried: after EINTR the
+// number may already belong to another thread's file.
+class UniqueFd {
+ public:
+  explicit UniqueFd(int fd = -1) noexcept : fd_(fd) {}
+  UniqueFd(UniqueFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  UniqueFd& operator=(UniqueFd&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
+  UniqueFd(const UniqueFd&) = delete;
+  UniqueFd& operator=(const UniqueFd&) = delete;
+  ~UniqueFd() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  int get() const noexcept { return fd_; }
+
+ private:
+  int fd_;
+};
+
+// Makes a new empty file under `path`, open for reading and writing at the offset 0 and
+// close-on-exec. What was there before is removed, never opened: a link, a FIFO or somebody else's
+// file of that name is not followed, waited for or written to.
+//
+// The descriptor is never 0, 1 or 2, even in a host that closed those, so a command's redirections
+// cannot hit it.
+//
+// Throws std::system_error if the old file cannot be removed or the new one not be made.
+UniqueFd create_fresh_file(const std::string& path);
+
+// Size in bytes of the file at `path`. Throws std::system_error if there is none.
+std::size_t file_size(const std::string& path);
+
+// The bytes of one file, owned. Not initialised before they are read, and exactly as many.
+struct FileText {
+  std::unique_ptr<char[]> bytes;
+  std::size_t size = 0;
+  std::string_view view() const noexcept { return {bytes.get(), size}; }
+};
+
+// Everything in the file at `path`. Throws std::system_error if it cannot be opened or read. Never
+// waits for the other end of a FIFO.
+FileText read_file(const std::string& path);
+
+// Everything in the open file, from its beginning. `path` is for messages.
+std::string read_from_start(const UniqueFd& fd, const std::string& path);
+
+// Writes all of `text`, however many calls it takes; waits where a descriptor does not block.
+// Throws std::system_error; part of the text may have been written then.
+void write_all(int fd, std::string_view text, const std::string& path);
+
+}  // namespace zorbec

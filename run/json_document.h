@@ -1,0 +1,163 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <boost/unordered/unordered_flat_map.hpp>
+
+#include "run/error.h"
+#include "run/files.h"
+
+namespace zorbec {
+
+// How a dump is held: the file's own text, and beside it a flat row of 8-byte tokens that point
+// into it. An object's member names are not repeated: all objects with the same names in the same
+// order share one shape. So a dump costs little more memory than its file, and a field is found
+// without building a map per record.
+
+enum class JsonKind : std::uint8_t { kNull, kFalse, kTrue, kInteger, kReal, kText, kArray, kObject };
+
+// "text", "array" and so on, for messages.
+std::string_view kind_name(JsonKind kind);
+
+class JsonDocument;
+
+// A text that is not one valid JSON document; says at which byte and why.
+class JsonError : public CheckError {
+ public:
+  using CheckError::CheckError;
+};
+
+// The member names that objects share, and where each name's value stands.
+struct JsonShape {
+  struct Member {
+    std::string_view name;
+    std::uint32_t slot;  // the how-manieth value of the object in the file
+  };
+  std::vector<Member> members;          // in file order; of a repeated name the last value counts
+  std::vector<std::uint32_t> by_name;   // indices into `members`, sorted by name
+  std::uint32_t slots = 0;              // values in the file, repeated names included
+  std::size_t least_columns = 0;        // an object of this shape is never narrower on one line
+
+  // Index into `members`.
+  std::optional<std::uint32_t> find(std::string_view name) const;
+};
+
+// A view of one value in a document, which must outlive it and stay where it is.
+class JsonValue {
+ public:
+  JsonValue(const JsonDocument& document, std::uint32_t token)
+      : document_(&document), token_(token) {}
+
+  JsonKind kind() const;
+  bool is_object() const { return kind() == JsonKind::kObject; }
+
+  // A text's characters, or a number as the file writes it.
+  std::string_view text() const;
+
+  // Of an object below the top level: its shape, whether all its values are scalars, the value at a
+  // slot of it (constant time if they are), and the value of a name, if it has that name.
+  const JsonShape& shape() const;
+  bool is_flat() const;
+  JsonValue at_slot(std::uint32_t slot) const;
+  std::optional<JsonValue> member(std::string_view name) const;
+
+  // Calls visit(value) for each element of an array, or each value of an object in file order,
+  // until one returns false. Returns whether none did.
+  template <typename Visit>
+  bool for_each_child(Visit visit) const;
+
+ private:
+  const JsonDocument* document_;
+  std::uint32_t token_;
+};
+
+// One parsed JSON document. A top-level object is the table that a dump is: its members are
+// numbered in file order and found by name in constant time.
+//
+// Read-only once parsed: any number of threads may read it.
+class JsonDocument {
+ public:
+  // An empty object.
+  JsonDocument();
+
+  // Parses `text`, which must be one strictly valid JSON document in UTF-8. A repeated member name
+  // keeps its first place and takes its last value. Integers keep every digit.
+  //
+  // Throws JsonError if it is not valid, is nested deeper than 256, or holds a text of 256 MB or
+  // more or more than 4 GB in all.
+  explicit JsonDocument(FileText text);
+
+  JsonDocument(JsonDocument&&) = default;
+  JsonDocument& operator=(JsonDocument&&) = default;
+
+  JsonValue root() const { return {*this, 0}; }
+  bool is_object() const { return root().is_object(); }
+
+  // Members of a top-level object; none if the document is something else.
+  std::uint32_t size() const { return static_cast<std::uint32_t>(entries_.size()); }
+  std::string_view name(std::uint32_t entry) const;
+  JsonValue value(std::uint32_t entry) const { return {*this, entries_[entry].value}; }
+
+  // The member named `name`, or the one whose name is the canonical decimal text of `number`.
+  std::optional<std::uint32_t> find(std::string_view name) const;
+  std::optional<std::uint32_t> find(std::uint64_t number) const;
+
+  // The members' numbers sorted by name, byte by byte.
+  std::vector<std::uint32_t> sorted_entries() const;
+
+ private:
+  friend class JsonValue;
+  friend class JsonLoader;
+
+  struct Token {
+    std::uint32_t kind : 4;
+    std::uint32_t extra : 28;  // text, number: length; object: shape
+    std::uint32_t word;        // text, number: offset; array, object: tokens inside
+
+    // Tokens that the value takes, its own included.
+    std::uint32_t length() const {
+      const auto what = static_cast<JsonKind>(kind);
+      return what == JsonKind::kArray || what == JsonKind::kObject ? word + 1 : 1;
+    }
+  };
+  struct Entry {
+    Token name;
+    std::uint32_t value;  // index of a token
+  };
+  // The kind of a text whose characters are in `decoded_`, not in the file.
+  static constexpr std::uint32_t kDecoded = 15;
+
+  std::string_view text_of(const Token& token) const;
+
+  FileText file_;
+  std::string decoded_;  // texts that the file writes with escapes
+  std::vector<Token> tokens_;
+  std::vector<Entry> entries_;
+  std::deque<std::string> names_;  // member names of shapes
+  std::vector<JsonShape> shapes_;
+  boost::unordered_flat_map<std::uint64_t, std::uint32_t> by_number_;
+  boost::unordered_flat_map<std::string, std::uint32_t> by_text_;
+};
+
+// A value in few words for a message: what it is, and its characters if it is a scalar.
+std::string describe(const JsonValue& value);
+
+template <typename Visit>
+bool JsonValue::for_each_child(Visit visit) const {
+  const std::uint32_t end = token_ + document_->tokens_[token_].length();
+  for (std::uint32_t at = token_ + 1; at < end; at += document_->tokens_[at].length()) {
+    if (!visit(JsonValue(*document_, at))) return false;
+  }
+  return true;
+}
+
+// The number that `text` writes if it is the canonical decimal text of one below 2^64.
+std::optional<std::uint64_t> canonical_number(std::string_view text);
+
+}  // namespace zorbec

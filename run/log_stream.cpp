@@ -1,0 +1,81 @@
+#include "run/log_stream.h"
+
+#include <cerrno>
+#include <exception>
+
+#include <unistd.h>
+
+#include "run/error.h"
+
+namespace zorbec {
+namespace {
+
+constexpr std::size_t kMostWaiting = std::size_t{64} * 1024;
+
+}  // namespace
+
+LogStream::LogStream(std::string path) : path_(std::move(path)), fd_(create_fresh_file(path_)) {}
+
+LogStream::~LogStream() {
+  try {
+    close();
+  } catch (const std::exception&) {
+    // Whoever wants to know has called close() before.
+  }
+}
+
+void LogStream::write(std::string_view message) {
+  const MutexLock lock(mutex_);
+  append(message);
+}
+
+void LogStream::write_pieces(
+    const std::function<void(const std::function<void(std::string_view)>&)>& produce) {
+  const MutexLock lock(mutex_);
+  produce([this](std::string_view piece) ZORBEC_REQUIRES(mutex_) { append(piece); });
+}
+
+void LogStream::flush() {
+  const MutexLock lock(mutex_);
+  flush_locked();
+}
+
+void LogStream::close() {
+  const MutexLock lock(mutex_);
+  if (fd_.get() < 0) return;
+  flush_locked();
+  fd_ = UniqueFd();
+}
+
+void LogStream::append(std::string_view piece) {
+  if (fd_.get() < 0) throw_error_number(EBADF, "write", path_);
+  if (waiting_.size() + piece.size() < kMostWaiting) {
+    waiting_ += piece;
+    return;
+  }
+  flush_locked();
+  write_all(fd_.get(), piece, path_);
+}
+
+void LogStream::flush_locked() {
+  if (waiting_.empty()) return;
+  // Taken out first: what could not be written is not tried again behind later texts.
+  const std::string text = std::move(waiting_);
+  waiting_.clear();
+  write_all(fd_.get(), text, path_);
+}
+
+void OutputStream::write(std::string_view message) {
+  const MutexLock lock(mutex_);
+  write_all(fd_, message, name_);
+}
+
+void report_error(std::string_view message) noexcept {
+  try {
+    write_all(STDERR_FILENO, "zorbec: " + std::string(message) + "\n", "standard error");
+  } catch (const std::exception&) {
+    return;
+  }
+}
+
+}  // namespace zorbec

@@ -1,0 +1,162 @@
+#include "run/run_driver.h"
+
+#include <cerrno>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <unistd.h>
+
+#include "dump/dump_task.h"
+#include "platform/node_inventory.h"
+#include "platform/platform_probes.h"
+#include "run/error.h"
+#include "run/files.h"
+#include "run/log_stream.h"
+#include "run/paths.h"
+#include "run/run_state.h"
+#include "run/worker.h"
+#include "verify/interface_verification.h"
+
+namespace zorbec {
+namespace {
+
+constexpr int kCompleted = 0;
+constexpr int kFailed = -2;
+
+std::shared_ptr<LogStream> open_log(const std::string& path) {
+  auto log = std::make_shared<LogStream>(path);
+  run_state().dl_fd.set(log);
+  return log;
+}
+
+// The workers of one phase, all started before the first is waited for.
+class Phase {
+ public:
+  // `announce` and `wait` begin the lines that name a worker in the logs.
+  Phase(std::string_view announce, std::string_view wait) : announce_(announce), wait_(wait) {}
+
+  // Opens the worker's log, announces the worker in it and starts it.
+  void start(const std::string& log_path, const std::string& node, const std::string& task_name,
+             std::function<void(LogStream&)> task) {
+    const std::shared_ptr<LogStream> log = open_log(log_path);
+    workers_.push_back(std::make_unique<Worker>(++run_state().threads_created, node, task_name, log,
+                                                std::move(task)));
+    log->write(announce_ + workers_.back()->display_text() + " on node: " + node);
+    workers_.back()->start();
+  }
+
+  // Waits for all workers, in start order, and closes their logs. All join lines of the phase go to
+  // the log opened last.
+  void join() {
+    const std::shared_ptr<LogStream> last_log = run_state().dl_fd.get();
+    for (const auto& worker : workers_) {
+      last_log->write(wait_ + worker->display_text() + " to join \n");
+      worker->join();
+      last_log->write("\npid " + worker->display_text() + " joined");
+    }
+    // Closed before any of them is opened anew: a text that still waits must not land in the next
+    // phase's log.
+    for (const auto& worker : workers_) worker->log()->close();
+    last_log->close();
+  }
+
+ private:
+  const std::string announce_;
+  const std::string wait_;
+  std::vector<std::unique_ptr<Worker>> workers_;
+};
+
+// Calls start(node, record) for each reachable node, in node-table order.
+template <typename Start>
+void for_each_reachable(const NodeInfo& nodes, Start start) {
+  for (const auto& [node, record] : nodes) {
+    if (required(record->nodeip, "nodeip") != kNone) start(node, record);
+  }
+}
+
+void forget_renderings(RunState& state) {
+  for (SharedRendering* const rendering :
+       {&state.physical_rendering, &state.physical_sub_rendering, &state.bundle_rendering,
+        &state.bundle_sub_rendering, &state.bvi_rendering, &state.gre_rendering}) {
+    rendering->clear();
+  }
+}
+
+// The tables keep their nodes in this order, whichever is loaded first.
+void declare_node(RunState& state, const std::string& node) {
+  state.pmdb_keys.declare(node);
+  for (InterfaceTables* const tables :
+       {&state.pidb_physical_ifh, &state.pidb_physical_subifh, &state.pidb_bundle_ifh,
+        &state.pidb_bundle_subifh, &state.pidb_bvi_ifh, &state.pidb_gre_ifh}) {
+    tables->declare(node);
+  }
+}
+
+void check_interfaces(const NodeInfo& nodes) {
+  RunState& state = run_state();
+  for (const auto& [node, record] : nodes) declare_node(state, node);
+  forget_renderings(state);
+
+  Phase dump("\nThread : ", "\nwaiting for pid ");
+  for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr& record) {
+    dump.start(paths::node_log(node), node, "dump_task",
+               [node, record](LogStream& log) { dump_task(node, *record, log); });
+  });
+  dump.join();
+
+  // From here on the truth tables no longer change.
+  Phase verification("\nVerify Thread : ", "\nWaiting for pid ");
+  for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr&) {
+    verification.start(paths::node_log(node), node, "verify",
+                       [node](LogStream& log) { verify(node, log); });
+  });
+  verification.join();
+  forget_renderings(state);
+}
+
+[[noreturn]] void check_multicast(const NodeInfo& /*nodes*/) {
+  throw CheckError("the multicast check is not there yet");
+}
+
+void remove_stale_gre_dump() {
+  if (::unlink(paths::kStaleGreDump) != 0 && errno != ENOENT) {
+    throw_errno("unlink", paths::kStaleGreDump);
+  }
+}
+
+void run(std::uint32_t mode) {
+  RunState& state = run_state();
+  state.db_file.set(std::make_shared<UniqueFd>(create_fresh_file(paths::kCommandErrors)));
+  state.router = get_router_type();
+  nodeinfo_init();
+  const NodeInfo& nodes = get_list_of_vms();
+  open_log(paths::kFirstLog);
+  remove_stale_gre_dump();
+  if (mode == 0) {
+    check_interfaces(nodes);
+  } else {
+    check_multicast(nodes);
+  }
+}
+
+}  // namespace
+
+int run_zorbec(std::uint32_t mode, std::string& pending_error) {
+  int status = kCompleted;
+  try {
+    run(mode);
+  } catch (const std::exception& error) {
+    pending_error = error.what();
+    status = kFailed;
+  }
+  // Between runs no file is open.
+  run_state().dl_fd.set(nullptr);
+  run_state().db_file.set(nullptr);
+  return status;
+}
+
+}  // namespace zorbec

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <regex>
+#include <string>
+
+#include <unistd.h>
+
+#include "run/dump_tables.h"
+#include "run/files.h"
+#include "run/log_stream.h"
+#include "run/mutex.h"
+#include "run/node_record.h"
+#include "run/table_rendering.h"
+
+namespace zorbec {
+
+// Everything that the runs of one process share. Created empty, filled by runs, never cleared
+// between them: a later run adds to what an earlier one left.
+//
+// What is not guarded belongs to the main thread of the run.
+struct RunState {
+  RunState();
+
+  NodeTable<PmdbTable> pmdb_keys;
+
+  InterfaceTables pidb_physical_ifh;
+  InterfaceTables pidb_physical_subifh;
+  InterfaceTables pidb_bundle_ifh;
+  InterfaceTables pidb_bundle_subifh;
+  InterfaceTables pidb_gre_ifh;
+  InterfaceTables pidb_bvi_ifh;
+
+  NodeInfo nodeinfo;
+  NodeRecordPtr activenodeinfo;   // the record that `nodeinfo` holds, or held in an earlier run
+  NodeRecordPtr standbynodeinfo;  // likewise
+  std::optional<std::string> nodename;  // of the node table line last handled
+  int activenode_cnt = 0;
+  int standbynode_cnt = 0;
+  int vmcnt = 0;
+
+  int is_mdtbudobj = 0;  // kept for the bud object check; nothing uses it
+
+  std::atomic<int> router{0};  // model code; 0 until probed
+
+  SharedSlot<UniqueFd> db_file;  // what commands write on standard error goes here
+  SharedSlot<LogStream> dl_fd;   // the log that the driver opened last
+
+  // The layout of a node table line, for those who want to know it; the inventory splits lines at
+  // blanks instead.
+  std::regex sh_plat_vm_regex;
+
+  OutputStream standard_output{STDOUT_FILENO, "standard output"};
+
+  unsigned threads_created = 0;
+
+  // Renderings for the verification logs, one for each interface truth table.
+  SharedRendering physical_rendering;
+  SharedRendering physical_sub_rendering;
+  SharedRendering bundle_rendering;
+  SharedRendering bundle_sub_rendering;
+  SharedRendering bvi_rendering;
+  SharedRendering gre_rendering;
+};
+
+// The state that is up. Must be.
+RunState& run_state();
+
+// Creates a fresh state, which then is the one that is up. None must be.
+void bring_up_run_state();
+// Ends the state. No run may be using it.
+void shut_down_run_state();
+bool run_state_is_up();
+
+}  // namespace zorbec

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "run/dump_tables.h"
+#include "run/json_writer.h"
+#include "run/mutex.h"
+
+namespace zorbec {
+
+// Pretty-printed renderings for the logs, each ended by a newline. What the checker added to a
+// record (`key_list`, `subiflist`, `visited`) is shown as a member of it.
+
+// One class's whole table, all nodes.
+std::string render(const InterfaceTables& tables);
+
+std::string render(const InterfaceRecord& record);
+std::string render(const std::vector<std::string>& texts);
+
+// A node's key map, in pieces: it is the largest thing that a log holds.
+void render(const PmdbTable& pmdb, const JsonWriter::Sink& sink);
+
+// The rendering of one interface truth table, which stands in the verification log of every node:
+// made once, by the first worker that needs it, and shared by all.
+class SharedRendering {
+ public:
+  // `tables` must not change until clear(). A worker that comes while another renders waits for
+  // it: it could do nothing else but render the same text again.
+  std::shared_ptr<const std::string> get(const InterfaceTables& tables);
+
+  // Forgets it; to be called whenever the tables may have changed.
+  void clear();
+
+ private:
+  Mutex mutex_;
+  std::shared_ptr<const std::string> text_ ZORBEC_GUARDED_BY(mutex_);
+};
+
+}  // namespace zorbec

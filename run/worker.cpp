@@ -1,0 +1,67 @@
+#include "run/worker.h"
+
+#include <csignal>
+#include <exception>
+#include <utility>
+
+namespace zorbec {
+namespace {
+
+// Blocks all signals of this thread for a scope; a thread started in it inherits that.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_{};
+};
+
+}  // namespace
+
+Worker::Worker(unsigned number, std::string node, std::string task_name,
+               std::shared_ptr<LogStream> log, std::function<void(LogStream&)> task)
+    : number_(number),
+      node_(std::move(node)),
+      task_name_(std::move(task_name)),
+      log_(std::move(log)),
+      task_(std::move(task)) {}
+
+Worker::~Worker() { join(); }
+
+void Worker::start() {
+  const SignalsBlocked blocked;
+  thread_ = std::thread(&Worker::run, this);
+  identifier_ = thread_.native_handle();
+}
+
+void Worker::join() {
+  if (thread_.joinable()) thread_.join();
+}
+
+std::string Worker::display_text() const {
+  const std::string name = "<Thread(Thread-" + std::to_string(number_) + ", ";
+  if (identifier_ == 0) return name + "initial)>";
+  return name + (ended_ ? "stopped " : "started ") + std::to_string(identifier_) + ")>";
+}
+
+void Worker::run() noexcept {
+  const auto attempt = [this](const auto& step) {
+    try {
+      step();
+    } catch (const std::exception& error) {
+      report_error("node " + node_ + ": " + task_name_ + ": " + error.what());
+    }
+  };
+  attempt([this] { task_(*log_); });
+  attempt([this] { log_->flush(); });
+  ended_ = true;
+}
+
+}  // namespace zorbec
