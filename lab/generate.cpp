@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
@@ -145,8 +144,8 @@ void prepare_folder(const fs::path& folder) {
 
 void generate_router(const std::string& folder, const RouterOptions& options,
                      const std::vector<std::string>& defects) {
-  std::vector<DefectOrder> orders;
-  for (const std::string& text : defects) orders.push_back(parse_defect(text));
+  std::vector<DefectOrder> orders(defects.size());
+  std::transform(defects.begin(), defects.end(), orders.begin(), parse_defect);
 
   Random random(options.seed);
   const std::vector<Node> nodes = plan_nodes(options, random);

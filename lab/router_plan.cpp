@@ -99,7 +99,7 @@ class InterfacePlanner {
       port.is_member = true;
       port.bundle = bundle.handle;
       port.lagid = bundle.lagid;
-      port.memid = static_cast<std::uint64_t>(card * x_size.members + i % x_size.members);
+      port.memid = static_cast<unsigned>(card * x_size.members + i % x_size.members);
       interfaces.push_back(port);
     }
     for (int i = 0; i < x_size.physical_subifs; ++i) {

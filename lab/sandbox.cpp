@@ -84,7 +84,7 @@ fs::path find_command(const std::string& name) {
   std::string_view folders = path == nullptr ? std::string_view() : path;
   while (!folders.empty()) {
     const std::size_t length = std::min(folders.find(':'), folders.size());
-    const fs::path candidate = fs::path(folders.substr(0, length)) / name;
+    fs::path candidate = fs::path(folders.substr(0, length)) / name;
     if (::access(candidate.c_str(), X_OK) == 0) return candidate;
     folders.remove_prefix(std::min(length + 1, folders.size()));
   }
@@ -266,6 +266,7 @@ class BlockedSignals {
 // Starts the command. Throws std::system_error if it cannot be executed.
 pid_t start_command(const std::vector<std::string>& command, const BlockedSignals& signals) {
   std::vector<char*> argv;
+  argv.reserve(command.size() + 1);
   for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
   argv.push_back(nullptr);
 
