@@ -1,0 +1,36 @@
+#pragma once
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "run/dump_tables.h"
+#include "run/files.h"
+#include "run/json_document.h"
+
+// Dumps and tables from JSON text.
+namespace zorbec::unit {
+
+// Exactly as many bytes as the text has: a look behind them is one that a sanitizer sees.
+inline FileText file_text(std::string_view text) {
+  FileText file{std::make_unique_for_overwrite<char[]>(text.size()), text.size()};
+  std::ranges::copy(text, file.bytes.get());
+  return file;
+}
+
+inline JsonDocument json(std::string_view text) {
+  return JsonDocument(file_text(text));
+}
+
+inline InterfaceTable interface_table(std::string_view text,
+                                      std::string source = "/tmp/pidb_test.dat") {
+  return {std::move(source), json(text)};
+}
+
+inline PmdbTable pmdb_table(std::string_view text, std::string source = "/tmp/pmdb_test.dat") {
+  return {std::move(source), json(text)};
+}
+
+}  // namespace zorbec::unit
