@@ -7,7 +7,7 @@
  *
  * The process has one checker. Calls from several threads are taken one after the other. */
 
-#include <stdint.h>
+#include <stdint.h> /* NOLINT(modernize-deprecated-headers): C reads this */
 
 #if defined(__GNUC__)
 #define ZORBEC_API __attribute__((visibility("default")))
@@ -22,7 +22,7 @@ extern "C" {
 /* Brings the checker up, with empty tables, and returns its handle, which stays the checker's. If
  * that fails, the process is aborted. A call while it is up says so on standard error, changes
  * nothing and returns the same handle. */
-ZORBEC_API void *zorbec_init(void);
+ZORBEC_API void* zorbec_init(void);
 
 /* Runs one check: the interface check for mode 0, the multicast check for any other mode. Blocks
  * until it is done. Tables that an earlier run filled are kept and added to.

@@ -12,8 +12,8 @@ namespace zorbec {
 // the copy is loaded.
 void copy_from_node(const std::string& nodeip, std::string_view remote, const std::string& local);
 
-// The parsed content of the file at `path`. Throws std::system_error if it cannot be read, JsonError
-// with the path if it is not valid JSON.
+// The parsed content of the file at `path`. Throws std::system_error if it cannot be read,
+// JsonError with the path if it is not valid JSON.
 JsonDocument parse_dump(const std::string& path);
 
 // Loads the local copy of a node's dump into its place of `table`. An empty copy is nothing to load

@@ -11,7 +11,8 @@
 namespace zorbec {
 namespace {
 
-// A dump file is /tmp/<name>.dat on the node, whose /tmp is its own, and /tmp/<name>_<node>.dat here.
+// A dump file is /tmp/<name>.dat on the node, whose /tmp is its own, and /tmp/<name>_<node>.dat
+// here.
 struct DumpFile {
   std::string_view name;
   InterfaceTables RunState::*table;

@@ -1,7 +1,6 @@
+#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <string>
-
-#include <CLI/CLI.hpp>
 
 #include "api/zorbec.h"
 

@@ -54,8 +54,7 @@ Integer bundle_subif_key(const InterfaceRecord& record) {
   return is(record, "is_l2", 0) ? layer3_key(record) : layer2_key(record, 0);
 }
 
-void require_fields(const InterfaceRecord& record,
-                    std::initializer_list<std::string_view> fields) {
+void require_fields(const InterfaceRecord& record, std::initializer_list<std::string_view> fields) {
   for (const std::string_view field : fields) record.field(field);
 }
 
@@ -71,8 +70,8 @@ void extend(std::optional<KeyList>& list, KeyList keys) {
 // Hands a member port's keys to its bundle, and a key to each of the bundle's sub-interfaces.
 void give_to_bundle(const InterfaceRecord& member, KeyList keys, const std::string& nodename) {
   RunState& state = run_state();
-  const InterfaceRecord bundle = find_parent(
-      state.pidb_bundle_ifh, nodename, number(member, "bundle_ifh").decimal(), member);
+  const InterfaceRecord bundle =
+      find_parent(state.pidb_bundle_ifh, nodename, number(member, "bundle_ifh").decimal(), member);
 
   const int spa_mode = get_router_type() == kModelK310x ? 0 : get_spa_mode();
   const Integer memid = number(member, "memid");
@@ -93,8 +92,7 @@ void give_to_bundle(const InterfaceRecord& member, KeyList keys, const std::stri
   if (subif_handles == nullptr) return;
   log->write("\nbsubif_ifh_list :\n" + render(*subif_handles));
   for (const std::string& handle : *subif_handles) {
-    const InterfaceRecord subif =
-        find_parent(state.pidb_bundle_subifh, nodename, handle, bundle);
+    const InterfaceRecord subif = find_parent(state.pidb_bundle_subifh, nodename, handle, bundle);
     require_fields(subif, {"rif", "lif", "is_l2"});
     extend(subif.additions().key_list, {bundle_subif_key(subif)});
   }
@@ -102,9 +100,7 @@ void give_to_bundle(const InterfaceRecord& member, KeyList keys, const std::stri
 
 void construct_physical(const InterfaceRecord& record, KeyList keys, const std::string& nodename) {
   const Integer port = get_rack_slot_ssp(nodename);
-  const auto ssp_key = [&](int l2) {
-    return get_pmdb_key_value(0, l2, 0, number(record, "ssp"));
-  };
+  const auto ssp_key = [&](int l2) { return get_pmdb_key_value(0, l2, 0, number(record, "ssp")); };
   if (is(record, "is_l2", 0)) {
     keys.push_back(layer3_key(record));
     keys.push_back(layer2_key(record, port));

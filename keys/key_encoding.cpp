@@ -18,7 +18,7 @@ Integer get_pmdb_key_value(const Integer& agr, const Integer& l2, const Integer&
 
 std::optional<Integer> parse_key_text(std::string_view text) {
   const std::size_t first = text.find_first_not_of("0x");
-  if (first == text.npos) return std::nullopt;
+  if (first == std::string_view::npos) return std::nullopt;
   return Integer::from_hexadecimal(text.substr(first));
 }
 

@@ -17,8 +17,8 @@ Integer get_pmdb_key_value(const Integer& agr, const Integer& l2, const Integer&
                            const Integer& ssp);
 
 // Reads a key text that a dump supplied: every leading "0" and "x" is stripped, in whatever order
-// they stand, and the rest is read as hexadecimal digits. Empty if nothing that can be read remains,
-// which is so for "0x0".
+// they stand, and the rest is read as hexadecimal digits. Empty if nothing that can be read
+// remains, which is so for "0x0".
 std::optional<Integer> parse_key_text(std::string_view text);
 
 }  // namespace zorbec

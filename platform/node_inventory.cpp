@@ -47,7 +47,7 @@ class NodeLine {
  public:
   explicit NodeLine(std::string_view line) : line_(line), fields_(split_at_whitespace(line)) {}
 
-  bool holds(std::string_view word) const { return line_.find(word) != line_.npos; }
+  bool holds(std::string_view word) const { return line_.find(word) != std::string_view::npos; }
 
   // Throws CheckError if the line has no such field.
   std::string field(std::size_t index) const {
@@ -64,7 +64,7 @@ class NodeLine {
     RunState& state = run_state();
     const std::string_view full_name = fields_.front();
     const std::size_t slash = full_name.find('/');
-    if (slash == full_name.npos) fail("has no node name with a \"/\"");
+    if (slash == std::string_view::npos) fail("has no node name with a \"/\"");
     const std::string_view rest = full_name.substr(slash + 1);
     state.nodename = rest.substr(0, rest.find('/'));
     const NodeRecordPtr* const record = state.nodeinfo.find(*state.nodename);

@@ -43,8 +43,9 @@ std::string_view model_text(std::string_view banner) {
 }
 
 int model_code(std::string_view model) {
-  const auto* const known = std::ranges::find_if(
-      kModels, [&](const Model& candidate) { return model.find(candidate.text) != model.npos; });
+  const auto* const known = std::ranges::find_if(kModels, [&](const Model& candidate) {
+    return model.find(candidate.text) != std::string_view::npos;
+  });
   return known == kModels.end() ? kUnknownModel : known->code;
 }
 
@@ -78,8 +79,7 @@ Integer get_rack_slot_ssp(const JsonValue& slot) {
 }
 
 double get_node_uptime(const std::string& nodeip) {
-  const std::string command =
-      "ssh  -o 'StrictHostKeyChecking=no ' " + nodeip + " cat /proc/uptime";
+  const std::string command = "ssh  -o 'StrictHostKeyChecking=no ' " + nodeip + " cat /proc/uptime";
   const std::string output = execute(command);
   const std::string_view text(output);
   const std::size_t begin = std::min(text.find_first_not_of(kWhitespace), text.size());
@@ -98,8 +98,9 @@ std::string get_bundle_scale() {
   const std::string command = "confdump -c -q gl/early/hw-module/profile/bundle-scale/";
   const std::string output = execute(command);
   const std::string_view text(output);
-  if (text.find(kProfile) == text.npos) return "256";
-  for (std::size_t at = text.find(kScale); at != text.npos; at = text.find(kScale, at + 1)) {
+  if (text.find(kProfile) == std::string_view::npos) return "256";
+  for (std::size_t at = text.find(kScale); at != std::string_view::npos;
+       at = text.find(kScale, at + 1)) {
     const std::string_view rest = text.substr(at + kScale.size());
     const std::string_view digits =
         rest.substr(0, std::min(rest.find_first_not_of("0123456789"), rest.size()));

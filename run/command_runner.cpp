@@ -1,12 +1,12 @@
 #include "run/command_runner.h"
 
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <spawn.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "run/error.h"
 #include "run/files.h"

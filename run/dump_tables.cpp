@@ -11,7 +11,9 @@ void require_table(const JsonDocument& document, const std::string& source) {
 
 }  // namespace
 
-void InterfaceTable::require_object() const { require_table(document, source); }
+void InterfaceTable::require_object() const {
+  require_table(document, source);
+}
 
 std::optional<JsonValue> InterfaceRecord::find(std::string_view field) const {
   const JsonValue record = value();
@@ -58,7 +60,9 @@ JsonValue PmdbTable::record(std::uint32_t entry) const {
   return value;
 }
 
-void PmdbTable::require_object() const { require_table(document_, source_); }
+void PmdbTable::require_object() const {
+  require_table(document_, source_);
+}
 
 void PmdbTable::fail(std::uint32_t entry, const std::string& what) const {
   throw CheckError(source_ + ": key " + in_quotes(name(entry)) + " " + what);

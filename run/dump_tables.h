@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "run/json_document.h"
 #include "run/integer.h"
+#include "run/json_document.h"
 #include "run/mutex.h"
 #include "run/ordered_map.h"
 

@@ -1,10 +1,10 @@
 #include "run/files.h"
 
-#include <cerrno>
-#include <poll.h>
-
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
+
+#include <cerrno>
 
 #include "run/error.h"
 
@@ -37,8 +37,8 @@ UniqueFd create_fresh_file(const std::string& path) {
   // one between our two calls; each round that fails is another worker's success.
   for (;;) {
     if (::unlink(path.c_str()) != 0 && errno != ENOENT) throw_errno("unlink", path);
-    UniqueFd fd(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                       kNewFileMode));
+    UniqueFd fd(
+        ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode));
     if (fd.get() >= 0) return above_standard_streams(std::move(fd), path);
     if (errno != EEXIST && errno != EINTR) throw_errno("open", path);
   }
@@ -76,7 +76,8 @@ std::string read_from_start(const UniqueFd& fd, const std::string& path) {
   // One byte more than the file holds: the last read finds the end without growing the text.
   std::string text(static_cast<std::size_t>(status.st_size) + 1, '\0');
   std::size_t size = 0;
-  while (const std::size_t got = read_some(fd.get(), text.data() + size, text.size() - size, path)) {
+  while (const std::size_t got =
+             read_some(fd.get(), text.data() + size, text.size() - size, path)) {
     size += got;
     if (size == text.size()) text.resize(text.size() * 2);
   }

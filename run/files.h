@@ -1,12 +1,12 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
-
-#include <unistd.h>
 
 namespace zorbec {
 

@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/multiprecision/cpp_int.hpp>
 #include <charconv>
 #include <cmath>
 #include <ios>
 #include <limits>
 #include <system_error>
-
-#include <boost/multiprecision/cpp_int.hpp>
 
 namespace zorbec {
 
@@ -22,7 +21,9 @@ namespace {
 
 constexpr std::size_t kMostDigits = 4000;
 
-bool is_decimal_digit(char c) { return c >= '0' && c <= '9'; }
+bool is_decimal_digit(char c) {
+  return c >= '0' && c <= '9';
+}
 
 bool is_hexadecimal_digit(char c) {
   return is_decimal_digit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
@@ -80,7 +81,9 @@ std::optional<Integer> Integer::from_hexadecimal(std::string_view text) {
   return Integer(Wide{negative ? cpp_int(-magnitude) : magnitude});
 }
 
-Integer Integer::from_real(double value) { return Integer(Wide{cpp_int(std::trunc(value))}); }
+Integer Integer::from_real(double value) {
+  return Integer(Wide{cpp_int(std::trunc(value))});
+}
 
 void Integer::append_hexadecimal(std::string& out) const {
   if (wide_ == nullptr) {
@@ -89,8 +92,9 @@ void Integer::append_hexadecimal(std::string& out) const {
     out += "0x";
     out.append(digits.data(), end);
   } else {
-    const cpp_int magnitude = abs(wide_->value);
-    out += wide_->value < 0 ? "-0x" : "0x";
+    const bool negative = wide_->value < 0;
+    const cpp_int magnitude = negative ? cpp_int(-wide_->value) : wide_->value;
+    out += negative ? "-0x" : "0x";
     out += magnitude.str(0, std::ios_base::hex);
   }
 }
@@ -111,7 +115,9 @@ std::string Integer::decimal() const {
   return wide_ == nullptr ? std::to_string(word_) : wide_->value.str();
 }
 
-Integer::Wide Integer::widened() const { return wide_ == nullptr ? Wide{word_} : *wide_; }
+Integer::Wide Integer::widened() const {
+  return wide_ == nullptr ? Wide{word_} : *wide_;
+}
 
 Integer Integer::wide_or(const Integer& a, const Integer& b) {
   return Integer(Wide{a.widened().value | b.widened().value});

@@ -21,8 +21,8 @@ class Integer {
   Integer(int value);
 
   // The number that `text` writes in decimal digits, a minus sign before them allowed and nothing
-  // else. Empty if it writes none, or one of more than 4,000 digits, which no key can need and which
-  // would take long to read.
+  // else. Empty if it writes none, or one of more than 4,000 digits, which no key can need and
+  // which would take long to read.
   static std::optional<Integer> from_decimal(std::string_view text);
   // The same in hexadecimal digits of either case, "0x" allowed before them.
   static std::optional<Integer> from_hexadecimal(std::string_view text);

@@ -59,11 +59,13 @@ class JsonLoader {
  public:
   explicit JsonLoader(JsonDocument& document) : document_(document), steps_(1) {}
 
-  // The parser asks for these limits; the real one is the token's.
+  // The parser asks for these limits under these names; the real one is the token's.
+  // NOLINTBEGIN(readability-identifier-naming)
   static constexpr std::size_t max_object_size = std::numeric_limits<std::size_t>::max();
   static constexpr std::size_t max_array_size = std::numeric_limits<std::size_t>::max();
   static constexpr std::size_t max_key_size = kLongestText;
   static constexpr std::size_t max_string_size = kLongestText;
+  // NOLINTEND(readability-identifier-naming)
 
   using Error = boost::system::error_code;
   using View = boost::json::string_view;
@@ -154,7 +156,8 @@ class JsonLoader {
   std::uint32_t next_token() const { return static_cast<std::uint32_t>(document_.tokens_.size()); }
 
   void add(JsonKind kind, std::uint32_t extra, std::uint32_t word) {
-    document_.tokens_.push_back({static_cast<std::uint32_t>(kind) & 15U, extra & kMostShapes, word});
+    document_.tokens_.push_back(
+        {static_cast<std::uint32_t>(kind) & 15U, extra & kMostShapes, word});
   }
 
   void open(JsonKind kind) {
@@ -191,7 +194,8 @@ class JsonLoader {
       error = make_error_code(boost::system::errc::value_too_large);
       return false;
     }
-    const bool real = std::string_view(begin, length).find_first_of(".eE") != std::string_view::npos;
+    const bool real =
+        std::string_view(begin, length).find_first_of(".eE") != std::string_view::npos;
     add(real ? JsonKind::kReal : JsonKind::kInteger, static_cast<std::uint32_t>(length),
         static_cast<std::uint32_t>(begin - document_.file_.bytes.get()));
     return true;
@@ -200,12 +204,10 @@ class JsonLoader {
   void add_entry(const JsonDocument::Token& name) {
     const std::string_view text = document_.text_of(name);
     const std::uint32_t number = document_.size();
-    std::uint32_t entry = number;
-    if (const auto canonical = canonical_number(text)) {
-      entry = document_.by_number_.try_emplace(*canonical, number).first->second;
-    } else {
-      entry = document_.by_text_.try_emplace(std::string(text), number).first->second;
-    }
+    const std::optional<std::uint64_t> canonical = canonical_number(text);
+    const std::uint32_t entry =
+        canonical ? document_.by_number_.try_emplace(*canonical, number).first->second
+                  : document_.by_text_.try_emplace(std::string(text), number).first->second;
     if (entry == number) {
       document_.entries_.push_back({name, next_token()});
     } else {
@@ -276,7 +278,8 @@ class JsonLoader {
 
 // ---------------------------------------------------------------------------------------------
 
-JsonDocument::JsonDocument() : tokens_{{static_cast<std::uint32_t>(JsonKind::kObject) & 15U, 0, 0}} {}
+JsonDocument::JsonDocument()
+    : tokens_{{static_cast<std::uint32_t>(JsonKind::kObject) & 15U, 0, 0}} {}
 
 JsonDocument::JsonDocument(FileText text) : file_(std::move(text)) {
   if (file_.size > kLargestFile) throw JsonError("not loaded: more than 4 GB");
@@ -348,13 +351,17 @@ JsonKind JsonValue::kind() const {
   return kind == JsonDocument::kDecoded ? JsonKind::kText : static_cast<JsonKind>(kind);
 }
 
-std::string_view JsonValue::text() const { return document_->text_of(document_->tokens_[token_]); }
+std::string_view JsonValue::text() const {
+  return document_->text_of(document_->tokens_[token_]);
+}
 
 const JsonShape& JsonValue::shape() const {
   return document_->shapes_[document_->tokens_[token_].extra];
 }
 
-bool JsonValue::is_flat() const { return document_->tokens_[token_].word == shape().slots; }
+bool JsonValue::is_flat() const {
+  return document_->tokens_[token_].word == shape().slots;
+}
 
 JsonValue JsonValue::at_slot(std::uint32_t slot) const {
   std::uint32_t at = token_ + 1;

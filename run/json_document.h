@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -7,8 +8,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <boost/unordered/unordered_flat_map.hpp>
 
 #include "run/error.h"
 #include "run/files.h"
@@ -20,7 +19,16 @@ namespace zorbec {
 // order share one shape. So a dump costs little more memory than its file, and a field is found
 // without building a map per record.
 
-enum class JsonKind : std::uint8_t { kNull, kFalse, kTrue, kInteger, kReal, kText, kArray, kObject };
+enum class JsonKind : std::uint8_t {
+  kNull,
+  kFalse,
+  kTrue,
+  kInteger,
+  kReal,
+  kText,
+  kArray,
+  kObject
+};
 
 // "text", "array" and so on, for messages.
 std::string_view kind_name(JsonKind kind);
@@ -39,10 +47,10 @@ struct JsonShape {
     std::string_view name;
     std::uint32_t slot;  // the how-manieth value of the object in the file
   };
-  std::vector<Member> members;          // in file order; of a repeated name the last value counts
-  std::vector<std::uint32_t> by_name;   // indices into `members`, sorted by name
-  std::uint32_t slots = 0;              // values in the file, repeated names included
-  std::size_t least_columns = 0;        // an object of this shape is never narrower on one line
+  std::vector<Member> members;         // in file order; of a repeated name the last value counts
+  std::vector<std::uint32_t> by_name;  // indices into `members`, sorted by name
+  std::uint32_t slots = 0;             // values in the file, repeated names included
+  std::size_t least_columns = 0;       // an object of this shape is never narrower on one line
 
   // Index into `members`.
   std::optional<std::uint32_t> find(std::string_view name) const;

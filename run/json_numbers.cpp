@@ -8,7 +8,9 @@ namespace zorbec {
 namespace {
 
 // Out of range of a double: infinity or zero, whichever is nearer.
-double real(const JsonValue& value) { return std::strtod(std::string(value.text()).c_str(), nullptr); }
+double real(const JsonValue& value) {
+  return std::strtod(std::string(value.text()).c_str(), nullptr);
+}
 
 }  // namespace
 

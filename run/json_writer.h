@@ -87,13 +87,21 @@ struct AnyVisitor {
 };
 
 template <typename T>
-concept Scalar = requires(std::string& out, const T& value) { append_scalar(out, value); };
+concept Scalar = requires(std::string& out, const T& value) {
+  append_scalar(out, value);
+};
 template <typename T>
-concept Varying = requires(const T& value) { visit_json(value, AnyVisitor{}); };
+concept Varying = requires(const T& value) {
+  visit_json(value, AnyVisitor{});
+};
 template <typename T>
-concept Map = requires(const T& value) { for_each_member(value, AnyEntry{}); };
+concept Map = requires(const T& value) {
+  for_each_member(value, AnyEntry{});
+};
 template <typename T>
-concept KnowsLeastColumns = requires(const T& value) { least_columns(value); };
+concept KnowsLeastColumns = requires(const T& value) {
+  least_columns(value);
+};
 
 }  // namespace json_writer
 

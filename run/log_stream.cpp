@@ -1,9 +1,9 @@
 #include "run/log_stream.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <exception>
-
-#include <unistd.h>
 
 #include "run/error.h"
 

@@ -27,7 +27,8 @@ class LogStream {
 
   // Writes one message that comes in pieces. `produce` gets a function that takes them; it must not
   // use this stream otherwise, nor wait for anybody.
-  void write_pieces(const std::function<void(const std::function<void(std::string_view)>&)>& produce);
+  void write_pieces(
+      const std::function<void(const std::function<void(std::string_view)>&)>& produce);
 
  private:
   void append(std::string_view piece) ZORBEC_REQUIRES(mutex_);

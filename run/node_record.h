@@ -14,8 +14,8 @@ namespace zorbec {
 // thing than holding the text "None".
 struct NodeRecord {
   std::optional<int> nodeid;
-  std::optional<int> pidb_dump;  // 1: its interface truth database is to be dumped
-  std::optional<int> pmdb_dump;  // 1: its hardware key database is to be dumped
+  std::optional<int> pidb_dump;            // 1: its interface truth database is to be dumped
+  std::optional<int> pmdb_dump;            // 1: its hardware key database is to be dumped
   std::optional<std::string> nodetype;     // "RP", "LC", "None"
   std::optional<std::string> nodeip;       // internal address, or "None": not reachable
   std::optional<std::string> act_standby;  // "Active", "Standby", "None"

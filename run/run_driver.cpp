@@ -1,5 +1,7 @@
 #include "run/run_driver.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <exception>
 #include <functional>
@@ -7,8 +9,6 @@
 #include <string_view>
 #include <utility>
 #include <vector>
-
-#include <unistd.h>
 
 #include "dump/dump_task.h"
 #include "platform/node_inventory.h"

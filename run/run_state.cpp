@@ -22,10 +22,16 @@ RunState& run_state() {
   return *the_state();
 }
 
-void bring_up_run_state() { the_state() = std::make_unique<RunState>(); }
+void bring_up_run_state() {
+  the_state() = std::make_unique<RunState>();
+}
 
-void shut_down_run_state() { the_state().reset(); }
+void shut_down_run_state() {
+  the_state().reset();
+}
 
-bool run_state_is_up() { return the_state() != nullptr; }
+bool run_state_is_up() {
+  return the_state() != nullptr;
+}
 
 }  // namespace zorbec

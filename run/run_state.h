@@ -1,12 +1,12 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <atomic>
 #include <memory>
 #include <optional>
 #include <regex>
 #include <string>
-
-#include <unistd.h>
 
 #include "run/dump_tables.h"
 #include "run/files.h"

@@ -12,12 +12,16 @@ namespace {
 struct Number {
   int value;
 };
-void append_scalar(std::string& out, const Number& number) { out += std::to_string(number.value); }
+void append_scalar(std::string& out, const Number& number) {
+  out += std::to_string(number.value);
+}
 
 struct Text {
   std::string_view characters;
 };
-void append_scalar(std::string& out, const Text& text) { append_json_text(out, text.characters); }
+void append_scalar(std::string& out, const Text& text) {
+  append_json_text(out, text.characters);
+}
 
 // A scalar of a dump, as the dump wrote it.
 struct DumpedScalar {
@@ -45,7 +49,9 @@ void append_scalar(std::string& out, const DumpedScalar& scalar) {
 struct Texts {
   const std::vector<std::string>* texts;
 };
-std::size_t entry_count(const Texts& list) { return list.texts->size(); }
+std::size_t entry_count(const Texts& list) {
+  return list.texts->size();
+}
 template <typename Entry>
 bool for_each_element(const Texts& list, Entry entry) {
   return std::ranges::all_of(*list.texts,
@@ -64,7 +70,9 @@ void append_scalar(std::string& out, const Key& key) {
 struct Keys {
   const KeyList* keys;
 };
-std::size_t entry_count(const Keys& list) { return list.keys->size(); }
+std::size_t entry_count(const Keys& list) {
+  return list.keys->size();
+}
 template <typename Entry>
 bool for_each_element(const Keys& list, Entry entry) {
   return std::ranges::all_of(*list.keys, [&](const Integer& key) { return entry(Key{&key}); });
@@ -143,7 +151,9 @@ bool for_each_element(const DumpedList& list, Entry entry) {
   return list.value.for_each_child([&](const JsonValue& value) { return entry(Dumped{value}); });
 }
 
-std::size_t least_columns(const Record& record) { return record.value.shape().least_columns; }
+std::size_t least_columns(const Record& record) {
+  return record.value.shape().least_columns;
+}
 
 std::size_t entry_count(const Record& record) {
   const JsonShape& shape = record.value.shape();
@@ -155,7 +165,8 @@ std::size_t entry_count(const Record& record) {
 template <typename Entry>
 bool for_each_member(const Record& record, Entry entry) {
   const JsonShape& shape = record.value.shape();
-  std::vector<JsonValue> values;  // of a record whose values have to be looked for one after another
+  std::vector<JsonValue>
+      values;  // of a record whose values have to be looked for one after another
   if (!record.value.is_flat()) {
     record.value.for_each_child([&](const JsonValue& value) {
       values.push_back(value);
@@ -189,7 +200,9 @@ Record with_additions(const JsonValue& record, const RecordAdditions& additions)
 
 // Quotes, colon, blank, a digit, comma and blank for each entry: what a table takes at least on one
 // line. Spares sorting a table that no line can hold.
-std::size_t least_columns_of_table(std::size_t entries) { return entries * 7; }
+std::size_t least_columns_of_table(std::size_t entries) {
+  return entries * 7;
+}
 
 // Calls entry(name, value) for each member of the table in the order of the names.
 template <typename Value, typename Entry>
@@ -204,7 +217,9 @@ bool for_each_sorted(const JsonDocument& document, Value value, Entry entry) {
 struct Interfaces {
   const InterfaceTable* table;
 };
-std::size_t entry_count(const Interfaces& map) { return map.table->document.size(); }
+std::size_t entry_count(const Interfaces& map) {
+  return map.table->document.size();
+}
 std::size_t least_columns(const Interfaces& map) {
   return least_columns_of_table(entry_count(map));
 }
@@ -221,7 +236,9 @@ bool for_each_member(const Interfaces& map, Entry entry) {
 struct ProgrammedKeys {
   const PmdbTable* pmdb;
 };
-std::size_t entry_count(const ProgrammedKeys& map) { return map.pmdb->size(); }
+std::size_t entry_count(const ProgrammedKeys& map) {
+  return map.pmdb->size();
+}
 std::size_t least_columns(const ProgrammedKeys& map) {
   return least_columns_of_table(entry_count(map));
 }
@@ -255,12 +272,13 @@ void visit_json(const Dump<Table>& dump, Visitor visitor) {
 struct Nodes {
   std::vector<std::pair<std::string, InterfaceTable*>> sorted;
 };
-std::size_t entry_count(const Nodes& map) { return map.sorted.size(); }
+std::size_t entry_count(const Nodes& map) {
+  return map.sorted.size();
+}
 template <typename Entry>
 bool for_each_member(const Nodes& map, Entry entry) {
   return std::ranges::all_of(map.sorted, [&](const auto& node) {
-    return entry(node.first,
-                 Dump<Interfaces>{&node.second->document, Interfaces{node.second}});
+    return entry(node.first, Dump<Interfaces>{&node.second->document, Interfaces{node.second}});
   });
 }
 
@@ -283,7 +301,9 @@ std::string render(const InterfaceRecord& record) {
   return written(with_additions(record.value(), record.additions()));
 }
 
-std::string render(const std::vector<std::string>& texts) { return written(Texts{&texts}); }
+std::string render(const std::vector<std::string>& texts) {
+  return written(Texts{&texts});
+}
 
 void render(const PmdbTable& pmdb, const JsonWriter::Sink& sink) {
   JsonWriter(sink).write(Dump<ProgrammedKeys>{&pmdb.document(), ProgrammedKeys{&pmdb}});

@@ -33,7 +33,9 @@ Worker::Worker(unsigned number, std::string node, std::string task_name,
       log_(std::move(log)),
       task_(std::move(task)) {}
 
-Worker::~Worker() { join(); }
+Worker::~Worker() {
+  join();
+}
 
 void Worker::start() {
   const SignalsBlocked blocked;

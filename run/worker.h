@@ -23,8 +23,8 @@ class Worker {
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
 
-  // Starts the thread, with all signals blocked: they are the host's. Throws std::system_error if it
-  // cannot be started.
+  // Starts the thread, with all signals blocked: they are the host's. Throws std::system_error if
+  // it cannot be started.
   void start();
   // Waits for it to end.
   void join();

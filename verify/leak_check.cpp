@@ -18,7 +18,7 @@ bool is_plain_word(std::string_view text) {
   static constexpr std::string_view kSpecial = "|&;<>()$`\\\"'*?[]{}!";
   const auto is_plain = [](char c) {
     const auto byte = static_cast<unsigned char>(c);
-    return byte > 0x20 && byte != 0x7f && kSpecial.find(c) == kSpecial.npos;
+    return byte > 0x20 && byte != 0x7f && kSpecial.find(c) == std::string_view::npos;
   };
   return !text.empty() && text.front() != '#' && text.front() != '~' &&
          std::ranges::all_of(text, is_plain);
@@ -32,7 +32,8 @@ int check_pmdb_leak(const PmdbTable& pmdb_dict, LogStream& dl_fd, const std::str
   for (std::uint32_t entry = 0; entry < pmdb_dict.size(); ++entry) {
     if (pmdb_dict.is_visited(entry)) continue;
     const std::string_view key = pmdb_dict.name(entry);
-    if (!is_plain_word(key)) pmdb_dict.fail(entry, "is not a plain word, so nothing is asked for it");
+    if (!is_plain_word(key))
+      pmdb_dict.fail(entry, "is not a plain word, so nothing is asked for it");
     if (check_if_bundle_without_member(key) == 0) continue;
 
     const std::optional<Integer> value = Integer::from_decimal(key);
@@ -49,12 +50,12 @@ int check_if_bundle_without_member(std::string_view ifh) {
   const std::string answer = execute("ifmgr_print database -i " + std::string(ifh) + " -l 0x2");
   const auto lines = split_lines(answer);
   const bool names_bundle = std::ranges::any_of(lines, [](std::string_view line) {
-    return line.find("Bundle-Ether") != line.npos;
+    return line.find("Bundle-Ether") != std::string_view::npos;
   });
   if (!names_bundle) return 1;
   // The configuration is rendered and searched for "bundle id $number", where the dollar sign means
-  // the end of a line, behind which no text can stand: whatever it holds, the bundle is not found in
-  // it, and a key that belongs to a bundle is never a leak.
+  // the end of a line, behind which no text can stand: whatever it holds, the bundle is not found
+  // in it, and a key that belongs to a bundle is never a leak.
   execute("confdump -c -l 1 -t 1 -o 1");
   return 0;
 }
