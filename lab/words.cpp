@@ -1,5 +1,7 @@
 #include "lab/words.h"
 
+#include <algorithm>
+
 namespace zorbec::lab {
 
 std::vector<std::string> split_words(std::string_view text) {
