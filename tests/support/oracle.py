@@ -66,12 +66,14 @@ def load_json(path):
     with open(path, "rb") as file:
         data = file.read()
     try:
-        return json.loads(
+        value = json.loads(
             data.decode("utf-8"),
             parse_int=Integer,
             parse_float=Float,
             parse_constant=refuse_constant,
         )
+        on_one_line(value).encode("utf-8")  # half a surrogate pair is no text
+        return value
     except (ValueError, RecursionError) as error:
         raise Failure(f"{path}: {error}") from error
 
@@ -101,7 +103,7 @@ def look_up(table, key, what):
 
 
 def decimal(text):
-    if not re.fullmatch("[0-9]+", text):
+    if not re.fullmatch("-?[0-9]+", text):
         raise Failure(f"'{text}' is no decimal number")
     return int(text)
 
@@ -567,7 +569,7 @@ class Checker:
                     if not isinstance(key, str):
                         raise Failure("a key of the key_list is no text")
                     digits = key.lstrip("0x")
-                    if not re.fullmatch("[0-9a-fA-F]+", digits):
+                    if not re.fullmatch("-?(0x)?[0-9a-fA-F]+", digits):
                         raise Failure(f"'{key}' is no key")
                     value = int(digits, 16)
                     if str(value) in as_map(pmdb, "the PMDB"):
