@@ -91,11 +91,11 @@ void give_to_bundle(const InterfaceRecord& member, KeyList keys, const std::stri
   const auto& subif_handles = subiflist(bundle);
   if (subif_handles == nullptr) return;
   log->write("\nbsubif_ifh_list :\n" + render(*subif_handles));
-  for (const std::string& handle : *subif_handles) {
+  for_each_subif(bundle, *subif_handles, [&](std::string_view handle) {
     const InterfaceRecord subif = find_parent(state.pidb_bundle_subifh, nodename, handle, bundle);
     require_fields(subif, {"rif", "lif", "is_l2"});
     extend(subif.additions().key_list, {bundle_subif_key(subif)});
-  }
+  });
 }
 
 void construct_physical(const InterfaceRecord& record, KeyList keys, const std::string& nodename) {

@@ -8,18 +8,20 @@
 namespace zorbec {
 namespace {
 
-// Calls take(text) for each text of a list that a dump supplied.
-template <typename Take>
+void require_list(const InterfaceRecord& record, std::string_view field, const JsonValue& list) {
+  if (list.kind() == JsonKind::kArray) return;
+  record.fail("has " + std::string(field) + " " + describe(list) + ", not a list");
+}
+
+// Calls visit(text) for each text of a list that a dump supplied.
+template <typename Visit>
 void for_each_text(const InterfaceRecord& record, std::string_view field, const JsonValue& list,
-                   Take take) {
-  if (list.kind() != JsonKind::kArray) {
-    record.fail("has " + std::string(field) + " " + describe(list) + ", not a list");
-  }
+                   Visit visit) {
   list.for_each_child([&](const JsonValue& element) {
     if (element.kind() != JsonKind::kText) {
       record.fail("has " + describe(element) + " in its " + std::string(field) + ", not a text");
     }
-    take(element.text());
+    visit(element.text());
     return true;
   });
 }
@@ -45,17 +47,21 @@ InterfaceRecord find_parent(const InterfaceTables& tables, const std::string& no
   return {*table, *entry};
 }
 
-std::unique_ptr<std::vector<std::string>>& subiflist(const InterfaceRecord& bundle) {
-  std::unique_ptr<std::vector<std::string>>& own = bundle.additions().subiflist;
+std::unique_ptr<SubifList>& subiflist(const InterfaceRecord& bundle) {
+  std::unique_ptr<SubifList>& own = bundle.additions().subiflist;
   if (own == nullptr) {
     if (const std::optional<JsonValue> dumped = bundle.find("subiflist")) {
-      auto handles = std::make_unique<std::vector<std::string>>();
-      for_each_text(bundle, "subiflist", *dumped,
-                    [&](std::string_view text) { handles->emplace_back(text); });
-      own = std::move(handles);
+      require_list(bundle, "subiflist", *dumped);
+      own = std::make_unique<SubifList>(SubifList{dumped, {}});
     }
   }
   return own;
+}
+
+void for_each_subif(const InterfaceRecord& bundle, const SubifList& handles,
+                    const std::function<void(std::string_view)>& visit) {
+  if (handles.dumped) for_each_text(bundle, "subiflist", *handles.dumped, visit);
+  for (const std::string& handle : handles.listed) visit(handle);
 }
 
 void fail_without_digits(const InterfaceRecord& record, std::string_view key) {
@@ -66,6 +72,7 @@ bool for_each_dumped_key(const InterfaceRecord& record,
                          const std::function<void(const Integer&)>& visit) {
   const std::optional<JsonValue> dumped = record.find("key_list");
   if (!dumped) return false;
+  require_list(record, "key_list", *dumped);
   for_each_text(record, "key_list", *dumped, [&](std::string_view text) {
     const std::optional<Integer> key = parse_key_text(text);
     if (!key) fail_without_digits(record, text);

@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "run/dump_tables.h"
 
@@ -21,9 +20,14 @@ void for_each_interface(const InterfaceTables& tables, const std::string& nodena
 InterfaceRecord find_parent(const InterfaceTables& tables, const std::string& nodename,
                             std::string_view handle, const InterfaceRecord& child);
 
-// The sub-interface handles of a bundle: what the dump supplied and what was listed since. Null if
-// there is neither. Throws CheckError if the dump's own value is not a list of texts.
-std::unique_ptr<std::vector<std::string>>& subiflist(const InterfaceRecord& bundle);
+// The sub-interfaces of a bundle: what the dump supplied and what was listed since. Null if there
+// is neither. Throws CheckError if what the dump supplied is not a list.
+std::unique_ptr<SubifList>& subiflist(const InterfaceRecord& bundle);
+
+// Calls visit(handle) for each of them. Throws CheckError at an element of the dump's own list that
+// is not a text.
+void for_each_subif(const InterfaceRecord& bundle, const SubifList& handles,
+                    const std::function<void(std::string_view)>& visit);
 
 // Calls visit(key) for each expected key of the record, in list order: those that were derived, or
 // else a `key_list` that the dump supplied. Returns false if the record has neither.

@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <string_view>
-#include <vector>
 
 #include "keys/expected_keys.h"
 #include "keys/interface_records.h"
@@ -28,8 +27,8 @@ void link_to_bundle(const InterfaceRecord& subif, const std::string& nodename) {
   }
   auto& handles =
       subiflist(find_parent(run_state().pidb_bundle_ifh, nodename, parent.text(), subif));
-  if (handles == nullptr) handles = std::make_unique<std::vector<std::string>>();
-  handles->emplace_back(subif.handle());
+  if (handles == nullptr) handles = std::make_unique<SubifList>();
+  handles->listed.emplace_back(subif.handle());
 }
 
 }  // namespace

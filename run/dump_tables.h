@@ -18,10 +18,17 @@ namespace zorbec {
 // An interface's expected keys in the order in which they were derived, duplicates kept.
 using KeyList = std::vector<Integer>;
 
+// A bundle's sub-interfaces: a list that the dump itself supplied, if it did, and behind it the
+// handles that were listed since.
+struct SubifList {
+  std::optional<JsonValue> dumped;  // an array, of the same document as the record
+  std::vector<std::string> listed;
+};
+
 // What the checker adds to an interface record in memory, under the names of its members.
 struct RecordAdditions {
   std::optional<KeyList> key_list;
-  std::unique_ptr<std::vector<std::string>> subiflist;  // bundles only, hence rarely there
+  std::unique_ptr<SubifList> subiflist;  // bundles only, hence rarely there
 };
 
 // One node's interfaces of one class: the dump as loaded, and what was added to its records.

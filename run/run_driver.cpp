@@ -43,8 +43,7 @@ class Phase {
   void start(const std::string& log_path, const std::string& node, const std::string& task_name,
              std::function<void(LogStream&)> task) {
     const std::shared_ptr<LogStream> log = open_log(log_path);
-    workers_.push_back(std::make_unique<Worker>(++run_state().threads_created, node, task_name, log,
-                                                std::move(task)));
+    workers_.push_back(std::make_unique<Worker>(node, task_name, log, std::move(task)));
     log->write(announce_ + workers_.back()->display_text() + " on node: " + node);
     workers_.back()->start();
   }

@@ -54,8 +54,6 @@ struct RunState {
 
   OutputStream standard_output{STDOUT_FILENO, "standard output"};
 
-  unsigned threads_created = 0;
-
   // Renderings for the verification logs, one for each interface truth table.
   SharedRendering physical_rendering;
   SharedRendering physical_sub_rendering;

@@ -46,18 +46,6 @@ void append_scalar(std::string& out, const DumpedScalar& scalar) {
   }
 }
 
-struct Texts {
-  const std::vector<std::string>* texts;
-};
-std::size_t entry_count(const Texts& list) {
-  return list.texts->size();
-}
-template <typename Entry>
-bool for_each_element(const Texts& list, Entry entry) {
-  return std::ranges::all_of(*list.texts,
-                             [&](const std::string& text) { return entry(Text{text}); });
-}
-
 struct Key {
   const Integer* value;
 };
@@ -78,18 +66,30 @@ bool for_each_element(const Keys& list, Entry entry) {
   return std::ranges::all_of(*list.keys, [&](const Integer& key) { return entry(Key{&key}); });
 }
 
+struct DumpedList {
+  JsonValue value;
+};
+// Any value of a dump.
+struct Dumped {
+  JsonValue value;
+};
+
+struct Handles {
+  const SubifList* list;
+};
+
 // What the checker added to a record under some name: one of these.
 struct AddedValue {
   const KeyList* keys = nullptr;
-  const std::vector<std::string>* texts = nullptr;
+  const SubifList* handles = nullptr;
   int number = 0;
 };
 template <typename Visitor>
 void visit_json(const AddedValue& value, Visitor visitor) {
   if (value.keys != nullptr) {
     visitor(Keys{value.keys});
-  } else if (value.texts != nullptr) {
-    visitor(Texts{value.texts});
+  } else if (value.handles != nullptr) {
+    visitor(Handles{value.handles});
   } else {
     visitor(Number{value.number});
   }
@@ -111,13 +111,6 @@ class Additions {
   std::size_t count_ = 0;
 };
 
-struct DumpedList {
-  JsonValue value;
-};
-// Any value of a dump.
-struct Dumped {
-  JsonValue value;
-};
 // An object of a dump with what was added to it. An addition hides a dumped member of its name.
 struct Record {
   JsonValue value;
@@ -149,6 +142,18 @@ std::size_t entry_count(const DumpedList& list) {
 template <typename Entry>
 bool for_each_element(const DumpedList& list, Entry entry) {
   return list.value.for_each_child([&](const JsonValue& value) { return entry(Dumped{value}); });
+}
+
+std::size_t entry_count(const Handles& list) {
+  const std::size_t dumped =
+      list.list->dumped ? entry_count(DumpedList{*list.list->dumped}) : std::size_t{0};
+  return dumped + list.list->listed.size();
+}
+template <typename Entry>
+bool for_each_element(const Handles& list, Entry entry) {
+  if (list.list->dumped && !for_each_element(DumpedList{*list.list->dumped}, entry)) return false;
+  return std::ranges::all_of(list.list->listed,
+                             [&](const std::string& handle) { return entry(Text{handle}); });
 }
 
 std::size_t least_columns(const Record& record) {
@@ -194,7 +199,8 @@ bool for_each_member(const Record& record, Entry entry) {
 Record with_additions(const JsonValue& record, const RecordAdditions& additions) {
   Record whole{record, {}};
   if (additions.key_list) whole.additions.add({"key_list", {.keys = &*additions.key_list}});
-  if (additions.subiflist) whole.additions.add({"subiflist", {.texts = additions.subiflist.get()}});
+  if (additions.subiflist)
+    whole.additions.add({"subiflist", {.handles = additions.subiflist.get()}});
   return whole;
 }
 
@@ -301,8 +307,8 @@ std::string render(const InterfaceRecord& record) {
   return written(with_additions(record.value(), record.additions()));
 }
 
-std::string render(const std::vector<std::string>& texts) {
-  return written(Texts{&texts});
+std::string render(const SubifList& handles) {
+  return written(Handles{&handles});
 }
 
 void render(const PmdbTable& pmdb, const JsonWriter::Sink& sink) {

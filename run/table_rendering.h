@@ -3,7 +3,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "run/dump_tables.h"
 #include "run/json_writer.h"
@@ -18,7 +17,7 @@ namespace zorbec {
 std::string render(const InterfaceTables& tables);
 
 std::string render(const InterfaceRecord& record);
-std::string render(const std::vector<std::string>& texts);
+std::string render(const SubifList& handles);
 
 // A node's key map, in pieces: it is the largest thing that a log holds.
 void render(const PmdbTable& pmdb, const JsonWriter::Sink& sink);

@@ -23,11 +23,17 @@ class SignalsBlocked {
   sigset_t before_{};
 };
 
+// Goes on for as long as the process lives, however often the checker is brought up.
+unsigned next_number() {
+  static std::atomic<unsigned> last{0};
+  return ++last;
+}
+
 }  // namespace
 
-Worker::Worker(unsigned number, std::string node, std::string task_name,
-               std::shared_ptr<LogStream> log, std::function<void(LogStream&)> task)
-    : number_(number),
+Worker::Worker(std::string node, std::string task_name, std::shared_ptr<LogStream> log,
+               std::function<void(LogStream&)> task)
+    : number_(next_number()),
       node_(std::move(node)),
       task_name_(std::move(task_name)),
       log_(std::move(log)),

@@ -14,9 +14,9 @@ namespace zorbec {
 // only, with one line on standard error.
 class Worker {
  public:
-  // `number` counts the threads of the process, from 1; `node` and `task_name` are for that line.
+  // `node` and `task_name` are for that line.
   // The log is flushed when the task has ended, in whatever way, and is kept alive until then.
-  Worker(unsigned number, std::string node, std::string task_name, std::shared_ptr<LogStream> log,
+  Worker(std::string node, std::string task_name, std::shared_ptr<LogStream> log,
          std::function<void(LogStream&)> task);
   // Waits for the thread to end.
   ~Worker();
@@ -37,7 +37,7 @@ class Worker {
  private:
   void run() noexcept;
 
-  const unsigned number_;
+  const unsigned number_;  // counts the workers of the process, from 1
   const std::string node_;
   const std::string task_name_;
   const std::shared_ptr<LogStream> log_;
