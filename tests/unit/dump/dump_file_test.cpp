@@ -1,0 +1,90 @@
+#include "dump/dump_file.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <system_error>
+
+#include "run/dump_tables.h"
+#include "tests/unit/dump/node_copies_test.h"
+#include "tests/unit/support/errors.h"
+#include "tests/unit/support/files.h"
+
+namespace zorbec::unit {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+using CopyFromNode = NodeCopiesTest;
+
+TEST_F(CopyFromNode, CopiesByteForByte) {
+  const std::string bytes("{\"\0\xff\n\r\n", 7);
+  node_has("10.0.0.1", "pmdb.dat", bytes);
+  const RecordedCommands commands;
+  copy_from_node("10.0.0.1", "/tmp/pmdb.dat", "/tmp/pmdb_3.dat");
+  EXPECT_EQ(read_text("/tmp/pmdb_3.dat"), bytes);
+  EXPECT_THAT(commands.lines(), ElementsAre("scp root@10.0.0.1:/tmp/pmdb.dat /tmp/pmdb_3.dat"));
+  EXPECT_THAT(commands.outputs(), ElementsAre("/tmp/zorbec0.log"));
+}
+
+TEST_F(CopyFromNode, FailureIsNotSeen) {
+  write_text("/tmp/pmdb_3.dat", "old");
+  copy_from_node("10.0.0.1", "/tmp/pmdb.dat", "/tmp/pmdb_3.dat");
+  EXPECT_EQ(read_text("/tmp/pmdb_3.dat"), "old");
+}
+
+TEST(ParseDump, NamesTheFileThatIsNoJson) {
+  write_text("/tmp/bad.dat", "{\"1\": }");
+  EXPECT_THAT(error_of<JsonError>([] { parse_dump("/tmp/bad.dat"); }),
+              StartsWith("/tmp/bad.dat: "));
+}
+
+TEST(ParseDump, FileThatIsNotThere) {
+  EXPECT_THAT(error_of<std::system_error>([] { parse_dump("/tmp/not_there.dat"); }),
+              HasSubstr("/tmp/not_there.dat"));
+}
+
+TEST(LoadDump, ReplacesWhatTheNodeHadAndLeavesOthersAlone) {
+  InterfaceTables table;
+  table.set("2", InterfaceTable("old"));
+  table.set("3", InterfaceTable("old"));
+  write_text("/tmp/good.dat", "{\"17\": {}}");
+  load_dump(table, "3", "/tmp/good.dat");
+  EXPECT_EQ(table.find("3")->document.name(0), "17");
+  EXPECT_EQ(table.find("3")->source, "/tmp/good.dat");
+  EXPECT_EQ(table.find("2")->source, "old");
+}
+
+TEST(LoadDump, EmptyCopyChangesNothing) {
+  InterfaceTables table;
+  table.set("3", InterfaceTable("old"));
+  write_text("/tmp/empty.dat", "");
+  load_dump(table, "3", "/tmp/empty.dat");
+  load_dump(table, "4", "/tmp/empty.dat");
+  EXPECT_EQ(table.find("3")->source, "old");
+  EXPECT_EQ(table.find("4"), nullptr);
+}
+
+TEST(LoadDump, CopyThatIsNotThereChangesNothing) {
+  InterfaceTables table;
+  table.set("3", InterfaceTable("old"));
+  EXPECT_THAT(error_of<std::system_error>([&] { load_dump(table, "3", "/tmp/not_there.dat"); }),
+              HasSubstr("/tmp/not_there.dat"));
+  EXPECT_EQ(table.find("3")->source, "old");
+}
+
+TEST(LoadDump, CopyThatIsNoJsonLeavesAnEmptyTable) {
+  InterfaceTables table;
+  write_text("/tmp/good.dat", "{\"17\": {}}");
+  load_dump(table, "3", "/tmp/good.dat");
+  write_text("/tmp/bad.dat", " ");
+  error_of<JsonError>([&] { load_dump(table, "3", "/tmp/bad.dat"); });
+  EXPECT_EQ(table.find("3")->document.size(), 0U);
+  EXPECT_TRUE(table.find("3")->document.is_object());
+}
+
+}  // namespace
+}  // namespace zorbec::unit
