@@ -1,5 +1,7 @@
 #include "run/json_numbers.h"
 
+#include <locale.h>
+
 #include <cmath>
 #include <cstdlib>
 #include <string>
@@ -7,9 +9,11 @@
 namespace zorbec {
 namespace {
 
-// Out of range of a double: infinity or zero, whichever is nearer.
+// Out of range of a double: infinity or zero, whichever is nearer. The host's locale has no say in
+// what a dump's decimal point is.
 double real(const JsonValue& value) {
-  return std::strtod(std::string(value.text()).c_str(), nullptr);
+  static const locale_t kDumpLocale = newlocale(LC_ALL_MASK, "C", nullptr);
+  return strtod_l(std::string(value.text()).c_str(), nullptr, kDumpLocale);
 }
 
 }  // namespace
