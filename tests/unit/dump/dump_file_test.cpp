@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <filesystem>
 #include <string>
 #include <system_error>
 
@@ -10,6 +12,8 @@
 #include "tests/unit/dump/node_copies_test.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/files.h"
+#include "tests/unit/support/rows.h"
+#include "tests/unit/support/tables.h"
 
 namespace zorbec::unit {
 namespace {
@@ -34,6 +38,25 @@ TEST_F(CopyFromNode, FailureIsNotSeen) {
   write_text("/tmp/pmdb_3.dat", "old");
   copy_from_node("10.0.0.1", "/tmp/pmdb.dat", "/tmp/pmdb_3.dat");
   EXPECT_EQ(read_text("/tmp/pmdb_3.dat"), "old");
+}
+
+TEST_F(CopyFromNode, LinkUnderTheLocalNameIsReplacedAndNotFollowed) {
+  node_has("10.0.0.1", "pmdb.dat", "{}");
+  // What scp does to the file that it finds.
+  tools.install("scp", "cat /tmp/nodes/10.0.0.1/pmdb.dat >\"$2\"");
+  write_text("/tmp/precious", "precious");
+  std::filesystem::create_symlink("/tmp/precious", "/tmp/pmdb_3.dat");
+  copy_from_node("10.0.0.1", "/tmp/pmdb.dat", "/tmp/pmdb_3.dat");
+  EXPECT_EQ(read_text("/tmp/precious"), "precious");
+  EXPECT_EQ(read_text("/tmp/pmdb_3.dat"), "{}");
+}
+
+TEST_F(CopyFromNode, FifoUnderTheLocalNameIsNotWaitedFor) {
+  node_has("10.0.0.1", "pmdb.dat", "{}");
+  tools.install("scp", "cat /tmp/nodes/10.0.0.1/pmdb.dat >\"$2\"");
+  ASSERT_EQ(::mkfifo("/tmp/pmdb_3.dat", 0600), 0);
+  copy_from_node("10.0.0.1", "/tmp/pmdb.dat", "/tmp/pmdb_3.dat");
+  EXPECT_TRUE(std::filesystem::is_regular_file("/tmp/pmdb_3.dat"));
 }
 
 TEST(ParseDump, NamesTheFileThatIsNoJson) {
@@ -76,15 +99,33 @@ TEST(LoadDump, CopyThatIsNotThereChangesNothing) {
   EXPECT_EQ(table.find("3")->source, "old");
 }
 
-TEST(LoadDump, CopyThatIsNoJsonLeavesAnEmptyTable) {
+struct BadCopyCase : Row {
+  const char* text;
+};
+
+const BadCopyCase kBadCopies[] = {
+    {{"words"}, "iftruth_dump: busy\n"},
+    {{"blank"}, " "},
+    {{"newline"}, "\n"},
+    {{"first_half"}, "{\"17\": {}"},
+    {{"two_documents"}, "{}{}"},
+    {{"comma_alone"}, "{,}"},
+    {{"single_quotes"}, "{'17': {}}"},
+};
+
+class BadCopy : public ::testing::TestWithParam<BadCopyCase> {};
+
+TEST_P(BadCopy, LeavesAnEmptyTable) {
   InterfaceTables table;
-  write_text("/tmp/good.dat", "{\"17\": {}}");
-  load_dump(table, "3", "/tmp/good.dat");
-  write_text("/tmp/bad.dat", " ");
-  error_of<JsonError>([&] { load_dump(table, "3", "/tmp/bad.dat"); });
+  table.set("3", interface_table(R"({"17": {}})"));
+  write_text("/tmp/bad.dat", GetParam().text);
+  EXPECT_THAT(error_of<JsonError>([&] { load_dump(table, "3", "/tmp/bad.dat"); }),
+              StartsWith("/tmp/bad.dat: "));
   EXPECT_EQ(table.find("3")->document.size(), 0U);
   EXPECT_TRUE(table.find("3")->document.is_object());
 }
+
+INSTANTIATE_TEST_SUITE_P(Copies, BadCopy, ::testing::ValuesIn(kBadCopies), row_name<BadCopyCase>);
 
 }  // namespace
 }  // namespace zorbec::unit

@@ -226,7 +226,7 @@ TEST_P(Flag, IsMemberIsComparedWith0) {
   } else {
     // A member looks for its bundle, of which this node has none.
     EXPECT_THAT(error_of<CheckError>([&] { keys("physical", "is_member"); }),
-                HasSubstr("belongs to \"7\""));
+                HasSubstr("refers to \"7\""));
   }
 }
 
@@ -334,7 +334,7 @@ const FailureCase kFailureCases[] = {
     {{"handle_with_text_behind_it"}, "bundle", {}, "handle", "12abc"},
     {{"empty_handle"}, "gre", {}, "handle", ""},
     // Values that cannot be masked.
-    {{"rif_as_text"}, "bundle", {{"rif", "\"5\""}}, "has rif a text \"5\", not an integer"},
+    {{"rif_as_text"}, "bundle", {{"rif", "\"5\""}}, "has rif a text \"5\""},
     {{"rif_as_float"}, "bundle", {{"rif", "5.0"}}, "rif"},
     {{"rif_null"}, "bundle", {{"rif", "null"}}, "rif null"},
     {{"rif_list"}, "bundle", {{"rif", "[5]"}}, "rif a list"},
@@ -348,8 +348,8 @@ const FailureCase kFailureCases[] = {
     {{"ssp_null"}, "physical", {{"ssp", "null"}}, "ssp null"},
     {{"ssp_object"}, "physical", {{"ssp", "{}"}}, "ssp an object"},
     {{"ssp_real_out_of_range"}, "physical", {{"ssp", "1e999"}}, "ssp"},
-    {{"slot_text_that_is_no_number"}, "bvi", {{"slot", "\"LC2\""}}, "slot is a text \"LC2\""},
-    {{"slot_null"}, "bvi", {{"slot", "null"}}, "slot is null"},
+    {{"slot_text_that_is_no_number"}, "bvi", {{"slot", "\"LC2\""}}, "slot a text \"LC2\""},
+    {{"slot_null"}, "bvi", {{"slot", "null"}}, "slot null"},
     {{"node_that_is_no_slot"}, "physical", {}, "slot \"RP0\"", "123", "RP0"},
     {{"erif_text_that_is_no_number"}, "gre", {{"erif", "\"e\""}}, "erif a text"},
     {{"drif_null"}, "gre", {{"drif", "null"}}, "drif null"},
@@ -399,10 +399,7 @@ const FailureCase kFailureCases[] = {
      "RP0"},
     {{"bundle_without_is_l2"}, "bundle", {{"is_l2", kMissing}}, "no field \"is_l2\""},
     {{"bundle_subif_without_is_l2"}, "bundle-subif", {{"is_l2", kMissing}}, "no field \"is_l2\""},
-    {{"bvi_port_is_asked_for_before_lif"},
-     "bvi",
-     {{"slot", "null"}, {"lif", "null"}},
-     "slot is null"},
+    {{"bvi_port_is_asked_for_before_lif"}, "bvi", {{"slot", "null"}, {"lif", "null"}}, "slot null"},
     {{"bvi_lif_before_rif"}, "bvi", {{"lif", "null"}, {"rif", "null"}}, "lif null"},
     {{"gre_handle_is_read_before_erif"}, "gre", {{"erif", kMissing}}, "handle", "abc"},
     {{"gre_without_erif_and_drif"},
@@ -424,7 +421,7 @@ const FailureCase kFailureCases[] = {
     {{"member_of_a_bundle_that_the_node_does_not_have"},
      "physical",
      {{"is_member", "1"}},
-     "belongs to \"7\", which node 2 does not report"},
+     "refers to \"7\", which node 2 does not report"},
 };
 
 class Failure : public ExpectedKeys, public ::testing::WithParamInterface<FailureCase> {};
@@ -728,7 +725,7 @@ const MemberFailureCase kMemberFailureCases[] = {
     {{"bundle_is_looked_up_before_the_scale_is_asked_for"},
      {{"bundle_ifh", "8"}, {"memid", kMissing}},
      kGoodBundle,
-     "belongs to \"8\", which node 2 does not report",
+     "refers to \"8\", which node 2 does not report",
      false},
     {{"scale_is_asked_for_before_memid_is_read"},
      {{"memid", kMissing}},
@@ -824,7 +821,7 @@ INSTANTIATE_TEST_SUITE_P(Failures, SubifFailure, ::testing::ValuesIn(kSubifFailu
 TEST_F(BundleMember, SubInterfaceThatTheNodeDoesNotReport) {
   list_subifs({"21", "23"});
   EXPECT_THAT(error_of<CheckError>([&] { construct(); }),
-              HasSubstr("\"7\" belongs to \"23\", which node 2 does not report"));
+              HasSubstr("\"7\" refers to \"23\", which node 2 does not report"));
   EXPECT_THAT(keys_of(subif("21")), ElementsAre("0xd2"));
 }
 

@@ -52,50 +52,50 @@ TEST(ForEachInterface, DumpThatIsNoTable) {
 }
 
 // Interface 5 of node 2, whose bundles are 7 and "007".
-class FindParent : public ::testing::Test {
+class FindInterface : public ::testing::Test {
  protected:
-  FindParent() {
+  FindInterface() {
     bundles.set("2", interface_table(R"({"7": {"name": "seven"}, "007": {"name": "text"}})"));
   }
-  std::string name_of_parent(const std::string& node, const std::string& handle) {
-    const InterfaceRecord parent = find_parent(bundles, node, handle, {children, 0});
-    return std::string(parent.field("name").text());
+  std::string name_of(const std::string& node, const std::string& handle) {
+    const InterfaceRecord bundle = find_interface(bundles, node, handle, {ports, 0});
+    return std::string(bundle.field("name").text());
   }
 
   InterfaceTables bundles;
-  InterfaceTable children = interface_table(R"({"5": {}})");
+  InterfaceTable ports = interface_table(R"({"5": {}})");
 };
 
-TEST_F(FindParent, ComparesHandlesAsTexts) {
-  EXPECT_EQ(name_of_parent("2", "7"), "seven");
-  EXPECT_EQ(name_of_parent("2", "007"), "text");
+TEST_F(FindInterface, ComparesHandlesAsTexts) {
+  EXPECT_EQ(name_of("2", "7"), "seven");
+  EXPECT_EQ(name_of("2", "007"), "text");
 }
 
-TEST_F(FindParent, HandleThatTheNodeDoesNotReport) {
-  EXPECT_EQ(error_of<CheckError>([&] { name_of_parent("2", "07"); }),
-            "/tmp/pidb_test.dat: interface \"5\" belongs to \"07\", which node 2 does not report");
+TEST_F(FindInterface, HandleThatTheNodeDoesNotReport) {
+  EXPECT_EQ(error_of<CheckError>([&] { name_of("2", "07"); }),
+            "/tmp/pidb_test.dat: interface \"5\" refers to \"07\", which node 2 does not report");
 }
 
-TEST_F(FindParent, NodeThatLoadedNothing) {
-  EXPECT_THAT(error_of<CheckError>([&] { name_of_parent("3", "7"); }),
-              EndsWith("belongs to \"7\", which node 3 does not report"));
+TEST_F(FindInterface, NodeThatLoadedNothing) {
+  EXPECT_THAT(error_of<CheckError>([&] { name_of("3", "7"); }),
+              EndsWith("refers to \"7\", which node 3 does not report"));
 }
 
 TEST(Subiflist, IsNullIfNeitherTheDumpNorTheCheckerListedAny) {
   InterfaceTable bundles = interface_table(R"({"7": {"rif": 1}})");
-  EXPECT_EQ(subiflist({bundles, 0}), nullptr);
+  EXPECT_EQ(own_subiflist({bundles, 0}), nullptr);
 }
 
 TEST(Subiflist, StartsWithWhatTheDumpSupplied) {
   InterfaceTable bundles = interface_table(R"({"7": {"subiflist": ["21", "x"]}})");
-  subiflist({bundles, 0})->listed.emplace_back("22");
-  subiflist({bundles, 0})->listed.emplace_back("23");
+  own_subiflist({bundles, 0})->listed.emplace_back("22");
+  own_subiflist({bundles, 0})->listed.emplace_back("23");
   EXPECT_THAT(subifs_of({bundles, 0}), ElementsAre("21", "x", "22", "23"));
 }
 
 TEST(Subiflist, EmptyListOfTheDumpIsAList) {
   InterfaceTable bundles = interface_table(R"({"7": {"subiflist": []}})");
-  ASSERT_NE(subiflist({bundles, 0}), nullptr);
+  ASSERT_NE(own_subiflist({bundles, 0}), nullptr);
   EXPECT_THAT(subifs_of({bundles, 0}), IsEmpty());
 }
 
@@ -116,7 +116,7 @@ TEST_P(SubiflistThatIsNoList, Fails) {
   InterfaceTable bundles =
       interface_table(R"({"7": {"subiflist": )" + std::string(GetParam().list) + "}}");
   EXPECT_THAT(error_of<CheckError>([&] {
-                subiflist({bundles, 0});
+                own_subiflist({bundles, 0});
               }),
               HasSubstr(GetParam().complaint));
   EXPECT_EQ(bundles.additions[0].subiflist, nullptr);
@@ -137,7 +137,7 @@ TEST_P(SubiflistElement, ThatIsNoTextEndsTheVisit) {
   InterfaceTable bundles =
       interface_table(R"({"7": {"subiflist": )" + std::string(GetParam().list) + "}}");
   const InterfaceRecord bundle(bundles, 0);
-  const SubifList& handles = *subiflist(bundle);
+  const SubifList& handles = *own_subiflist(bundle);
   Texts seen;
   EXPECT_THAT(error_of<CheckError>([&] {
                 for_each_subif(bundle, handles,

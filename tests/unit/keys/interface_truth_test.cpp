@@ -209,10 +209,10 @@ const ParentCase kParentCases[] = {
     {{"minus_zero"}, "-0", nullptr},
     {{"real_zero"}, "0.0", nullptr},
     {{"false_value"}, "false", nullptr},
-    {{"text_zero_is_looked_up"}, "\"0\"", "belongs to \"0\""},
-    {{"text_is_looked_up_as_it_stands"}, "\"07\"", "belongs to \"07\""},
-    {{"empty_text"}, "\"\"", "belongs to \"\""},
-    {{"bundle_that_is_missing"}, "8", "belongs to \"8\", which node 2 does not report"},
+    {{"text_zero_is_looked_up"}, "\"0\"", "refers to \"0\""},
+    {{"text_is_looked_up_as_it_stands"}, "\"07\"", "refers to \"07\""},
+    {{"empty_text"}, "\"\"", "refers to \"\""},
+    {{"bundle_that_is_missing"}, "8", "refers to \"8\", which node 2 does not report"},
     {{"true_value"}, "true", "parent_ifh true, not a handle"},
     {{"real"}, "7.0", "parent_ifh"},
     {{"null"}, "null", "parent_ifh null, not a handle"},
@@ -265,7 +265,7 @@ TEST_F(InterfaceTruth, SubInterfaceIsListedBeforeItsKeysAreDerived) {
 
 TEST_F(InterfaceTruth, SubInterfaceWithAParentButNoBundlesLoaded) {
   load(&RunState::pidb_bundle_subifh, {{"21", record_with({{"parent_ifh", "7"}})}});
-  EXPECT_THAT(failure(), HasSubstr("\"21\" belongs to \"7\", which node 2 does not report"));
+  EXPECT_THAT(failure(), HasSubstr("\"21\" refers to \"7\", which node 2 does not report"));
 }
 
 TEST_F(InterfaceTruth, WritesNothingAndRunsNoCommandWithoutBundleMembers) {
