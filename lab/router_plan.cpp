@@ -92,6 +92,8 @@ class InterfacePlanner {
                                          const std::vector<Interface>& logical) {
     std::vector<Interface> interfaces;
     Handles handles(slot + 1);
+    const int ports = size_.physical + size_.bundles * size_.members;
+    interfaces.reserve(static_cast<std::size_t>(ports));
     for (int i = 0; i < size_.physical; ++i) interfaces.push_back(draw_port(slot, i, handles));
     for (int i = 0; i < size_.bundles * size_.members; ++i) {
       const Interface& bundle = logical[static_cast<std::size_t>(i / size_.members)];

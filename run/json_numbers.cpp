@@ -1,7 +1,6 @@
 #include "run/json_numbers.h"
 
-#include <locale.h>
-
+#include <clocale>
 #include <cmath>
 #include <cstdlib>
 #include <string>
