@@ -133,7 +133,7 @@ TEST_F(PidbDump, WritesNothingToItsLog) {
 }
 
 TEST_F(PidbDump, CopiesAreByteForByteWhatTheNodeWrote) {
-  const std::string text = "\n{ \"10\" :" + record_with({{"name", "\"\\u00e9 \""}}) + "}\n\n";
+  const std::string text = "\n{ \"10\" :" + record_with({{"name", R"("\u00e9 ")"}}) + "}\n\n";
   node_has(kAddress, "pidb_physical.dat", text);
   run();
   EXPECT_EQ(read_text("/tmp/pidb_physical_3.dat"), text);
@@ -264,7 +264,7 @@ TEST_P(CopyOfClass, ThatIsNoJsonLeavesTheEmptyMapAndStops) {
 }
 
 TEST_P(CopyOfClass, ThatIsNoTableIsLoadedAndHasNoKeysDerived) {
-  node_has(kAddress, file(dumped), "[\"no\", \"table\"]");
+  node_has(kAddress, file(dumped), R"(["no", "table"])");
   const RecordedCommands commands;
   EXPECT_THAT(error_of<CheckError>([&] { run(); }), HasSubstr("not a table"));
   EXPECT_EQ(commands.lines().size(), 9U);

@@ -441,7 +441,7 @@ INSTANTIATE_TEST_SUITE_P(Failures, Failure, ::testing::ValuesIn(kFailureCases),
 TEST_F(ExpectedKeys, ComplaintNamesTheDumpFileAndTheInterface) {
   const InterfaceRecord record = load({{"rif", kMissing}});
   EXPECT_EQ(error_of<CheckError>([&] { construct_key_db(record, "bundle", "123", "2"); }),
-            "/tmp/pidb_test.dat: interface \"123\" has no field \"rif\"");
+            R"(/tmp/pidb_test.dat: interface "123" has no field "rif")");
 }
 
 TEST_F(ExpectedKeys, RecordThatIsNoObject) {
@@ -742,7 +742,7 @@ const MemberFailureCase kMemberFailureCases[] = {
      R"({"lif": 71, "is_l2": 0})",
      "lagid a text",
      true},
-    {{"bundle_without_rif"}, {}, R"({"is_l2": 1})", "\"7\" has no field \"rif\"", true},
+    {{"bundle_without_rif"}, {}, R"({"is_l2": 1})", R"("7" has no field "rif")", true},
     {{"bundle_without_lif"}, {}, R"({"rif": 70, "is_l2": 0})", "no field \"lif\"", true},
     {{"bundle_without_is_l2"}, {}, R"({"rif": 70, "lif": 71})", "no field \"is_l2\"", true},
     {{"layer_2_bundle_with_a_lif_as_text"},
@@ -794,9 +794,9 @@ struct SubifFailureCase : Row {
 };
 
 const SubifFailureCase kSubifFailureCases[] = {
-    {{"without_rif"}, R"({"lif": 221, "is_l2": 1})", "\"22\" has no field \"rif\""},
-    {{"without_lif"}, R"({"rif": 220, "is_l2": 0})", "\"22\" has no field \"lif\""},
-    {{"without_is_l2"}, R"({"rif": 220, "lif": 221})", "\"22\" has no field \"is_l2\""},
+    {{"without_rif"}, R"({"lif": 221, "is_l2": 1})", R"("22" has no field "rif")"},
+    {{"without_lif"}, R"({"rif": 220, "is_l2": 0})", R"("22" has no field "lif")"},
+    {{"without_is_l2"}, R"({"rif": 220, "lif": 221})", R"("22" has no field "is_l2")"},
     {{"lif_as_text"}, R"({"rif": 220, "lif": "221", "is_l2": 1})", "lif a text"},
     {{"no_object"}, "[]", "not a record"},
 };
@@ -821,7 +821,7 @@ INSTANTIATE_TEST_SUITE_P(Failures, SubifFailure, ::testing::ValuesIn(kSubifFailu
 TEST_F(BundleMember, SubInterfaceThatTheNodeDoesNotReport) {
   list_subifs({"21", "23"});
   EXPECT_THAT(error_of<CheckError>([&] { construct(); }),
-              HasSubstr("\"7\" refers to \"23\", which node 2 does not report"));
+              HasSubstr(R"("7" refers to "23", which node 2 does not report)"));
   EXPECT_THAT(keys_of(subif("21")), ElementsAre("0xd2"));
 }
 

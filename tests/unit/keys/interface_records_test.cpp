@@ -73,7 +73,7 @@ TEST_F(FindInterface, ComparesHandlesAsTexts) {
 
 TEST_F(FindInterface, HandleThatTheNodeDoesNotReport) {
   EXPECT_EQ(error_of<CheckError>([&] { name_of("2", "07"); }),
-            "/tmp/pidb_test.dat: interface \"5\" refers to \"07\", which node 2 does not report");
+            R"(/tmp/pidb_test.dat: interface "5" refers to "07", which node 2 does not report)");
 }
 
 TEST_F(FindInterface, NodeThatLoadedNothing) {
@@ -128,7 +128,7 @@ INSTANTIATE_TEST_SUITE_P(Lists, SubiflistThatIsNoList, ::testing::ValuesIn(kNoLi
 const BadListCase kBadElements[] = {
     {{"number"}, "[\"20\", 21]", "\"21\" in its subiflist, not a text"},
     {{"null"}, "[\"20\", null]", "has null in its subiflist, not a text"},
-    {{"list"}, "[\"20\", [\"21\"]]", "has a list in its subiflist, not a text"},
+    {{"list"}, R"(["20", ["21"]])", "has a list in its subiflist, not a text"},
 };
 
 class SubiflistElement : public ::testing::TestWithParam<BadListCase> {};
@@ -149,6 +149,9 @@ TEST_P(SubiflistElement, ThatIsNoTextEndsTheVisit) {
 
 INSTANTIATE_TEST_SUITE_P(Lists, SubiflistElement, ::testing::ValuesIn(kBadElements),
                          row_name<BadListCase>);
+
+// How a complaint about interface 7 begins.
+const std::string kInterface = "/tmp/pidb_test.dat: interface \"7\" ";
 
 // The decimal texts of the keys that were visited, then "none" if the record has no list, and the
 // complaint if there was one.
@@ -180,18 +183,16 @@ TEST(ForEachExpectedKey, DerivedKeysHideThoseOfTheDump) {
 TEST(ForEachExpectedKey, DerivedKeyOfZeroEndsItAfterTheKeysBefore) {
   InterfaceTable table = interface_table(R"({"7": {}})");
   table.additions[0].key_list = KeyList{5, 0, 6};
-  EXPECT_THAT(visit_expected_keys({table, 0}),
-              ElementsAre("5",
-                          "/tmp/pidb_test.dat: interface \"7\" expects key \"0x0\", which leaves "
-                          "no hexadecimal digits to look up"));
+  EXPECT_THAT(
+      visit_expected_keys({table, 0}),
+      ElementsAre(
+          "5", kInterface + "expects key \"0x0\", which leaves no hexadecimal digits to look up"));
 }
 
 struct DumpedKeysCase : Row {
   const char* record;
   Texts seen;
 };
-
-const std::string kInterface = "/tmp/pidb_test.dat: interface \"7\" ";
 
 const DumpedKeysCase kDumpedKeys[] = {
     {{"no_list"}, "{}", {"none"}},

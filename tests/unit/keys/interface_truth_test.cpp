@@ -265,7 +265,7 @@ TEST_F(InterfaceTruth, SubInterfaceIsListedBeforeItsKeysAreDerived) {
 
 TEST_F(InterfaceTruth, SubInterfaceWithAParentButNoBundlesLoaded) {
   load(&RunState::pidb_bundle_subifh, {{"21", record_with({{"parent_ifh", "7"}})}});
-  EXPECT_THAT(failure(), HasSubstr("\"21\" refers to \"7\", which node 2 does not report"));
+  EXPECT_THAT(failure(), HasSubstr(R"("21" refers to "7", which node 2 does not report)"));
 }
 
 TEST_F(InterfaceTruth, WritesNothingAndRunsNoCommandWithoutBundleMembers) {

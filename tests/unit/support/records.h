@@ -18,6 +18,10 @@ using Fields = std::map<std::string, std::string>;
 // In place of a field's value: the record does not have the field.
 inline constexpr const char* kMissing = "";
 
+inline std::string json_member(const std::string& name, const std::string& value) {
+  return "\"" + name + "\": " + value;
+}
+
 // A layer-3 interface that is good for every class, with some fields changed. Its rif is 5, its lif
 // 9, its ssp 3.
 inline std::string record_with(const Fields& changes) {
@@ -28,7 +32,7 @@ inline std::string record_with(const Fields& changes) {
   std::string text;
   for (const auto& [name, value] : fields) {
     if (value == kMissing) continue;
-    text += (text.empty() ? "{\"" : ", \"") + name + "\": " + value;
+    text.append(text.empty() ? "{" : ", ").append(json_member(name, value));
   }
   return text + "}";
 }
@@ -37,7 +41,7 @@ inline std::string record_with(const Fields& changes) {
 inline std::string dump_of(const Fields& records) {
   std::string text;
   for (const auto& [handle, record] : records) {
-    text += (text.empty() ? "{\"" : ",\n \"") + handle + "\": " + record;
+    text.append(text.empty() ? "{" : ",\n ").append(json_member(handle, record));
   }
   return text + "}";
 }

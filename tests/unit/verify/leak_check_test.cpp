@@ -143,7 +143,7 @@ class NameThatIsNoNumber : public LeakCheck, public ::testing::WithParamInterfac
 
 TEST_P(NameThatIsNoNumber, FailsWhenItsLeakIsToBeReported) {
   const RecordedCommands commands;
-  EXPECT_THAT(error_of<CheckError>([&] { check("{\"5\": {}, \"" + key + "\": {}, \"6\": {}}"); }),
+  EXPECT_THAT(error_of<CheckError>([&] { check(R"({"5": {}, ")" + key + R"(": {}, "6": {}})"); }),
               HasSubstr("is not a decimal number"));
   EXPECT_THAT(commands.lines(), ElementsAre("ifmgr_print database -i 5 -l 0x2",
                                             "ifmgr_print database -i " + key + " -l 0x2"));
@@ -156,7 +156,7 @@ TEST_P(NameThatIsNoNumber, IsNoFailureIfItIsABundle) {
 }
 
 TEST_P(NameThatIsNoNumber, IsNoFailureIfItWasVisited) {
-  EXPECT_EQ(check("{\"" + key + "\": {\"visited\": 1}}"), 0);
+  EXPECT_EQ(check("{\"" + key + R"(": {"visited": 1}})"), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, NameThatIsNoNumber, ::testing::ValuesIn(kNoNumbers),
@@ -198,7 +198,7 @@ class NameThatIsNoPlainWord : public LeakCheck, public ::testing::WithParamInter
 TEST_P(NameThatIsNoPlainWord, RunsNothing) {
   const std::string key = GetParam().key;
   const RecordedCommands commands;
-  EXPECT_THAT(error_of<CheckError>([&] { check("{\"" + key + "\": {}, \"6\": {}}"); }),
+  EXPECT_THAT(error_of<CheckError>([&] { check("{\"" + key + R"(": {}, "6": {}})"); }),
               EndsWith("is not a plain word, so nothing is asked for it"));
   EXPECT_THAT(commands.lines(), IsEmpty());
   EXPECT_EQ(standard_output.text(), "");
@@ -206,7 +206,7 @@ TEST_P(NameThatIsNoPlainWord, RunsNothing) {
 }
 
 TEST_P(NameThatIsNoPlainWord, IsNoFailureIfItWasVisited) {
-  EXPECT_EQ(check("{\"" + std::string(GetParam().key) + "\": {\"visited\": 1}}"), 0);
+  EXPECT_EQ(check("{\"" + std::string(GetParam().key) + R"(": {"visited": 1}})"), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, NameThatIsNoPlainWord, ::testing::ValuesIn(kNoPlainWords),

@@ -155,7 +155,7 @@ const KeyCase kKeys[] = {
 
 class Key : public VerifyIntfSpecific, public ::testing::WithParamInterface<KeyCase> {
  protected:
-  Key() { have_interfaces("{\"17\": {\"key_list\": [\"" + std::string(GetParam().key) + "\"]}}"); }
+  Key() { have_interfaces(R"({"17": {"key_list": [")" + std::string(GetParam().key) + "\"]}}"); }
 };
 
 TEST_P(Key, IsFoundUnderItsDecimalText) {
@@ -172,7 +172,7 @@ TEST_P(Key, IsReportedInHexadecimal) {
 }
 
 TEST_P(Key, OfAHandleIsReportedInHexadecimalToo) {
-  have_interfaces("{\"" + std::string(GetParam().decimal) + "\": {\"key_list\": [\"0x1\"]}}");
+  have_interfaces("{\"" + std::string(GetParam().decimal) + R"(": {"key_list": ["0x1"]}})");
   EXPECT_EQ(run(), -1);
   EXPECT_EQ(log_text(),
             "\nMISSING PMDB Key 0x1 for ifh " + std::string(GetParam().shown) + " in node 3");
@@ -235,7 +235,7 @@ const FailureCase kFailures[] = {
     {{"key_of_zero_keeps_the_findings_before"},
      R"("17": {"key_list": ["0x5", "0x0", "0x6"]})",
      "{}",
-     "\"17\" expects key \"0x0\", which leaves no hexadecimal digits",
+     R"("17" expects key "0x0", which leaves no hexadecimal digits)",
      "\nMISSING PMDB Key 0x5 for ifh 0x11 in node 3"},
     {{"prefix_alone"}, R"("17": {"key_list": ["0x"]})", R"({"0": {}})", "expects key \"0x\""},
     {{"key_without_hexadecimal_digits"},
