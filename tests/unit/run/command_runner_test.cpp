@@ -6,13 +6,13 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <system_error>
-#include <thread>
-#include <vector>
 
 #include "run/error.h"
 #include "run/text_lines.h"
@@ -20,18 +20,14 @@
 #include "tests/unit/support/files.h"
 #include "tests/unit/support/process.h"
 #include "tests/unit/support/run_state_test.h"
+#include "tests/unit/support/threads.h"
 
 namespace zorbec {
 namespace {
 
 namespace fs = std::filesystem;
 
-using ::testing::Contains;
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
-using ::testing::Pair;
 using unit::error_of;
 using unit::read_text;
 
@@ -115,21 +111,17 @@ TEST_F(Execute, command_that_sends_its_output_elsewhere_returns_nothing) {
 // ---------------------------------------------------------------------------------------------
 
 TEST_F(Execute, threads_on_the_default_suffix_each_read_back_their_own_output) {
-  constexpr int kThreads = 16;
+  constexpr std::size_t kThreads = 16;
   const std::map<std::string, std::string> before = unit::open_descriptors();
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread) {
-    threads.emplace_back([thread] {
-      for (int i = 0; i < 8; ++i) {
-        const std::string own = std::to_string(thread) + ":" + std::to_string(i);
-        EXPECT_EQ(execute("echo " + own + "; echo error >&2"), own + "\n");
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  unit::in_threads(kThreads, [](std::size_t number) {
+    for (int i = 0; i < 8; ++i) {
+      const std::string own = std::to_string(number) + ":" + std::to_string(i);
+      EXPECT_EQ(execute("echo " + own + "; echo error >&2"), own + "\n");
+    }
+  });
   EXPECT_EQ(unit::open_descriptors(), before);
   EXPECT_FALSE(unit::has_children());
-  EXPECT_THAT(split_lines(read_text(paths::kCommandErrors)).size(), kThreads * 8U);
+  EXPECT_EQ(split_lines(read_text(paths::kCommandErrors)).size(), kThreads * 8);
 }
 
 TEST_F(Execute, leaves_no_descriptor_behind_when_it_fails) {
@@ -203,9 +195,9 @@ TEST_F(Execute, nul_byte_in_a_command_is_refused_before_anything_runs) {
 }
 
 TEST_F(Execute, command_that_no_shell_can_take_is_an_error_that_names_it) {
-  EXPECT_EQ(error_of<std::system_error>([] { execute(std::string(10'000'000, 'x')); }),
+  EXPECT_EQ(error_of<std::system_error>([] { execute(std::string(200'000, 'x')); }),
             "posix_spawn /bin/bash -c \"" + std::string(80, 'x') +
-                "\"... (10000000 bytes): Argument list too long");
+                "\"... (200000 bytes): Argument list too long");
   EXPECT_FALSE(unit::has_children());
 }
 

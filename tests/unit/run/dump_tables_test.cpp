@@ -2,15 +2,16 @@
 
 #include <gmock/gmock.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/rows.h"
 #include "tests/unit/support/tables.h"
+#include "tests/unit/support/threads.h"
 
 namespace zorbec {
 namespace {
@@ -78,21 +79,17 @@ TEST(NodeTable, later_load_replaces_only_its_own_node) {
 }
 
 TEST(NodeTable, workers_loading_at_once_see_only_their_own_node_replaced) {
-  constexpr int kNodes = 8;
+  constexpr std::size_t kNodes = 8;
   InterfaceTables tables;
-  std::vector<std::thread> workers;
-  for (int node = 0; node < kNodes; ++node) {
-    workers.emplace_back([&, node] {
-      const std::string name = std::to_string(node);
-      for (int i = 0; i < 50; ++i) {
-        InterfaceTable& table = tables.set(name, interface_table("{\"" + name + "\": {}}"));
-        EXPECT_EQ(table.document.name(0), name);
-        EXPECT_EQ(tables.find(name), &table);
-      }
-    });
-  }
-  for (std::thread& worker : workers) worker.join();
-  EXPECT_EQ(tables.nodes().size(), static_cast<std::size_t>(kNodes));
+  unit::in_threads(kNodes, [&](std::size_t node) {
+    const std::string name = std::to_string(node);
+    for (int i = 0; i < 50; ++i) {
+      InterfaceTable& table = tables.set(name, interface_table("{\"" + name + "\": {}}"));
+      EXPECT_EQ(table.document.name(0), name);
+      EXPECT_EQ(tables.find(name), &table);
+    }
+  });
+  EXPECT_EQ(tables.nodes().size(), kNodes);
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -20,6 +20,7 @@
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/files.h"
 #include "tests/unit/support/process.h"
+#include "tests/unit/support/threads.h"
 
 namespace zorbec {
 namespace {
@@ -156,13 +157,9 @@ TEST_F(CreateFreshFile, never_takes_the_place_of_a_closed_standard_stream) {
 TEST_F(CreateFreshFile, gives_each_of_many_threads_a_file_of_its_own) {
   constexpr std::size_t kThreads = 8;
   std::vector<std::vector<UniqueFd>> files(kThreads);
-  std::vector<std::thread> threads;
-  for (auto& own : files) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 50; ++i) own.push_back(create_fresh_file(path));
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  unit::in_threads(kThreads, [&](std::size_t number) {
+    for (int i = 0; i < 50; ++i) files[number].push_back(create_fresh_file(path));
+  });
   std::set<ino_t> inodes;
   for (const auto& own : files) {
     for (const UniqueFd& fd : own) inodes.insert(inode_of(fd.get()));

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -17,7 +18,6 @@ namespace zorbec {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::StartsWith;
 using unit::json;
 
@@ -186,7 +186,7 @@ struct NameCase : unit::Row {
 class MemberName : public ::testing::TestWithParam<NameCase> {};
 
 TEST_P(MemberName, is_found_by_text_and_by_canonical_number) {
-  const JsonDocument document = json("{\"1\": 0, \"" + GetParam().in_file + "\": 1}");
+  const JsonDocument document = json(R"({"1": 0, ")" + GetParam().in_file + R"(": 1})");
   EXPECT_EQ(document.name(1), GetParam().text);
   EXPECT_EQ(document.find(GetParam().text), 1U);
   EXPECT_EQ(canonical_number(GetParam().text), GetParam().number);
@@ -369,13 +369,13 @@ TEST(JsonDocument, can_be_moved) {
 }
 
 TEST(JsonDocument, many_records_of_many_shapes) {
-  std::string text = "{";
+  std::ostringstream text;
   for (int i = 0; i < 2000; ++i) {
-    const std::string n = std::to_string(i);
-    text += (i == 0 ? "\"" : ", \"") + n + "\": {\"id\": " + n + ", \"f" + std::to_string(i % 50) +
-            "\": \"\\u0041" + n + "\"}";
+    text << (i == 0 ? '{' : ',') << '"' << i << R"(": {"id": )" << i << R"(, "f)" << i % 50
+         << R"(": "\u0041)" << i << R"("})";
   }
-  const JsonDocument document = json(text + "}");
+  text << '}';
+  const JsonDocument document = json(text.str());
   ASSERT_EQ(document.size(), 2000U);
   for (std::uint32_t i = 0; i < 2000; ++i) {
     const JsonValue record = document.value(document.find(i).value());

@@ -13,7 +13,6 @@
 #include <string>
 #include <string_view>
 #include <system_error>
-#include <thread>
 #include <vector>
 
 #include "run/text_lines.h"
@@ -21,6 +20,7 @@
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/files.h"
 #include "tests/unit/support/process.h"
+#include "tests/unit/support/threads.h"
 
 namespace zorbec {
 namespace {
@@ -137,13 +137,9 @@ TEST(LogStream, messages_of_several_writers_are_whole) {
   constexpr std::size_t kMessages = 300;
   const auto size_of = [](std::size_t number) { return number % 100 == 7 ? 70'000 : number; };
   LogStream log(kPath);
-  std::vector<std::thread> writers;
-  for (std::size_t writer = 0; writer < kWriters; ++writer) {
-    writers.emplace_back([&, writer] {
-      for (std::size_t i = 0; i < kMessages; ++i) log.write(message(writer, i, size_of(i)));
-    });
-  }
-  for (std::thread& writer : writers) writer.join();
+  unit::in_threads(kWriters, [&](std::size_t writer) {
+    for (std::size_t i = 0; i < kMessages; ++i) log.write(message(writer, i, size_of(i)));
+  });
   log.close();
   EXPECT_TRUE(holds_whole_messages(read_text(kPath), kWriters, size_of, kMessages));
 }
@@ -152,16 +148,18 @@ TEST(LogStream, message_in_pieces_is_whole_among_those_of_other_writers) {
   constexpr std::size_t kMessages = 200;
   const auto size_of = [](std::size_t) { return std::size_t{500}; };
   LogStream log(kPath);
-  std::thread other([&] {
-    for (std::size_t i = 0; i < kMessages; ++i) log.write(message(1, i, size_of(i)));
+  unit::in_threads(2, [&](std::size_t writer) {
+    for (std::size_t i = 0; i < kMessages; ++i) {
+      const std::string text = message(writer, i, size_of(i));
+      if (writer == 0) {
+        log.write(text);
+      } else {
+        log.write_pieces([&](const auto& sink) {
+          for (const char& c : text) sink(std::string_view(&c, 1));
+        });
+      }
+    }
   });
-  for (std::size_t i = 0; i < kMessages; ++i) {
-    const std::string text = message(0, i, size_of(i));
-    log.write_pieces([&](const auto& sink) {
-      for (const char& c : text) sink(std::string_view(&c, 1));
-    });
-  }
-  other.join();
   log.close();
   EXPECT_TRUE(holds_whole_messages(read_text(kPath), 2, size_of, kMessages));
 }
@@ -199,13 +197,9 @@ TEST(OutputStream, lines_of_several_threads_are_whole) {
   const auto size_of = [](std::size_t number) { return number * 10; };
   const UniqueFd file = create_fresh_file(kPath);
   OutputStream output(file.get(), "standard output");
-  std::vector<std::thread> writers;
-  for (std::size_t writer = 0; writer < kWriters; ++writer) {
-    writers.emplace_back([&, writer] {
-      for (std::size_t i = 0; i < kMessages; ++i) output.write(message(writer, i, size_of(i)));
-    });
-  }
-  for (std::thread& writer : writers) writer.join();
+  unit::in_threads(kWriters, [&](std::size_t writer) {
+    for (std::size_t i = 0; i < kMessages; ++i) output.write(message(writer, i, size_of(i)));
+  });
   EXPECT_TRUE(holds_whole_messages(read_text(kPath), kWriters, size_of, kMessages));
 }
 

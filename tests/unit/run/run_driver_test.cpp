@@ -29,7 +29,6 @@ namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::StartsWith;
 using unit::read_text;
@@ -268,10 +267,11 @@ TEST_F(RunDriver, workers_that_were_started_are_waited_for_when_a_later_log_cann
   fs::create_directory(kLog4);
   tools.install("ssh", "sleep 0.2; touch /tmp/was_dumped");
   fs::remove("/tmp/was_dumped");
+  const std::ptrdiff_t threads = unit::thread_count();
   EXPECT_EQ(run(), -2);
   EXPECT_EQ(error, "unlink " + kLog4 + ": Is a directory");
   EXPECT_TRUE(fs::exists("/tmp/was_dumped"));
-  EXPECT_EQ(unit::thread_count(), 1);
+  EXPECT_TRUE(unit::comes_to_threads(threads));
   EXPECT_FALSE(unit::has_children());
 }
 
@@ -313,12 +313,13 @@ INSTANTIATE_TEST_SUITE_P(mode, OtherMode,
 
 TEST_F(RunDriver, leaves_no_file_open_and_no_thread_or_child_behind) {
   list_nodes(kThreeNodes);
+  const std::ptrdiff_t threads = unit::thread_count();
   const std::map<std::string, std::string> before = unit::open_descriptors();
   EXPECT_EQ(run(), 0) << error;
   EXPECT_EQ(run_state().db_file.get(), nullptr);
   EXPECT_EQ(run_state().dl_fd.get(), nullptr);
   EXPECT_EQ(unit::open_descriptors(), before);
-  EXPECT_EQ(unit::thread_count(), 1);
+  EXPECT_TRUE(unit::comes_to_threads(threads));
   EXPECT_FALSE(unit::has_children());
 }
 

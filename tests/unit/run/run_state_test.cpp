@@ -3,11 +3,11 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <memory>
 #include <regex>
 #include <string>
 #include <system_error>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -18,6 +18,7 @@
 #include "run/ordered_map.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/rows.h"
+#include "tests/unit/support/threads.h"
 
 namespace zorbec {
 namespace {
@@ -88,14 +89,15 @@ TEST(SharedSlot, object_lives_until_its_last_user_lets_go_of_it) {
 TEST(SharedSlot, may_be_replaced_while_others_use_it) {
   SharedSlot<std::string> slot;
   slot.set(std::make_shared<std::string>("0"));
-  std::vector<std::thread> users;
-  for (int user = 0; user < 4; ++user) {
-    users.emplace_back([&] {
-      for (int i = 0; i < 1000; ++i) EXPECT_FALSE(slot.get()->empty());
-    });
-  }
-  for (int i = 0; i < 1000; ++i) slot.set(std::make_shared<std::string>(std::to_string(i)));
-  for (std::thread& user : users) user.join();
+  unit::in_threads(5, [&](std::size_t number) {
+    for (int i = 0; i < 1000; ++i) {
+      if (number == 0) {
+        slot.set(std::make_shared<std::string>(std::to_string(i)));
+      } else {
+        EXPECT_FALSE(slot.get()->empty());
+      }
+    }
+  });
   EXPECT_EQ(*slot.get(), "999");
 }
 

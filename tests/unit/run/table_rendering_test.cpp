@@ -7,19 +7,18 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "run/columns.h"
 #include "tests/unit/support/rows.h"
 #include "tests/unit/support/tables.h"
+#include "tests/unit/support/threads.h"
 
 namespace zorbec {
 namespace {
 
 using ::testing::Each;
-using ::testing::ElementsAre;
 using ::testing::Le;
 using unit::interface_table;
 using unit::pmdb_table;
@@ -42,7 +41,8 @@ std::string rendering(const std::string& node, InterfaceTable table) {
 }
 
 std::string letters(std::size_t count) {
-  return std::string(count, 'x');
+  std::string text(count, 'x');
+  return text;
 }
 
 // Written with a character of two bytes.
@@ -132,7 +132,7 @@ TEST_P(LineWithNameAndComma, counts_them) {
   const std::string text = letters(GetParam().text_length);
   const std::string folded = GetParam().fits ? " \"a\": {\"b\": \"" + text + "\"},\n"
                                              : " \"a\": {\n  \"b\": \"" + text + "\"\n },\n";
-  EXPECT_EQ(rendering("{\"a\":{\"b\":\"" + text + "\"},\"c\":{}}"),
+  EXPECT_EQ(rendering("{\"a\":{\"b\":\"" + text + R"("},"c":{}})"),
             "{\n" + folded + " \"c\": {}\n}\n");
 }
 
@@ -425,9 +425,7 @@ TEST(SharedRendering, is_the_same_for_all_workers) {
   tables.set("3", interface_table(R"({"9": {"a": 1}})"));
   SharedRendering rendering;
   std::vector<std::shared_ptr<const std::string>> seen(8);
-  std::vector<std::thread> workers;
-  for (auto& text : seen) workers.emplace_back([&] { text = rendering.get(tables); });
-  for (std::thread& worker : workers) worker.join();
+  unit::in_threads(seen.size(), [&](std::size_t worker) { seen[worker] = rendering.get(tables); });
   EXPECT_EQ(*seen.front(), "{\"3\": {\"9\": {\"a\": 1}}}\n");
   EXPECT_THAT(seen, Each(seen.front()));
 }

@@ -3,12 +3,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
 #include <map>
 #include <string>
+#include <thread>
 
 namespace zorbec::unit {
 
@@ -26,6 +27,15 @@ inline std::map<std::string, std::string> open_descriptors() {
 // Threads of this process.
 inline std::ptrdiff_t thread_count() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
+
+// Whether this process comes to have `count` threads. One that was waited for may still be listed
+// for a moment.
+inline bool comes_to_threads(std::ptrdiff_t count) {
+  for (int i = 0; i < 1000 && thread_count() != count; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return thread_count() == count;
 }
 
 // Whether this process has a child, be it running or ended and not waited for.

@@ -9,6 +9,7 @@ namespace zorbec::unit {
 
 // What a row of a table of cases derives from: its name, which says which case it is.
 struct Row {
+  Row(const char* row_name) : name(row_name) {}
   const char* name;
 };
 inline std::ostream& operator<<(std::ostream& out, const Row& row) {

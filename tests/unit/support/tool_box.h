@@ -19,7 +19,8 @@ class ToolBox {
   ~ToolBox() {
     std::error_code ignored;
     for (const std::string& name : replaced_) {
-      std::filesystem::rename(kFolder + name + kOriginal, kFolder + name, ignored);
+      const std::string path = kFolder + name;
+      std::filesystem::rename(path + kOriginal, path, ignored);
     }
   }
 
