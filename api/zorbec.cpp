@@ -26,14 +26,13 @@ void* zorbec_init() {
   try {
     const zorbec::MutexLock lock(entry_lock());
     if (zorbec::run_state_is_up()) {
-      zorbec::report_error("zorbec_init: the checker is up already");
+      zorbec::report_error({"zorbec_init: the checker is up already"});
     } else {
       zorbec::bring_up_run_state();
     }
     return &zorbec::run_state();
   } catch (const std::exception& error) {
-    zorbec::report_error(std::string("zorbec_init: the checker cannot be brought up: ") +
-                         error.what());
+    zorbec::report_error({"zorbec_init: the checker cannot be brought up: ", error.what()});
     std::abort();
   }
 }
@@ -42,18 +41,18 @@ std::uint32_t zorbec_run(std::uint32_t mode) {
   try {
     const zorbec::MutexLock lock(entry_lock());
     if (!zorbec::run_state_is_up()) {
-      zorbec::report_error("zorbec_run: the checker is not up, call zorbec_init first");
+      zorbec::report_error({"zorbec_run: the checker is not up, call zorbec_init first"});
       return kFailed;
     }
-    // The processor clock is read on both sides of a run, as it always was; nobody uses it.
+    // Required on both sides of a run; nobody uses the readings.
     static_cast<void>(std::clock());
     std::string pending_error;
     const auto status = static_cast<std::uint32_t>(zorbec::run_zorbec(mode, pending_error));
     static_cast<void>(std::clock());
-    if (status == kFailed) zorbec::report_error("run failed: " + pending_error);
+    if (status == kFailed) zorbec::report_error({"run failed: ", pending_error});
     return status;
   } catch (const std::exception& error) {
-    zorbec::report_error(std::string("run failed: ") + error.what());
+    zorbec::report_error({"run failed: ", error.what()});
     return kFailed;
   }
 }
@@ -62,11 +61,11 @@ void zorbec_finalize() {
   try {
     const zorbec::MutexLock lock(entry_lock());
     if (!zorbec::run_state_is_up()) {
-      zorbec::report_error("zorbec_finalize: the checker is not up");
+      zorbec::report_error({"zorbec_finalize: the checker is not up"});
       return;
     }
     zorbec::shut_down_run_state();
   } catch (const std::exception& error) {
-    zorbec::report_error(std::string("zorbec_finalize: ") + error.what());
+    zorbec::report_error({"zorbec_finalize: ", error.what()});
   }
 }

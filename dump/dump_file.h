@@ -9,11 +9,12 @@
 namespace zorbec {
 
 // Copies the file `remote` of a node to the local file `local`. Whether it came is seen only when
-// the copy is loaded.
+// the copy is loaded; an old copy stays if none did. A link or FIFO under the local name is removed
+// first: the copy must neither follow nor wait for it.
 void copy_from_node(const std::string& nodeip, std::string_view remote, const std::string& local);
 
 // The parsed content of the file at `path`. Throws std::system_error if it cannot be read,
-// JsonError with the path if it is not valid JSON.
+// JsonError with the path if it is not valid JSON, CheckError if there is not memory enough.
 JsonDocument parse_dump(const std::string& path);
 
 // Loads the local copy of a node's dump into its place of `table`. An empty copy is nothing to load

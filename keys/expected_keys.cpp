@@ -23,7 +23,8 @@ Integer number(const InterfaceRecord& record, std::string_view field) {
   const JsonValue value = record.field(field);
   const std::optional<Integer> converted = to_integer(value);
   if (!converted) {
-    record.fail("has " + std::string(field) + " " + describe(value) + ", not a number");
+    record.fail("has " + std::string(field) + " " + describe(value) +
+                ", not a whole number of at most 4,000 digits");
   }
   return *converted;
 }
@@ -33,7 +34,8 @@ Integer id(const InterfaceRecord& record, std::string_view field) {
   const JsonValue value = record.field(field);
   const std::optional<Integer> integer = as_integer(value);
   if (!integer) {
-    record.fail("has " + std::string(field) + " " + describe(value) + ", not an integer");
+    record.fail("has " + std::string(field) + " " + describe(value) +
+                ", not an integer of at most 4,000 digits");
   }
   return *integer;
 }
@@ -70,8 +72,8 @@ void extend(std::optional<KeyList>& list, KeyList keys) {
 // Hands a member port's keys to its bundle, and a key to each of the bundle's sub-interfaces.
 void give_to_bundle(const InterfaceRecord& member, KeyList keys, const std::string& nodename) {
   RunState& state = run_state();
-  const InterfaceRecord bundle =
-      find_parent(state.pidb_bundle_ifh, nodename, number(member, "bundle_ifh").decimal(), member);
+  const InterfaceRecord bundle = find_interface(state.pidb_bundle_ifh, nodename,
+                                                number(member, "bundle_ifh").decimal(), member);
 
   const int spa_mode = get_router_type() == kModelK310x ? 0 : get_spa_mode();
   const Integer memid = number(member, "memid");
@@ -88,11 +90,12 @@ void give_to_bundle(const InterfaceRecord& member, KeyList keys, const std::stri
   if (log == nullptr) throw CheckError("no log is open");
   log->write("\nbundle_key_inputs:\n" + render(bundle));
 
-  const auto& subif_handles = subiflist(bundle);
+  const auto& subif_handles = own_subiflist(bundle);
   if (subif_handles == nullptr) return;
   log->write("\nbsubif_ifh_list :\n" + render(*subif_handles));
   for_each_subif(bundle, *subif_handles, [&](std::string_view handle) {
-    const InterfaceRecord subif = find_parent(state.pidb_bundle_subifh, nodename, handle, bundle);
+    const InterfaceRecord subif =
+        find_interface(state.pidb_bundle_subifh, nodename, handle, bundle);
     require_fields(subif, {"rif", "lif", "is_l2"});
     extend(subif.additions().key_list, {bundle_subif_key(subif)});
   });
@@ -132,7 +135,8 @@ void construct_key_db(InterfaceRecord key_inputs, std::string_view intftype,
   if (intftype == "bundle") {
     keys.push_back(is(record, "is_l2", 1) ? layer2_key(record, 0) : layer3_key(record));
   } else if (intftype == "bvi") {
-    keys.push_back(layer2_key(record, get_rack_slot_ssp(record.field("slot"))));
+    const Integer port = get_rack_slot_ssp([&] { return number(record, "slot"); });
+    keys.push_back(layer2_key(record, port));
     keys.push_back(layer3_key(record));
   } else if (intftype == "gre") {
     require_fields(record, {"erif", "drif"});

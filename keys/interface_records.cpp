@@ -36,18 +36,19 @@ void for_each_interface(const InterfaceTables& tables, const std::string& nodena
   for (std::uint32_t entry = 0; entry < table->document.size(); ++entry) visit({*table, entry});
 }
 
-InterfaceRecord find_parent(const InterfaceTables& tables, const std::string& nodename,
-                            std::string_view handle, const InterfaceRecord& child) {
+InterfaceRecord find_interface(const InterfaceTables& tables, const std::string& nodename,
+                               std::string_view handle, const InterfaceRecord& referring) {
   InterfaceTable* const table = tables.find(nodename);
   const std::optional<std::uint32_t> entry =
       table == nullptr ? std::nullopt : table->document.find(handle);
   if (!entry) {
-    child.fail("belongs to " + in_quotes(handle) + ", which node " + nodename + " does not report");
+    referring.fail("refers to " + in_quotes(handle) + ", which node " + nodename +
+                   " does not report");
   }
   return {*table, *entry};
 }
 
-std::unique_ptr<SubifList>& subiflist(const InterfaceRecord& bundle) {
+std::unique_ptr<SubifList>& own_subiflist(const InterfaceRecord& bundle) {
   std::unique_ptr<SubifList>& own = bundle.additions().subiflist;
   if (own == nullptr) {
     if (const std::optional<JsonValue> dumped = bundle.find("subiflist")) {

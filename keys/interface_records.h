@@ -15,14 +15,14 @@ namespace zorbec {
 void for_each_interface(const InterfaceTables& tables, const std::string& nodename,
                         const std::function<void(const InterfaceRecord&)>& visit);
 
-// The node's record of that handle, compared as text. Throws CheckError if there is none, naming
-// `child` as the interface that belongs to it.
-InterfaceRecord find_parent(const InterfaceTables& tables, const std::string& nodename,
-                            std::string_view handle, const InterfaceRecord& child);
+// The node's record of that handle, compared as text. Throws CheckError if there is none, saying
+// that `referring` refers to it.
+InterfaceRecord find_interface(const InterfaceTables& tables, const std::string& nodename,
+                               std::string_view handle, const InterfaceRecord& referring);
 
-// The sub-interfaces of a bundle: what the dump supplied and what was listed since. Null if there
-// is neither. Throws CheckError if what the dump supplied is not a list.
-std::unique_ptr<SubifList>& subiflist(const InterfaceRecord& bundle);
+// The place of a bundle's sub-interface list in its record, which takes over what the dump
+// supplied. Null if there is nothing. Throws CheckError if what the dump supplied is not a list.
+std::unique_ptr<SubifList>& own_subiflist(const InterfaceRecord& bundle);
 
 // Calls visit(handle) for each of them. Throws CheckError at an element of the dump's own list that
 // is not a text.

@@ -26,7 +26,7 @@ void link_to_bundle(const InterfaceRecord& subif, const std::string& nodename) {
     subif.fail("has parent_ifh " + describe(parent) + ", not a handle");
   }
   auto& handles =
-      subiflist(find_parent(run_state().pidb_bundle_ifh, nodename, parent.text(), subif));
+      own_subiflist(find_interface(run_state().pidb_bundle_ifh, nodename, parent.text(), subif));
   if (handles == nullptr) handles = std::make_unique<SubifList>();
   handles->listed.emplace_back(subif.handle());
 }

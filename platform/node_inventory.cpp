@@ -1,6 +1,5 @@
 #include "platform/node_inventory.h"
 
-#include <array>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -8,7 +8,6 @@
 
 #include "run/command_runner.h"
 #include "run/error.h"
-#include "run/json_numbers.h"
 #include "run/run_state.h"
 #include "run/text_lines.h"
 
@@ -65,17 +64,16 @@ int get_router_type() {
 }
 
 Integer get_rack_slot_ssp(std::string_view node) {
-  if (has_one_switching_processor(get_router_type())) return 0;
-  const std::optional<Integer> slot = Integer::from_decimal(node);
-  if (!slot) throw CheckError("slot " + in_quotes(node) + " is not a decimal number");
-  return *slot & kSlotMask;
+  return get_rack_slot_ssp([&] {
+    const std::optional<Integer> slot = Integer::from_decimal(node);
+    if (!slot) throw CheckError("slot " + in_quotes(node) + " is not a decimal number");
+    return *slot;
+  });
 }
 
-Integer get_rack_slot_ssp(const JsonValue& slot) {
+Integer get_rack_slot_ssp(const std::function<Integer()>& read_slot) {
   if (has_one_switching_processor(get_router_type())) return 0;
-  const std::optional<Integer> number = to_integer(slot);
-  if (!number) throw CheckError("slot is " + describe(slot) + ", not a number");
-  return *number & kSlotMask;
+  return read_slot() & kSlotMask;
 }
 
 double get_node_uptime(const std::string& nodeip) {

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
 #include "run/integer.h"
-#include "run/json_document.h"
 
 namespace zorbec {
 
@@ -23,10 +23,10 @@ inline constexpr int kModelK310x = 9;
 int get_router_type();
 
 // A line card's switching-processor index: the slot number modulo 64, or 0 on the models that have
-// one processor for all slots, where the slot is not looked at. `node` is a node name, or the slot
-// of an interface record. Throws CheckError if it cannot be converted to an integer.
+// one processor for all slots, where the slot is not looked at: `read_slot` is not called then.
+// Throws what it throws, and CheckError if a node name is no decimal number.
 Integer get_rack_slot_ssp(std::string_view node);
-Integer get_rack_slot_ssp(const JsonValue& slot);
+Integer get_rack_slot_ssp(const std::function<Integer()>& read_slot);
 
 // Seconds since the node was started.
 double get_node_uptime(const std::string& nodeip);

@@ -90,9 +90,11 @@ std::string execute(const std::string& cmd, std::string_view suffix) {
   const std::array<char*, 4> argv = {const_cast<char*>("bash"), const_cast<char*>("-c"),
                                      const_cast<char*>(cmd.c_str()), nullptr};
   pid_t pid = 0;
-  require_success(
-      posix_spawn(&pid, paths::kShell, redirections.get(), signals.get(), argv.data(), environ),
-      "posix_spawn");
+  const int error =
+      posix_spawn(&pid, paths::kShell, redirections.get(), signals.get(), argv.data(), environ);
+  if (error != 0) {
+    throw_error_number(error, "posix_spawn", paths::kShell + (" -c " + in_quotes(cmd)));
+  }
   wait_for_end(pid);
   return read_from_start(output, path);
 }

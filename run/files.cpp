@@ -50,13 +50,14 @@ std::size_t file_size(const std::string& path) {
   return static_cast<std::size_t>(status.st_size);
 }
 
-FileText read_file(const std::string& path) {
+FileText read_file(const std::string& path, std::size_t most_bytes) {
   const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (fd.get() < 0) throw_errno("open", path);
   struct stat status {};
   if (::fstat(fd.get(), &status) != 0) throw_errno("fstat", path);
 
   const auto expected = static_cast<std::size_t>(status.st_size);
+  if (expected > most_bytes) throw_error_number(EFBIG, "read", path);
   FileText text;
   text.bytes = std::make_unique_for_overwrite<char[]>(expected);
   while (text.size < expected) {

@@ -51,9 +51,9 @@ struct FileText {
   std::string_view view() const noexcept { return {bytes.get(), size}; }
 };
 
-// Everything in the file at `path`. Throws std::system_error if it cannot be opened or read. Never
-// waits for the other end of a FIFO.
-FileText read_file(const std::string& path);
+// Everything in the file at `path`. Throws std::system_error if it cannot be opened or read, or is
+// larger than `most_bytes`. Never waits for the other end of a FIFO.
+FileText read_file(const std::string& path, std::size_t most_bytes);
 
 // Everything in the open file, from its beginning. `path` is for messages.
 std::string read_from_start(const UniqueFd& fd, const std::string& path);

@@ -106,8 +106,9 @@ std::string Integer::hexadecimal() const {
 }
 
 std::string Integer::message_hexadecimal() const {
-  constexpr std::uint64_t kFirstLong = std::uint64_t{1} << 63U;
-  const bool is_long = wide_ == nullptr ? word_ >= kFirstLong : wide_->value > 0;
+  using Signed = std::numeric_limits<std::int64_t>;
+  const bool is_long = wide_ == nullptr ? word_ > static_cast<std::uint64_t>(Signed::max())
+                                        : wide_->value > 0 || wide_->value < Signed::min();
   return hexadecimal() + (is_long ? "L" : "");
 }
 

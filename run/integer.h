@@ -39,7 +39,8 @@ class Integer {
   // "0x" and lower-case hexadecimal digits without leading zeros, a minus sign before it all.
   std::string hexadecimal() const;
   void append_hexadecimal(std::string& out) const;
-  // Hexadecimal as messages show it: a capital L follows from 2^63 up.
+  // Hexadecimal as messages show it: a capital L follows one that does not fit 64
+  // bits with a sign, that is from 2^63 up.
   std::string message_hexadecimal() const;
   std::string decimal() const;
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstring>
 #include <limits>
 #include <memory>
 #include <numeric>
@@ -18,10 +17,10 @@
 namespace zorbec {
 namespace {
 
-constexpr std::size_t kDeepest = 256;
+// Records are flat; whatever is nested deeper than this is no dump of a router.
+constexpr std::size_t kDeepest = 32;
 constexpr std::uint32_t kLongestText = (1U << 28U) - 1;  // what a token can say
 constexpr std::uint32_t kMostShapes = (1U << 28U) - 1;
-constexpr std::size_t kLargestFile = std::numeric_limits<std::uint32_t>::max();
 
 }  // namespace
 
@@ -282,8 +281,6 @@ JsonDocument::JsonDocument()
     : tokens_{{static_cast<std::uint32_t>(JsonKind::kObject) & 15U, 0, 0}} {}
 
 JsonDocument::JsonDocument(FileText text) : file_(std::move(text)) {
-  if (file_.size > kLargestFile) throw JsonError("not loaded: more than 4 GB");
-
   boost::json::parse_options options;
   options.max_depth = kDeepest;
   boost::json::basic_parser<JsonLoader> parser(options, *this);

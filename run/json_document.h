@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,7 +31,7 @@ enum class JsonKind : std::uint8_t {
   kObject
 };
 
-// "text", "array" and so on, for messages.
+// "a text", "a list" and so on, for messages.
 std::string_view kind_name(JsonKind kind);
 
 class JsonDocument;
@@ -45,7 +46,7 @@ class JsonError : public CheckError {
 struct JsonShape {
   struct Member {
     std::string_view name;
-    std::uint32_t slot;  // the how-manieth value of the object in the file
+    std::uint32_t slot;  // which of the object's values in the file, counted from 0
   };
   std::vector<Member> members;         // in file order; of a repeated name the last value counts
   std::vector<std::uint32_t> by_name;  // indices into `members`, sorted by name
@@ -68,8 +69,9 @@ class JsonValue {
   // A text's characters, or a number as the file writes it.
   std::string_view text() const;
 
-  // Of an object below the top level: its shape, whether all its values are scalars, the value at a
-  // slot of it (constant time if they are), and the value of a name, if it has that name.
+  // Of an object below the top level: its shape, whether nothing stands inside its values, the
+  // value at a slot of it (constant time if nothing does), and the value of a name, if it has that
+  // name.
   const JsonShape& shape() const;
   bool is_flat() const;
   JsonValue at_slot(std::uint32_t slot) const;
@@ -97,9 +99,12 @@ class JsonDocument {
   // Parses `text`, which must be one strictly valid JSON document in UTF-8. A repeated member name
   // keeps its first place and takes its last value. Integers keep every digit.
   //
-  // Throws JsonError if it is not valid, is nested deeper than 256, or holds a text of 256 MB or
-  // more or more than 4 GB in all.
+  // `text` has at most kMostBytes. Throws JsonError if it is not valid, is nested deeper than 32,
+  // or holds a text of 256 MB or more or an exponent of more than nine digits.
   explicit JsonDocument(FileText text);
+
+  // What a token can point into.
+  static constexpr std::size_t kMostBytes = std::numeric_limits<std::uint32_t>::max();
 
   JsonDocument(JsonDocument&&) = default;
   JsonDocument& operator=(JsonDocument&&) = default;

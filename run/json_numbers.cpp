@@ -4,14 +4,18 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <cmath>
+#include <cstdlib>
 #include <string>
 
 namespace zorbec {
 namespace {
 
-// Out of range of a double: infinity or zero, whichever is nearer.
+// Out of range of a double: infinity or zero, whichever is nearer. The host's locale has no say in
+// what a dump's decimal point is.
 double real(const JsonValue& value) {
-  return std::strtod(std::string(value.text()).c_str(), nullptr);
+  static const locale_t kDumpLocale = newlocale(LC_ALL_MASK, "C", nullptr);
+  return strtod_l(std::string(value.text()).c_str(), nullptr, kDumpLocale);
 }
 
 }  // namespace

@@ -113,7 +113,8 @@ void JsonWriter::put(const T& value, std::size_t indent, std::size_t taken) {
     append_scalar(buffer_, value);
   } else {
     const std::size_t start = buffer_.size();
-    if (taken < kColumns && append_compact(value, start, kColumns - taken)) return;
+    const std::size_t room = taken < kColumns ? kColumns - taken : 0;
+    if (append_compact(value, start, room) || entry_count(value) == 0) return;
     buffer_.resize(start);
     put_folded(value, indent);
   }

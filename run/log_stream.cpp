@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <ctime>
 #include <exception>
 
 #include "run/error.h"
@@ -11,6 +13,32 @@ namespace zorbec {
 namespace {
 
 constexpr std::size_t kMostWaiting = std::size_t{64} * 1024;
+
+// Lets a write to a broken pipe fail instead of ending the process, in the host's own thread too.
+class PipeSignalBlocked {
+ public:
+  PipeSignalBlocked() noexcept {
+    sigemptyset(&pipe_);
+    sigaddset(&pipe_, SIGPIPE);
+    sigset_t pending;
+    sigpending(&pending);
+    was_pending_ = sigismember(&pending, SIGPIPE) == 1;
+    pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+  }
+  ~PipeSignalBlocked() {
+    // The signal that our write may have raised is not the host's; one from before is.
+    const timespec now{};
+    if (!was_pending_) sigtimedwait(&pipe_, nullptr, &now);
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+  PipeSignalBlocked(const PipeSignalBlocked&) = delete;
+  PipeSignalBlocked& operator=(const PipeSignalBlocked&) = delete;
+
+ private:
+  sigset_t pipe_{};
+  sigset_t before_{};
+  bool was_pending_ = false;
+};
 
 }  // namespace
 
@@ -70,9 +98,13 @@ void OutputStream::write(std::string_view message) {
   write_all(fd_, message, name_);
 }
 
-void report_error(std::string_view message) noexcept {
+void report_error(std::initializer_list<std::string_view> pieces) noexcept {
+  const PipeSignalBlocked blocked;
   try {
-    write_all(STDERR_FILENO, "zorbec: " + std::string(message) + "\n", "standard error");
+    std::string line = "zorbec: ";
+    for (const std::string_view piece : pieces) line += piece;
+    line += '\n';
+    write_all(STDERR_FILENO, line, "standard error");
   } catch (const std::exception&) {
     return;
   }

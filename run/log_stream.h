@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -56,8 +57,8 @@ class OutputStream {
   Mutex mutex_;
 };
 
-// Writes "zorbec: " and `message` as one line on standard error. Nothing can be done if that fails,
-// so nothing is.
-void report_error(std::string_view message) noexcept;
+// Writes "zorbec: " and the pieces of a message as one line on standard error. Nothing can be done
+// if that fails, so nothing is; a host whose standard error is a broken pipe is not ended by it.
+void report_error(std::initializer_list<std::string_view> pieces) noexcept;
 
 }  // namespace zorbec

@@ -170,8 +170,8 @@ std::size_t entry_count(const Record& record) {
 template <typename Entry>
 bool for_each_member(const Record& record, Entry entry) {
   const JsonShape& shape = record.value.shape();
-  std::vector<JsonValue>
-      values;  // of a record whose values have to be looked for one after another
+  // Of a record whose values have to be looked for one after another.
+  std::vector<JsonValue> values;
   if (!record.value.is_flat()) {
     record.value.for_each_child([&](const JsonValue& value) {
       values.push_back(value);

@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 namespace zorbec {
@@ -45,7 +46,11 @@ Worker::~Worker() {
 
 void Worker::start() {
   const SignalsBlocked blocked;
-  thread_ = std::thread(&Worker::run, this);
+  try {
+    thread_ = std::thread(&Worker::run, this);
+  } catch (const std::system_error& error) {
+    throw std::system_error(error.code(), "pthread_create " + task_name_ + " of node " + node_);
+  }
   identifier_ = thread_.native_handle();
 }
 
@@ -60,11 +65,13 @@ std::string Worker::display_text() const {
 }
 
 void Worker::run() noexcept {
-  const auto attempt = [this](const auto& step) {
+  bool failed = false;
+  const auto attempt = [&](const auto& step) {
     try {
       step();
     } catch (const std::exception& error) {
-      report_error("node " + node_ + ": " + task_name_ + ": " + error.what());
+      if (!failed) report_error({"node ", node_, ": ", task_name_, ": ", error.what()});
+      failed = true;
     }
   };
   attempt([this] { task_(*log_); });

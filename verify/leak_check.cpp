@@ -20,8 +20,12 @@ bool is_plain_word(std::string_view text) {
     const auto byte = static_cast<unsigned char>(c);
     return byte > 0x20 && byte != 0x7f && kSpecial.find(c) == std::string_view::npos;
   };
-  return !text.empty() && text.front() != '#' && text.front() != '~' &&
-         std::ranges::all_of(text, is_plain);
+  if (text.empty() || text.front() == '#' || !std::ranges::all_of(text, is_plain)) return false;
+  // A tilde stands for a home folder at the beginning, and where an assignment's value begins.
+  for (std::size_t at = text.find('~'); at != std::string_view::npos; at = text.find('~', at + 1)) {
+    if (at == 0 || text[at - 1] == '=' || text[at - 1] == ':') return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -37,7 +41,7 @@ int check_pmdb_leak(const PmdbTable& pmdb_dict, LogStream& dl_fd, const std::str
     if (check_if_bundle_without_member(key) == 0) continue;
 
     const std::optional<Integer> value = Integer::from_decimal(key);
-    if (!value) pmdb_dict.fail(entry, "is not a decimal number");
+    if (!value) pmdb_dict.fail(entry, "is not a decimal number of at most 4,000 digits");
     const std::string finding = " PMDB Key " + value->message_hexadecimal() + " leaked !!!!!!";
     // In the log, entries follow one another on one line.
     report_finding("ERROR" + finding + "\n", "ERROR!!!!!!" + finding, dl_fd);

@@ -1,0 +1,30 @@
+# LIBRARY must show the entry points and no other symbol, and need no other library than those that
+# come with every compiler; SANITIZE names the sanitizers that it was built with, which add theirs.
+
+function(run_tool output)
+  execute_process(COMMAND ${ARGN} OUTPUT_VARIABLE text COMMAND_ERROR_IS_FATAL ANY)
+  set(${output} "${text}" PARENT_SCOPE)
+endfunction()
+
+run_tool(symbols ${NM} -D --defined-only --format=posix ${LIBRARY})
+string(REGEX MATCHALL "[^\n]+" symbols "${symbols}")
+list(TRANSFORM symbols REPLACE " .*" "")
+list(SORT symbols)
+if(NOT "${symbols}" STREQUAL "zorbec_finalize;zorbec_init;zorbec_run")
+  message(SEND_ERROR "symbols that can be seen: ${symbols}")
+endif()
+
+set(allowed "libstdc\\+\\+|libm|libgcc_s|libc|ld-linux[-a-z0-9_]*")
+if(SANITIZE)
+  string(APPEND allowed "|libasan|libubsan|libtsan|liblsan")
+endif()
+run_tool(dynamic ${READELF} -d ${LIBRARY})
+string(REGEX MATCHALL "\\(NEEDED\\)[^\n]+" needed "${dynamic}")
+if(NOT needed)
+  message(SEND_ERROR "no needed library was found in what ${READELF} printed")
+endif()
+foreach(line IN LISTS needed)
+  if(NOT line MATCHES "\\[(${allowed})\\.so\\.[0-9]+\\]")
+    message(SEND_ERROR "needs ${line}")
+  endif()
+endforeach()

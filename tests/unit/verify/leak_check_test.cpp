@@ -1,0 +1,294 @@
+#include "verify/leak_check.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "run/error.h"
+#include "tests/unit/support/errors.h"
+#include "tests/unit/support/recorded_commands.h"
+#include "tests/unit/support/rows.h"
+#include "tests/unit/support/tables.h"
+#include "tests/unit/verify/node_log_test.h"
+
+namespace zorbec::unit {
+namespace {
+
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+const std::string kConfigurationCommand = "confdump -c -l 1 -t 1 -o 1";
+
+class LeakCheck : public NodeLogTest {
+ protected:
+  int check(const std::string& pmdb) { return check(pmdb_table(pmdb)); }
+  int check(const PmdbTable& pmdb) { return check_pmdb_leak(pmdb, dl_fd, "3"); }
+};
+
+TEST_F(LeakCheck, EveryKeyVisitedRunsNoCommandAndPrintsNothing) {
+  PmdbTable pmdb = pmdb_table(R"({"5": {}, "6": {"visited": 1}})");
+  pmdb.set_visited(0);
+  const RecordedCommands commands;
+  EXPECT_EQ(check(pmdb), 0);
+  EXPECT_THAT(commands.lines(), IsEmpty());
+  EXPECT_EQ(standard_output.text(), "");
+  EXPECT_EQ(log_text(), "");
+}
+
+TEST_F(LeakCheck, NoKeysAtAll) {
+  EXPECT_EQ(check("{}"), 0);
+  EXPECT_EQ(standard_output.text(), "");
+}
+
+TEST_F(LeakCheck, UnvisitedKeyIsReported) {
+  tools.answer("ifmgr_print", "Interface HundredGigE0/3/0/12\n");
+  const RecordedCommands commands;
+  EXPECT_EQ(check(R"({"1073872901": {}})"), -1);
+  EXPECT_EQ(standard_output.text(), "ERROR PMDB Key 0x40020005 leaked !!!!!!\n");
+  EXPECT_EQ(log_text(), "ERROR!!!!!! PMDB Key 0x40020005 leaked !!!!!!");
+  EXPECT_THAT(commands.lines(), ElementsAre("ifmgr_print database -i 1073872901 -l 0x2"));
+  EXPECT_THAT(commands.outputs(), ElementsAre("/tmp/zorbec0.log"));
+}
+
+TEST_F(LeakCheck, TwoLeakedKeysRunOnInTheLogAndStandInFileOrder) {
+  EXPECT_EQ(check(R"({"9": {}, "10": {"visited": 1}, "5": {}})"), -1);
+  EXPECT_EQ(standard_output.text(),
+            "ERROR PMDB Key 0x9 leaked !!!!!!\nERROR PMDB Key 0x5 leaked !!!!!!\n");
+  EXPECT_EQ(log_text(),
+            "ERROR!!!!!! PMDB Key 0x9 leaked !!!!!!ERROR!!!!!! PMDB Key 0x5 leaked !!!!!!");
+}
+
+TEST_F(LeakCheck, BundleIsNotReportedAndTheKeysAroundItAre) {
+  tools.install("ifmgr_print", "case $3 in 6) echo Bundle-Ether6;; esac");
+  const RecordedCommands commands;
+  EXPECT_EQ(check(R"({"5": {}, "6": {}, "7": {}})"), -1);
+  EXPECT_EQ(standard_output.text(),
+            "ERROR PMDB Key 0x5 leaked !!!!!!\nERROR PMDB Key 0x7 leaked !!!!!!\n");
+  EXPECT_THAT(commands.lines(),
+              ElementsAre("ifmgr_print database -i 5 -l 0x2", "ifmgr_print database -i 6 -l 0x2",
+                          kConfigurationCommand, "ifmgr_print database -i 7 -l 0x2"));
+}
+
+TEST_F(LeakCheck, BundlesAloneAreNoLeak) {
+  tools.answer("ifmgr_print", "Bundle-Ether6\n");
+  EXPECT_EQ(check(R"({"5": {}, "6": {}})"), 0);
+  EXPECT_EQ(standard_output.text(), "");
+  EXPECT_EQ(log_text(), "");
+}
+
+TEST_F(LeakCheck, VisitedSuppliedByTheDumpCountsWhateverItsValue) {
+  const RecordedCommands commands;
+  EXPECT_EQ(check(R"({"5": {"visited": 0}, "6": {"visited": null}, "7": {"visited": false}})"), 0);
+  EXPECT_THAT(commands.lines(), IsEmpty());
+}
+
+TEST_F(LeakCheck, VisitedOfAnotherCaseDoesNotCount) {
+  EXPECT_EQ(check(R"({"5": {"Visited": 1}})"), -1);
+}
+
+struct KeyNameCase : Row {
+  const char* key;
+  const char* shown;
+};
+
+const KeyNameCase kKeyNames[] = {
+    {{"leading_zeros"}, "007", "0x7"},
+    {{"zero"}, "0", "0x0"},
+    {{"64_bits_without_the_last"}, "9223372036854775807", "0x7fffffffffffffff"},
+    {{"two_to_the_63rd_has_an_l"}, "9223372036854775808", "0x8000000000000000L"},
+    {{"two_to_the_64th_has_an_l"}, "18446744073709551616", "0x10000000000000000L"},
+    {{"negative"}, "-5", "-0x5"},
+};
+
+class KeyName : public LeakCheck, public ::testing::WithParamInterface<KeyNameCase> {};
+
+TEST_P(KeyName, GoesIntoTheCommandAsItStandsAndIsReportedInHexadecimal) {
+  const RecordedCommands commands;
+  EXPECT_EQ(check("{\"" + std::string(GetParam().key) + "\": {}}"), -1);
+  EXPECT_EQ(standard_output.text(),
+            "ERROR PMDB Key " + std::string(GetParam().shown) + " leaked !!!!!!\n");
+  EXPECT_EQ(log_text(), "ERROR!!!!!! PMDB Key " + std::string(GetParam().shown) + " leaked !!!!!!");
+  EXPECT_THAT(commands.lines(),
+              ElementsAre("ifmgr_print database -i " + std::string(GetParam().key) + " -l 0x2"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Keys, KeyName, ::testing::ValuesIn(kKeyNames), row_name<KeyNameCase>);
+
+struct NameCase : Row {
+  const char* key;  // as JSON text
+};
+
+const NameCase kNoNumbers[] = {
+    {{"word"}, "abc"},     {{"hexadecimal"}, "0x5"}, {{"number_and_word"}, "5x"},
+    {{"plus_sign"}, "+5"}, {{"real_number"}, "5.0"}, {{"two_minus_signs"}, "--5"},
+    {{"option"}, "-v"},    {{"assignment"}, "A=1"},  {{"beyond_ascii"}, "\u0665"},
+};
+
+class NameThatIsNoNumber : public LeakCheck, public ::testing::WithParamInterface<NameCase> {
+ protected:
+  const std::string key = GetParam().key;
+};
+
+TEST_P(NameThatIsNoNumber, FailsWhenItsLeakIsToBeReported) {
+  const RecordedCommands commands;
+  EXPECT_THAT(error_of<CheckError>([&] { check("{\"5\": {}, \"" + key + "\": {}, \"6\": {}}"); }),
+              HasSubstr("is not a decimal number"));
+  EXPECT_THAT(commands.lines(), ElementsAre("ifmgr_print database -i 5 -l 0x2",
+                                            "ifmgr_print database -i " + key + " -l 0x2"));
+  EXPECT_EQ(standard_output.text(), "ERROR PMDB Key 0x5 leaked !!!!!!\n");
+}
+
+TEST_P(NameThatIsNoNumber, IsNoFailureIfItIsABundle) {
+  tools.answer("ifmgr_print", "Bundle-Ether1\n");
+  EXPECT_EQ(check("{\"" + key + "\": {}}"), 0);
+}
+
+TEST_P(NameThatIsNoNumber, IsNoFailureIfItWasVisited) {
+  EXPECT_EQ(check("{\"" + key + "\": {\"visited\": 1}}"), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, NameThatIsNoNumber, ::testing::ValuesIn(kNoNumbers),
+                         row_name<NameCase>);
+
+const NameCase kNoPlainWords[] = {
+    {{"empty"}, ""},
+    {{"blank"}, "5 6"},
+    {{"leading_blank"}, " 5"},
+    {{"tabulator"}, "5\\t6"},
+    {{"newline"}, "5\\ntouch /tmp/owned"},
+    {{"nul"}, "5\\u0000"},
+    {{"delete"}, "5\\u007f"},
+    {{"semicolon"}, "5;touch${IFS}/tmp/owned;"},
+    {{"ampersand"}, "5&touch"},
+    {{"pipe"}, "5|touch"},
+    {{"output"}, "5>/tmp/owned"},
+    {{"input"}, "5</etc/passwd"},
+    {{"command_substitution"}, "$(touch /tmp/owned)"},
+    {{"variable"}, "$HOME"},
+    {{"backquotes"}, "`touch`"},
+    {{"subshell"}, "(5)"},
+    {{"quote"}, "5'"},
+    {{"double_quote"}, "5\\\""},
+    {{"backslash"}, "5\\\\"},
+    {{"star"}, "*"},
+    {{"question_mark"}, "?"},
+    {{"brackets"}, "[5]"},
+    {{"braces"}, "{5,6}"},
+    {{"history"}, "!5"},
+    {{"comment"}, "#5"},
+    {{"home"}, "~root"},
+};
+
+class NameThatIsNoPlainWord : public LeakCheck, public ::testing::WithParamInterface<NameCase> {};
+
+TEST_P(NameThatIsNoPlainWord, RunsNothing) {
+  const std::string key = GetParam().key;
+  const RecordedCommands commands;
+  EXPECT_THAT(error_of<CheckError>([&] { check("{\"" + key + "\": {}, \"6\": {}}"); }),
+              EndsWith("is not a plain word, so nothing is asked for it"));
+  EXPECT_THAT(commands.lines(), IsEmpty());
+  EXPECT_EQ(standard_output.text(), "");
+  EXPECT_EQ(log_text(), "");
+}
+
+TEST_P(NameThatIsNoPlainWord, IsNoFailureIfItWasVisited) {
+  EXPECT_EQ(check("{\"" + std::string(GetParam().key) + "\": {\"visited\": 1}}"), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, NameThatIsNoPlainWord, ::testing::ValuesIn(kNoPlainWords),
+                         row_name<NameCase>);
+
+TEST_F(LeakCheck, EntryThatIsNoRecordEndsIt) {
+  for (const char* const entry : {"1", "null", "\"visited\"", "[\"visited\"]"}) {
+    EXPECT_THAT(
+        error_of<CheckError>([&] { check("{\"6\": " + std::string(entry) + ", \"7\": {}}"); }),
+        HasSubstr("/tmp/pmdb_test.dat: key \"6\" is "));
+  }
+  EXPECT_EQ(standard_output.text(), "");
+}
+
+TEST_F(LeakCheck, DumpThatIsNoTableEndsIt) {
+  for (const char* const dump : {"[]", "\"text\"", "5", "null"}) {
+    EXPECT_THAT(error_of<CheckError>([&] { check(dump); }), EndsWith("not a table")) << dump;
+  }
+}
+
+TEST_F(LeakCheck, FindingsBeforeAFailureAreKept) {
+  error_of<CheckError>([&] { check(R"({"5": {}, "6": 1})"); });
+  EXPECT_EQ(standard_output.text(), "ERROR PMDB Key 0x5 leaked !!!!!!\n");
+  EXPECT_EQ(log_text(), "ERROR!!!!!! PMDB Key 0x5 leaked !!!!!!");
+}
+
+// ---- The interface manager's answer
+
+struct AnswerCase : Row {
+  const char* answer;
+  bool names_bundle;
+};
+
+const AnswerCase kAnswers[] = {
+    {{"empty"}, "", false},
+    {{"newline"}, "\n", false},
+    {{"other_interface"}, "Interface HundredGigE0/3/0/12, bundle none\n", false},
+    {{"bundle_on_the_first_line"}, "Interface Bundle-Ether12\nMTU 1514\n", true},
+    {{"bundle_on_the_last_line"}, "MTU 1514\nInterface: Bundle-Ether12\n", true},
+    {{"bundle_without_a_final_newline"}, "Bundle-Ether12", true},
+    {{"bundle_without_a_number"}, "Bundle-Ether\n", true},
+    {{"bundle_sub_interface"}, "Bundle-Ether12.100\n", true},
+    {{"bundle_inside_a_word"}, "xBundle-Etherx\n", true},
+    {{"other_case"}, "bundle-ether12\n", false},
+    {{"blank_in_the_name"}, "Bundle Ether12\n", false},
+    {{"across_two_lines"}, "Bundle-\nEther12\n", false},
+};
+
+class Answer : public NodeLogTest, public ::testing::WithParamInterface<AnswerCase> {};
+
+TEST_P(Answer, NamesABundleOrNot) {
+  tools.answer("ifmgr_print", GetParam().answer);
+  const RecordedCommands commands;
+  EXPECT_EQ(check_if_bundle_without_member("12"), GetParam().names_bundle ? 0 : 1);
+  std::vector<std::string> expected = {"ifmgr_print database -i 12 -l 0x2"};
+  if (GetParam().names_bundle) expected.push_back(kConfigurationCommand);
+  EXPECT_EQ(commands.lines(), expected);
+  EXPECT_THAT(commands.outputs(), Each("/tmp/zorbec0.log"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Answers, Answer, ::testing::ValuesIn(kAnswers), row_name<AnswerCase>);
+
+TEST_F(NodeLogTest, FirstLineThatNamesABundleDecidesWithOneRenderingOfTheConfiguration) {
+  tools.answer("ifmgr_print", "Bundle-Ether1\nBundle-Ether2\n");
+  const RecordedCommands commands;
+  EXPECT_EQ(check_if_bundle_without_member("12"), 0);
+  EXPECT_EQ(commands.lines().size(), 2U);
+}
+
+TEST_F(NodeLogTest, BundleIsNoLeakWhateverTheConfigurationHolds) {
+  tools.answer("ifmgr_print", "Bundle-Ether12\n");
+  for (const char* const configuration :
+       {"", " bundle id 12 mode active\n", " bundle id 13 mode active\n", "bundle id $number\n",
+        "bundle id \nnumber\n"}) {
+    tools.answer("confdump", configuration);
+    EXPECT_EQ(check_if_bundle_without_member("12"), 0) << configuration;
+  }
+}
+
+TEST_F(NodeLogTest, FailingInterfaceManagerIsNotDetected) {
+  tools.install("ifmgr_print", "echo Bundle-Ether1; exit 1");
+  EXPECT_EQ(check_if_bundle_without_member("12"), 0);
+  tools.install("ifmgr_print", "echo Bundle-Ether1 >&2; exit 1");
+  EXPECT_EQ(check_if_bundle_without_member("12"), 1);
+}
+
+TEST_F(NodeLogTest, HandleGoesIntoTheCommandVerbatim) {
+  const RecordedCommands commands;
+  check_if_bundle_without_member("5 -x '6'");
+  EXPECT_THAT(commands.lines(), ElementsAre("ifmgr_print database -i 5 -x '6' -l 0x2"));
+}
+
+}  // namespace
+}  // namespace zorbec::unit
