@@ -4,9 +4,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
-#include <cmath>
-#include <cstdlib>
 #include <string>
+
+#include <locale.h>
 
 namespace zorbec {
 namespace {
