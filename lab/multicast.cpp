@@ -8,28 +8,31 @@
 namespace zorbec::lab {
 namespace {
 
+enum class Holder { kRouteProcessor, kLineCard };
+
 struct MulticastKind {
   std::string_view name;
-  bool on_line_card;  // else on the active route processor
   MulticastFault fault;
+  Holder holder;
   bool ends_check = false;
 };
 
 // A kind with two rows is planted as either.
 const MulticastKind kKinds[] = {
-    {"mcast-rp-handle", false, MulticastFault::kOtherHandle},
-    {"mcast-missing-bud", true, MulticastFault::kOtherBud},
-    {"mcast-missing-pmdb", true, MulticastFault::kNoKey},
-    {"mcast-lc-handle", true, MulticastFault::kOtherHandle},
-    {"mcast-lc-rif", true, MulticastFault::kOtherRif},
-    {"mcast-end-rp-pmdb", false, MulticastFault::kNoKey, true},
-    {"mcast-end-bud", true, MulticastFault::kNoBuds, true},
-    {"mcast-end-field", false, MulticastFault::kNoMdtHandle, true},
-    {"mcast-end-field", true, MulticastFault::kNoRifField, true},
+    {"mcast-rp-handle", MulticastFault::kOtherHandle, Holder::kRouteProcessor},
+    {"mcast-missing-bud", MulticastFault::kOtherBud, Holder::kLineCard},
+    {"mcast-missing-pmdb", MulticastFault::kNoKey, Holder::kLineCard},
+    {"mcast-lc-handle", MulticastFault::kOtherHandle, Holder::kLineCard},
+    {"mcast-lc-rif", MulticastFault::kOtherRif, Holder::kLineCard},
+    {"mcast-end-rp-pmdb", MulticastFault::kNoKey, Holder::kRouteProcessor, true},
+    {"mcast-end-bud", MulticastFault::kNoBuds, Holder::kLineCard, true},
+    {"mcast-end-field", MulticastFault::kNoMdtHandle, Holder::kRouteProcessor, true},
+    {"mcast-end-field", MulticastFault::kNoRifField, Holder::kLineCard, true},
 };
 
 bool can_have(const Node& node, const MulticastKind& kind) {
-  return node.is_line_card == kind.on_line_card && node.is_active;
+  const Holder holder = node.is_line_card ? Holder::kLineCard : Holder::kRouteProcessor;
+  return holder == kind.holder && node.is_active;
 }
 
 MulticastDefect& plant_one(const std::string& name, const std::vector<Node>& nodes,

@@ -6,12 +6,14 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <initializer_list>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <regex>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "lab/generate.h"
@@ -91,6 +93,7 @@ bool is_contained(const std::string& text, const std::string& in) {
 
 std::vector<std::string> card_addresses(int line_cards) {
   std::vector<std::string> addresses;
+  addresses.reserve(static_cast<std::size_t>(line_cards));
   for (int i = 0; i < line_cards; ++i) {
     addresses.push_back("192.0." + std::to_string(16 + i) + ".1");
   }
@@ -105,7 +108,10 @@ struct Outcome {
 // What the multicast check prints on a router with one route processor that has routes.
 Outcome check(const fs::path& router, const std::vector<std::string>& cards) {
   Outcome outcome{{}, false};
-  const std::string inconsistent = "inconsistant data at node ";
+  const auto report = [&](std::initializer_list<std::string_view> parts) {
+    std::string& line = outcome.lines.emplace_back();
+    for (const std::string_view part : parts) line += part;
+  };
   const std::vector<Entry> routes = routes_of(router, kRouteProcessor);
   for (const Entry& route : routes) {
     const std::optional<Entry> key = key_of(router, kRouteProcessor, route.rif);
@@ -113,8 +119,8 @@ Outcome check(const fs::path& router, const std::vector<std::string>& cards) {
     if (!is_contained(route.rif, key->rif)) continue;
     if (route.handle.empty()) return outcome;
     if (!is_contained(route.handle, key->handle)) {
-      outcome.lines.push_back(inconsistent + kRouteProcessor + " rif:" + route.rif +
-                              ", mdt handle:                             " + route.handle);
+      report({"inconsistant data at node ", kRouteProcessor, " rif:", route.rif,
+              ", mdt handle:                             ", route.handle});
     }
   }
   for (const std::string& card : cards) {
@@ -124,13 +130,13 @@ Outcome check(const fs::path& router, const std::vector<std::string>& cards) {
       if (i >= buds.size()) return outcome;
       const std::optional<Entry> key = key_of(router, card, rif);
       if (!is_contained(rif, buds[i])) {
-        outcome.lines.push_back("Missing Key in mplsmdtbudobj " + rif);
+        report({"Missing Key in mplsmdtbudobj ", rif});
       } else if (!key) {
-        outcome.lines.push_back("Missing Keys in PMDB rif: " + rif + " port ifh: " + handle);
+        report({"Missing Keys in PMDB rif: ", rif, " port ifh: ", handle});
       } else if (key->rif.empty()) {
         return outcome;
       } else if (key->rif != rif || key->handle != handle) {
-        outcome.lines.push_back(inconsistent + card + " rif:" + rif + ", mdt handle: " + handle);
+        report({"inconsistant data at node ", card, " rif:", rif, ", mdt handle: ", handle});
       }
     }
   }
