@@ -50,7 +50,7 @@ class JsonWriter {
   template <typename T>
   void put(const T& value, std::size_t indent, std::size_t taken);
 
-  // Writes the entries of a map or list between brackets, one a line.
+  // Writes the entries of a map or list between brackets, one a line; if it has none, the brackets.
   template <typename T>
   void put_folded(const T& value, std::size_t indent);
 
@@ -114,7 +114,7 @@ void JsonWriter::put(const T& value, std::size_t indent, std::size_t taken) {
   } else {
     const std::size_t start = buffer_.size();
     const std::size_t room = taken < kColumns ? kColumns - taken : 0;
-    if (append_compact(value, start, room) || entry_count(value) == 0) return;
+    if (append_compact(value, start, room)) return;
     buffer_.resize(start);
     put_folded(value, indent);
   }
@@ -124,6 +124,7 @@ template <typename T>
 void JsonWriter::put_folded(const T& value, std::size_t indent) {
   constexpr bool kIsMap = json_writer::Map<T>;
   std::size_t left = entry_count(value);
+  const bool empty = left == 0;
   const auto put_entry = [&](std::size_t name_columns, const auto& child) {
     --left;
     const std::size_t comma = left > 0 ? 1 : 0;
@@ -146,7 +147,7 @@ void JsonWriter::put_folded(const T& value, std::size_t indent) {
       return put_entry(0, child);
     });
   }
-  begin_line(indent);
+  if (!empty) begin_line(indent);
   buffer_ += kIsMap ? '}' : ']';
 }
 

@@ -1,6 +1,9 @@
 #include "run/run_state.h"
 
 #include <cassert>
+#include <memory>
+
+#include "run/node_table_pattern.h"
 
 namespace zorbec {
 namespace {
@@ -13,9 +16,7 @@ std::unique_ptr<RunState>& the_state() {
 
 }  // namespace
 
-RunState::RunState()
-    : sh_plat_vm_regex(R"(0/(\w+?)/CPU0\s+(LC|RP)\s\((ACTIVE|STANDBY)\)\s+(NONE|0/\w+?/CPU0)\s+)"
-                       R"((\w+\s\w+)\s+()" ZORBEC_INTERNAL_OCTET R"(.\d+.\d+.\d+))") {}
+RunState::RunState() : sh_plat_vm_regex(std::make_shared<const NodeTablePattern>()) {}
 
 RunState& run_state() {
   assert(run_state_is_up());

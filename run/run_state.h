@@ -5,7 +5,6 @@
 #include <atomic>
 #include <memory>
 #include <optional>
-#include <regex>
 #include <string>
 
 #include "run/dump_tables.h"
@@ -17,6 +16,9 @@
 #include "run/table_rendering.h"
 
 namespace zorbec {
+
+struct NodeTablePattern;  // a std::regex, whose header would slow down every source that includes
+                          // this
 
 // Everything that the runs of one process share. Created empty, filled by runs, never cleared
 // between them: a later run adds to what an earlier one left.
@@ -55,7 +57,7 @@ struct RunState {
 
   // The layout of a node table line, for those who want to know it; the inventory splits lines at
   // blanks instead.
-  std::regex sh_plat_vm_regex;
+  std::shared_ptr<const NodeTablePattern> sh_plat_vm_regex;
 
   OutputStream standard_output{STDOUT_FILENO, "standard output"};
 

@@ -68,9 +68,8 @@ def result_complaints(case, outcome):
     if outcome.exit != 0:
         out += f"exit status {outcome.exit}\n{outcome.stderr}"
     out += difference("statuses", str(case.statuses), str(outcome.statuses))
-    lines = outcome.stderr.splitlines()
-    if len(lines) != len(case.stderr):
-        out += f"{len(lines)} lines on standard error instead of {len(case.stderr)}:\n"
+    if len(outcome.stderr_lines) != len(case.stderr):
+        out += f"{len(outcome.stderr_lines)} lines on standard error instead of {len(case.stderr)}:\n"
         out += outcome.stderr
     return out
 
@@ -78,7 +77,7 @@ def result_complaints(case, outcome):
 def stderr_complaints(case, outcome):
     """Each list of texts in the case must be found in a line of its own."""
     out = ""
-    lines = outcome.stderr.splitlines()
+    lines = list(outcome.stderr_lines)
     for texts in case.stderr:
         line = next((line for line in lines if all(text in line for text in texts)), None)
         if line is None:

@@ -46,6 +46,7 @@ class Outcome:
         self.exit = result.returncode
         self.stdout = result.stdout.decode("utf-8", "surrogateescape")
         self.stderr = result.stderr.decode("utf-8", "surrogateescape")
+        self.stderr_lines = [line for line in self.stderr.split("\n") if line]
         self.statuses = [int(line) for line in read_lines(work / "status")]
         self.calls = [json.loads(line) for line in read_lines(work / "calls")]
         # What must stay reachable during the run shows in /tmp although nobody left it there.

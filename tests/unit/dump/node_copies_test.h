@@ -24,12 +24,9 @@ class NodeCopiesTest : public RunStateTest {
     }
     run_state().router = 1;
     // scp root@ADDRESS:/tmp/FILE LOCAL
-    tools.install("scp",
-                  "address=${1#root@}; address=${address%%:*}\n"
-                  "cat \"" +
-                      kNodes +
-                      "/$address/${1##*/}\" >/tmp/copying.$$ || exit 1\n"
-                      "mv /tmp/copying.$$ \"$2\"");
+    tools.install("scp", "address=${1#root@}; file=" + kNodes +
+                             "/${address%%:*}/${1##*/}\n"
+                             "[ -f \"$file\" ] && cat \"$file\" >\"$2\"");
     tools.answer("ssh", "");
     tools.answer("confdump", "");
   }

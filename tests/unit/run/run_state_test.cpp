@@ -14,6 +14,7 @@
 #include "run/error.h"
 #include "run/mutex.h"
 #include "run/node_record.h"
+#include "run/node_table_pattern.h"
 #include "run/ordered_map.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/rows.h"
@@ -57,7 +58,7 @@ TEST(RunState, node_table_pattern_takes_a_node_table_line_apart) {
   bring_up_run_state();
   std::smatch groups;
   const std::string line = "0/3/CPU0 LC (ACTIVE) NONE IMAGE READY 192.0.0.6";
-  ASSERT_TRUE(std::regex_match(line, groups, run_state().sh_plat_vm_regex));
+  ASSERT_TRUE(std::regex_match(line, groups, run_state().sh_plat_vm_regex->regex));
   EXPECT_THAT(std::vector<std::string>(groups.begin() + 1, groups.end()),
               ElementsAre("3", "LC", "ACTIVE", "NONE", "IMAGE READY", "192.0.0.6"));
   shut_down_run_state();

@@ -124,9 +124,16 @@ struct NameCase : Row {
 };
 
 const NameCase kNoNumbers[] = {
-    {{"word"}, "abc"},     {{"hexadecimal"}, "0x5"}, {{"number_and_word"}, "5x"},
-    {{"plus_sign"}, "+5"}, {{"real_number"}, "5.0"}, {{"two_minus_signs"}, "--5"},
-    {{"option"}, "-v"},    {{"assignment"}, "A=1"},  {{"beyond_ascii"}, "\u0665"},
+    {{"word"}, "abc"},
+    {{"hexadecimal"}, "0x5"},
+    {{"number_and_word"}, "5x"},
+    {{"plus_sign"}, "+5"},
+    {{"real_number"}, "5.0"},
+    {{"two_minus_signs"}, "--5"},
+    {{"option"}, "-v"},
+    {{"assignment"}, "A=1"},
+    {{"tilde_inside_a_word"}, "5~6"},
+    {{"beyond_ascii"}, "\u0665"},
 };
 
 class NameThatIsNoNumber : public LeakCheck, public ::testing::WithParamInterface<NameCase> {
@@ -182,6 +189,8 @@ const NameCase kNoPlainWords[] = {
     {{"history"}, "!5"},
     {{"comment"}, "#5"},
     {{"home"}, "~root"},
+    {{"home_as_the_value_of_an_assignment"}, "A=~root"},
+    {{"home_in_a_path_list"}, "A=x:~root"},
 };
 
 class NameThatIsNoPlainWord : public LeakCheck, public ::testing::WithParamInterface<NameCase> {};

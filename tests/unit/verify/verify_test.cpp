@@ -59,10 +59,35 @@ TEST_F(Verify, NodeAbsentFromPmdbKeysHasOneLineInItsLogAndNothingElse) {
   EXPECT_EQ(standard_output.text(), "");
 }
 
-TEST_F(Verify, EmptyKeyMapIsNoAbsentOne) {
+TEST_F(Verify, EmptyTruthTableHasItsHeadingItsLabelAnEmptyMapAndAResultOfZero) {
   have_keys("{}");
   run();
-  EXPECT_THAT(log_text(), EndsWith("\nOverall Result is : 0"));
+  EXPECT_EQ(log_text(),
+            "\nphysical intf verification\npidb_physical_ifh is :\n{}\n"
+            "\npmdb_dict is :\n{}\n"
+            "\n Physical intf Result is : 0"
+            "\nphysical sub intf verification\npidb_physical_subifh is :\n{}\n"
+            "\nPhysical sub intf Result is : 0"
+            "\nbundle intf verification\npidb_bundle_ifh is :\n{}\n"
+            "\nBundle intf Result is : 0"
+            "\nbundle sub intf verification\npidb_bundle_subifh is :\n{}\n"
+            "\nBundle intf Result is : 0"
+            "\nbvi intf verification\npidb_bvi_ifh is :\n{}\n"
+            "\nBVI intf Result is : 0"
+            "\ngre intf verification\npidb_gre_ifh is :\n{}\n"
+            "\nGRE intf Result is : 0"
+            "\nChecking pmdb leaks: \n"
+            "\ncheck_pmdb_leak Result is : 0"
+            "\nOverall Result is : 0");
+}
+
+TEST_F(Verify, BundleSubInterfaceResultIsLabelledLikeTheBundleResult) {
+  have_keys(R"({"3": {}})");
+  have_interfaces(&RunState::pidb_bundle_ifh, R"({"17": {"key_list": ["0x3"]}})");
+  have_interfaces(&RunState::pidb_bundle_subifh, R"({"17": {"key_list": ["0x4"]}})");
+  run();
+  EXPECT_THAT(log_text(), HasSubstr("\nBundle intf Result is : 0\nbundle sub intf verification\n"));
+  EXPECT_THAT(log_text(), HasSubstr("\nBundle intf Result is : -1\nbvi intf verification\n"));
 }
 
 TEST_F(Verify, CleanNodeHasResultsOfZeroAndNothingOnStandardOutput) {
