@@ -41,22 +41,22 @@ class Planter {
  public:
   Planter(const std::vector<Node>& nodes, const std::vector<ExpectedKey>& expected,
           const std::vector<std::uint64_t>& programmed, Random& random)
-      : x_nodes(nodes),
-        x_expected(expected),
-        x_taken(programmed.begin(), programmed.end()),
-        x_random(random) {
-    x_planting.changes.resize(nodes.size());
+      : nodes_(nodes),
+        expected_(expected),
+        taken_(programmed.begin(), programmed.end()),
+        random_(random) {
+    planting_.changes.resize(nodes.size());
   }
 
   void plant_missing(const DefectOrder& order, InterfaceClass interface_class) {
     std::vector<std::uint64_t> keys;
-    for (const ExpectedKey& entry : x_expected) {
+    for (const ExpectedKey& entry : expected_) {
       if (entry.interface_class == interface_class) keys.push_back(entry.key);
     }
     std::sort(keys.begin(), keys.end());
     keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
     std::size_t left = 0;
-    for (const PmdbChange& change : x_planting.changes) {
+    for (const PmdbChange& change : planting_.changes) {
       left += static_cast<std::size_t>(std::count_if(
           keys.begin(), keys.end(), [&](std::uint64_t key) { return !change.missing.count(key); }));
     }
@@ -65,9 +65,9 @@ class Planter {
     }
     for (int planted = 0; planted < order.count;) {
       const std::size_t node = draw_node();
-      const std::uint64_t key = keys[x_random() % keys.size()];
-      if (!x_planting.changes[node].missing.insert(key).second) continue;
-      x_planting.defects.push_back({order.kind, node, key, {}});
+      const std::uint64_t key = keys[random_() % keys.size()];
+      if (!planting_.changes[node].missing.insert(key).second) continue;
+      planting_.defects.push_back({order.kind, node, key, {}});
       ++planted;
     }
   }
@@ -76,50 +76,50 @@ class Planter {
     for (int planted = 0; planted < order.count; ++planted) {
       const std::size_t node = draw_node();
       const std::uint64_t key = draw_stale_key();
-      x_planting.changes[node].leaked.push_back(key);
+      planting_.changes[node].leaked.push_back(key);
       PlantedDefect defect{order.kind, node, key, {}};
       if (order.kind == kLeaked) {
         defect.findings.push_back("ERROR PMDB Key " + hex_text(key) + " leaked !!!!!!");
       }
-      x_planting.defects.push_back(defect);
+      planting_.defects.push_back(defect);
     }
   }
 
   // Every list that holds a missing key is a finding of its own, whatever its class.
   Planting finish() {
     std::unordered_map<std::uint64_t, std::vector<PlantedDefect*>> missing;
-    for (PlantedDefect& defect : x_planting.defects) {
+    for (PlantedDefect& defect : planting_.defects) {
       if (find_missing_kind(defect.kind) != nullptr) missing[defect.key].push_back(&defect);
     }
-    for (const ExpectedKey& entry : x_expected) {
+    for (const ExpectedKey& entry : expected_) {
       const auto found = missing.find(entry.key);
       if (found == missing.end()) continue;
       for (PlantedDefect* defect : found->second) {
         defect->findings.push_back("Missing PMDB Key " + hex_text(entry.key) + " for ifh " +
                                    hex_text(entry.handle) + " in node " +
-                                   x_nodes[defect->node].name);
+                                   nodes_[defect->node].name);
       }
     }
-    return std::move(x_planting);
+    return std::move(planting_);
   }
 
  private:
-  std::size_t draw_node() { return x_random() % x_nodes.size(); }
+  std::size_t draw_node() { return random_() % nodes_.size(); }
 
   // Looks like the key of a layer-2 interface that was taken away. No two nodes leak the same key:
   // the interface manager knows a key router-wide, as a bundle's or not.
   std::uint64_t draw_stale_key() {
     for (;;) {
-      const std::uint64_t key = 0x40000000U | (x_random() % 0x40000000);
-      if (x_taken.insert(key).second) return key;
+      const std::uint64_t key = 0x40000000U | (random_() % 0x40000000);
+      if (taken_.insert(key).second) return key;
     }
   }
 
-  const std::vector<Node>& x_nodes;
-  const std::vector<ExpectedKey>& x_expected;
-  std::unordered_set<std::uint64_t> x_taken;
-  Random& x_random;
-  Planting x_planting;
+  const std::vector<Node>& nodes_;
+  const std::vector<ExpectedKey>& expected_;
+  std::unordered_set<std::uint64_t> taken_;
+  Random& random_;
+  Planting planting_;
 };
 
 }  // namespace

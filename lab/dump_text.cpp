@@ -25,30 +25,30 @@ void append_number(std::string& text, std::uint64_t value) {
 // Writes one member of the outer object. Nothing in it needs escaping.
 class Entry {
  public:
-  Entry(std::string& text, std::uint64_t name) : x_text(text) {
-    x_text += '"';
-    append_number(x_text, name);
-    x_text += "\": {";
+  Entry(std::string& text, std::uint64_t name) : text_(text) {
+    text_ += '"';
+    append_number(text_, name);
+    text_ += "\": {";
   }
   void add(std::string_view name, std::uint64_t value) {
     begin(name);
-    append_number(x_text, value);
+    append_number(text_, value);
   }
   void add(std::string_view name, std::string_view value) {
     begin(name);
-    x_text.append("\"").append(value).append("\"");
+    text_.append("\"").append(value).append("\"");
   }
-  ~Entry() { x_text += "},\n"; }
+  ~Entry() { text_ += "},\n"; }
   Entry(const Entry&) = delete;
   Entry& operator=(const Entry&) = delete;
 
  private:
   void begin(std::string_view name) {
-    if (x_text.back() != '{') x_text += ", ";
-    x_text.append("\"").append(name).append("\": ");
+    if (text_.back() != '{') text_ += ", ";
+    text_.append("\"").append(name).append("\": ");
   }
 
-  std::string& x_text;
+  std::string& text_;
 };
 
 std::string enclose(std::string_view lines) {
@@ -127,22 +127,22 @@ std::string pidb_text(const std::vector<Interface>& interfaces, InterfaceClass i
   return lines.empty() ? lines : enclose(lines);
 }
 
-PmdbText::PmdbText(const std::vector<std::uint64_t>& keys) : x_keys(keys) {
-  x_ends.reserve(keys.size());
+PmdbText::PmdbText(const std::vector<std::uint64_t>& keys) : keys_(keys) {
+  ends_.reserve(keys.size());
   for (const std::uint64_t key : keys) {
-    append_key(x_lines, key);
-    x_ends.push_back(x_lines.size());
+    append_key(lines_, key);
+    ends_.push_back(lines_.size());
   }
 }
 
 std::string PmdbText::with(const PmdbChange& change) const {
-  if (change.missing.empty() && change.leaked.empty()) return enclose(x_lines);
+  if (change.missing.empty() && change.leaked.empty()) return enclose(lines_);
   std::string lines;
-  lines.reserve(x_lines.size() + change.leaked.size() * 128);
+  lines.reserve(lines_.size() + change.leaked.size() * 128);
   std::size_t begin = 0;
-  for (std::size_t i = 0; i < x_keys.size(); ++i) {
-    if (!change.missing.count(x_keys[i])) lines.append(x_lines, begin, x_ends[i] - begin);
-    begin = x_ends[i];
+  for (std::size_t i = 0; i < keys_.size(); ++i) {
+    if (!change.missing.count(keys_[i])) lines.append(lines_, begin, ends_[i] - begin);
+    begin = ends_[i];
   }
   for (const std::uint64_t key : change.leaked) append_key(lines, key);
   return enclose(lines);

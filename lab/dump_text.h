@@ -23,9 +23,9 @@ class PmdbText {
   std::string with(const PmdbChange& change) const;
 
  private:
-  std::vector<std::uint64_t> x_keys;
-  std::vector<std::size_t> x_ends;  // where each key's line ends in x_lines
-  std::string x_lines;
+  std::vector<std::uint64_t> keys_;
+  std::vector<std::size_t> ends_;  // where each key's line ends in lines_
+  std::string lines_;
 };
 
 }  // namespace zorbec::lab

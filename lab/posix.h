@@ -14,20 +14,20 @@ namespace zorbec::lab {
 // Owns one file descriptor; closes it when it goes.
 class UniqueFd {
  public:
-  explicit UniqueFd(int fd = -1) noexcept : x_fd(fd) {}
-  UniqueFd(UniqueFd&& other) noexcept : x_fd(std::exchange(other.x_fd, -1)) {}
+  explicit UniqueFd(int fd = -1) noexcept : fd_(fd) {}
+  UniqueFd(UniqueFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
   UniqueFd& operator=(UniqueFd&& other) noexcept {
-    std::swap(x_fd, other.x_fd);
+    std::swap(fd_, other.fd_);
     return *this;
   }
   ~UniqueFd() {
-    if (x_fd >= 0) ::close(x_fd);
+    if (fd_ >= 0) ::close(fd_);
   }
-  int get() const noexcept { return x_fd; }
-  explicit operator bool() const noexcept { return x_fd >= 0; }
+  int get() const noexcept { return fd_; }
+  explicit operator bool() const noexcept { return fd_ >= 0; }
 
  private:
-  int x_fd;
+  int fd_;
 };
 
 // Throws std::system_error for errno, naming the call and what it was about.

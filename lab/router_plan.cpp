@@ -14,74 +14,74 @@ constexpr unsigned kLogicalSpace = 0x3c;
 // two bits never set, which keeps them apart from the keys made of ports, ids and flags.
 class Handles {
  public:
-  explicit Handles(unsigned space) : x_next((space << 24) + 8) {}
-  std::uint32_t next() { return std::exchange(x_next, x_next + 16); }
+  explicit Handles(unsigned space) : next_((space << 24) + 8) {}
+  std::uint32_t next() { return std::exchange(next_, next_ + 16); }
 
  private:
-  std::uint32_t x_next;
+  std::uint32_t next_;
 };
 
 // Interface ids, router-wide. They run on beyond 16 bits, but never have 16 zero bits at the end,
 // for which the key would be 0.
 class Ids {
  public:
-  explicit Ids(std::uint64_t first) : x_next(first) {}
+  explicit Ids(std::uint64_t first) : next_(first) {}
   std::uint64_t next() {
-    if (x_next % 0x10000 == 0) ++x_next;
-    return x_next++;
+    if (next_ % 0x10000 == 0) ++next_;
+    return next_++;
   }
 
  private:
-  std::uint64_t x_next;
+  std::uint64_t next_;
 };
 
 class SystemPorts {
  public:
-  std::uint64_t next() { return x_next++ % kLargest + 1; }
+  std::uint64_t next() { return next_++ % kLargest + 1; }
 
  private:
   static constexpr std::uint64_t kLargest = 0x3fff;
-  std::uint64_t x_next = 0;
+  std::uint64_t next_ = 0;
 };
 
 class InterfacePlanner {
  public:
   InterfacePlanner(const RouterOptions& options, const RouterSize& size, Random& random)
-      : x_options(options),
-        x_size(size),
-        x_random(random),
-        x_rifs(1 + random() % 64),
-        x_lifs(1 + random() % 64) {}
+      : options_(options),
+        size_(size),
+        random_(random),
+        rifs_(1 + random() % 64),
+        lifs_(1 + random() % 64) {}
 
   std::vector<Interface> logical_interfaces(const std::vector<unsigned>& slots) {
     std::vector<Interface> interfaces;
     Handles handles(kLogicalSpace);
-    for (int i = 0; i < x_size.bundles; ++i) {
+    for (int i = 0; i < size_.bundles; ++i) {
       Interface bundle = draw(InterfaceClass::kBundle, handles);
       bundle.lagid = static_cast<std::uint64_t>(i) + 1;
       bundle.name = "Bundle-Ether" + std::to_string(bundle.lagid);
       interfaces.push_back(bundle);
     }
-    for (int i = 0; i < x_size.bundle_subifs; ++i) {
-      const Interface& bundle = interfaces[static_cast<std::size_t>(i % x_size.bundles)];
+    for (int i = 0; i < size_.bundle_subifs; ++i) {
+      const Interface& bundle = interfaces[static_cast<std::size_t>(i % size_.bundles)];
       Interface subif = draw(InterfaceClass::kBundleSubif, handles);
       subif.parent = bundle.handle;
       subif.lagid = bundle.lagid;
-      subif.name = bundle.name + "." + std::to_string(100 + i / x_size.bundles);
+      subif.name = bundle.name + "." + std::to_string(100 + i / size_.bundles);
       interfaces.push_back(subif);
     }
-    for (int i = 0; i < x_size.bvis; ++i) {
+    for (int i = 0; i < size_.bvis; ++i) {
       Interface bvi = draw(InterfaceClass::kBvi, handles);
       bvi.is_l2 = false;
-      if (bvi.rif == 0) bvi.rif = x_rifs.next();
-      bvi.slot = slots[x_random() % slots.size()];
+      if (bvi.rif == 0) bvi.rif = rifs_.next();
+      bvi.slot = slots[random_() % slots.size()];
       bvi.name = "BVI" + std::to_string(i + 1);
       interfaces.push_back(bvi);
     }
-    for (int i = 0; i < x_size.gre; ++i) {
+    for (int i = 0; i < size_.gre; ++i) {
       Interface tunnel{InterfaceClass::kGre, handles.next(), "tunnel-ip" + std::to_string(i + 1)};
-      tunnel.erif = x_rifs.next();
-      tunnel.drif = x_rifs.next();
+      tunnel.erif = rifs_.next();
+      tunnel.drif = rifs_.next();
       interfaces.push_back(tunnel);
     }
     return interfaces;
@@ -92,23 +92,23 @@ class InterfacePlanner {
                                          const std::vector<Interface>& logical) {
     std::vector<Interface> interfaces;
     Handles handles(slot + 1);
-    for (int i = 0; i < x_size.physical; ++i) interfaces.push_back(draw_port(slot, i, handles));
-    for (int i = 0; i < x_size.bundles * x_size.members; ++i) {
-      const Interface& bundle = logical[static_cast<std::size_t>(i / x_size.members)];
-      Interface port = draw_port(slot, x_size.physical + i, handles);
+    for (int i = 0; i < size_.physical; ++i) interfaces.push_back(draw_port(slot, i, handles));
+    for (int i = 0; i < size_.bundles * size_.members; ++i) {
+      const Interface& bundle = logical[static_cast<std::size_t>(i / size_.members)];
+      Interface port = draw_port(slot, size_.physical + i, handles);
       port.is_member = true;
       port.bundle = bundle.handle;
       port.lagid = bundle.lagid;
-      port.memid = static_cast<unsigned>(card * x_size.members + i % x_size.members);
+      port.memid = static_cast<unsigned>(card * size_.members + i % size_.members);
       interfaces.push_back(port);
     }
-    for (int i = 0; i < x_size.physical_subifs; ++i) {
-      const Interface& port = interfaces[static_cast<std::size_t>(i % x_size.physical)];
+    for (int i = 0; i < size_.physical_subifs; ++i) {
+      const Interface& port = interfaces[static_cast<std::size_t>(i % size_.physical)];
       Interface subif = draw(InterfaceClass::kPhysicalSubif, handles);
       subif.slot = slot;
       subif.parent = port.handle;
       subif.ssp = port.ssp;
-      subif.name = port.name + "." + std::to_string(100 + i / x_size.physical);
+      subif.name = port.name + "." + std::to_string(100 + i / size_.physical);
       interfaces.push_back(subif);
     }
     return interfaces;
@@ -120,26 +120,26 @@ class InterfacePlanner {
     Interface interface {
       interface_class, handles.next(), {}
     };
-    interface.is_l2 = static_cast<int>(x_random() % 100) < x_options.l2_share;
-    if (!interface.is_l2) interface.rif = x_rifs.next();
-    interface.lif = x_lifs.next();
+    interface.is_l2 = static_cast<int>(random_() % 100) < options_.l2_share;
+    if (!interface.is_l2) interface.rif = rifs_.next();
+    interface.lif = lifs_.next();
     return interface;
   }
 
   Interface draw_port(unsigned slot, int number, Handles& handles) {
     Interface port = draw(InterfaceClass::kPhysical, handles);
     port.slot = slot;
-    port.ssp = x_ports.next();
+    port.ssp = ports_.next();
     port.name = "HundredGigE0/" + std::to_string(slot) + "/0/" + std::to_string(number);
     return port;
   }
 
-  const RouterOptions& x_options;
-  const RouterSize& x_size;
-  Random& x_random;
-  Ids x_rifs;
-  Ids x_lifs;
-  SystemPorts x_ports;
+  const RouterOptions& options_;
+  const RouterSize& size_;
+  Random& random_;
+  Ids rifs_;
+  Ids lifs_;
+  SystemPorts ports_;
 };
 
 std::vector<Node> name_nodes(const RouterOptions& options, const RouterSize& size) {

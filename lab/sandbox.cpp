@@ -236,31 +236,31 @@ class BlockedSignals {
   BlockedSignals() {
     struct sigaction standard {};
     standard.sa_handler = SIG_DFL;
-    ::sigaction(SIGCHLD, &standard, &x_old_child_action);
-    ::sigemptyset(&x_set);
-    for (const int signal : {SIGINT, SIGTERM, SIGCHLD}) ::sigaddset(&x_set, signal);
-    ::sigprocmask(SIG_BLOCK, &x_set, &x_old_mask);
+    ::sigaction(SIGCHLD, &standard, &old_child_action_);
+    ::sigemptyset(&set_);
+    for (const int signal : {SIGINT, SIGTERM, SIGCHLD}) ::sigaddset(&set_, signal);
+    ::sigprocmask(SIG_BLOCK, &set_, &old_mask_);
   }
   BlockedSignals(const BlockedSignals&) = delete;
   BlockedSignals& operator=(const BlockedSignals&) = delete;
   ~BlockedSignals() { restore(); }
 
   void restore() const {
-    ::sigaction(SIGCHLD, &x_old_child_action, nullptr);
-    ::sigprocmask(SIG_SETMASK, &x_old_mask, nullptr);
+    ::sigaction(SIGCHLD, &old_child_action_, nullptr);
+    ::sigprocmask(SIG_SETMASK, &old_mask_, nullptr);
   }
 
   siginfo_t wait() const {
     siginfo_t info{};
-    while (::sigwaitinfo(&x_set, &info) < 0 && errno == EINTR) {
+    while (::sigwaitinfo(&set_, &info) < 0 && errno == EINTR) {
     }
     return info;
   }
 
  private:
-  sigset_t x_set{};
-  sigset_t x_old_mask{};
-  struct sigaction x_old_child_action {};
+  sigset_t set_{};
+  sigset_t old_mask_{};
+  struct sigaction old_child_action_ {};
 };
 
 // Starts the command. Throws std::system_error if it cannot be executed.

@@ -32,16 +32,16 @@ pid_t spawn_lab(const std::vector<std::string>& arguments,
 TestFolder::TestFolder() {
   std::string name = (std::filesystem::temp_directory_path() / "zorbec-lab-test-XXXXXX").string();
   if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp failed for " + name);
-  x_path = name;
+  path_ = name;
 }
 
 TestFolder::~TestFolder() {
   std::error_code ignored;
-  std::filesystem::remove_all(x_path, ignored);
+  std::filesystem::remove_all(path_, ignored);
 }
 
 void TestFolder::write(const std::string& file, const std::string& text) const {
-  const std::filesystem::path path = x_path / file;
+  const std::filesystem::path path = path_ / file;
   std::filesystem::create_directories(path.parent_path());
   std::ofstream(path, std::ios::binary) << text;
 }

@@ -16,13 +16,13 @@ class TestFolder {
   TestFolder(const TestFolder&) = delete;
   TestFolder& operator=(const TestFolder&) = delete;
 
-  const std::filesystem::path& path() const { return x_path; }
+  const std::filesystem::path& path() const { return path_; }
 
   // Writes a file below the folder, with the folders it needs.
   void write(const std::string& file, const std::string& text) const;
 
  private:
-  std::filesystem::path x_path;
+  std::filesystem::path path_;
 };
 
 std::string file_text(const std::filesystem::path& file);
