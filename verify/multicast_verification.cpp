@@ -63,14 +63,25 @@ void check_route_processor(const Entry& mrib, const Entry& pmdb, const std::stri
   print_inconsistent(rp_node, mrib, "                             ");
 }
 
+const MulticastEntries& hardware_entries(const MulticastTable::Nodes& nodes,
+                                         const std::string& node) {
+  const MulticastEntries* const entries = find_node(nodes, node);
+  if (entries == nullptr) throw CheckError("mcastpmdbkeys has nothing of " + node);
+  return *entries;
+}
+
 // Here only the RIF of the bud object is compared by containment; the hardware's must be equal.
-void check_line_card(const Entry& mrib, const Entry& bud, const MulticastEntries& pmdb,
-                     std::uint32_t number, const std::string& lc_node) {
+void check_line_card(const Entry& mrib, const Entry& bud,
+                     const MulticastTable::Nodes& mcastpmdbkeys, std::uint32_t number,
+                     const std::string& lc_node) {
   const std::string& rif = mrib.field("rif");
   if (!is_contained(rif, bud.field("rif"))) {
     print("Missing Key in mplsmdtbudobj " + rif);
     return;
   }
+  // Looked up only here: a card whose collector failed has no such entries, and what its bud
+  // objects lack is reported all the same.
+  const MulticastEntries& pmdb = hardware_entries(mcastpmdbkeys, lc_node);
   if (!pmdb.contains(number)) {
     print("Missing Keys in PMDB rif: " + rif + " port ifh: " + mrib.field("mdt_handle"));
     return;
@@ -79,13 +90,6 @@ void check_line_card(const Entry& mrib, const Entry& bud, const MulticastEntries
   const bool is_consistent =
       held.field("rif") == rif && held.field("pmdb_port_ifh") == mrib.field("mdt_handle");
   if (!is_consistent) print_inconsistent(lc_node, mrib, " ");
-}
-
-const MulticastEntries& hardware_entries(const MulticastTable::Nodes& nodes,
-                                         const std::string& node) {
-  const MulticastEntries* const entries = find_node(nodes, node);
-  if (entries == nullptr) throw CheckError("mcastpmdbkeys has nothing of " + node);
-  return *entries;
 }
 
 }  // namespace
@@ -112,8 +116,7 @@ void verify_mcast(LogStream& dl_fd) {
     for (const auto& [rp_node, routes] : mribkeys) {
       for (const auto& [number, route] : routes) {
         check_line_card({"mribkeys", rp_node, routes, number},
-                        {"mplsmdtbudobj", lc_node, buds, number},
-                        hardware_entries(mcastpmdbkeys, lc_node), number, lc_node);
+                        {"mplsmdtbudobj", lc_node, buds, number}, mcastpmdbkeys, number, lc_node);
       }
     }
   }
