@@ -87,9 +87,12 @@ class Collection {
     entry->second[field] = std::move(value);
   }
 
-  // Puts the entries into the table and the whole table into the file.
-  void finish(const UniqueFd& file, const std::string& path) {
+  // Puts the entries into the table and the whole table into the file at `path`.
+  void finish(const std::string& path) {
     table_.store(address_, entries_);
+    // Made anew between storing and rendering: of several nodes' files the one that is left then
+    // shows every node that has come this far.
+    const UniqueFd file = create_fresh_file(path);
     write_all(file.get(), render(table_.nodes()), path);
   }
 
@@ -163,7 +166,7 @@ void check_mrib_dump(const std::string& nodeip, const std::string& nodename, Log
   static const std::string kFile = "/tmp/mribdump.txt";
   RifReport report(nodename);
   if (nodeip == kNone) return;
-  const UniqueFd file = create_fresh_file(kFile);
+  create_fresh_file(kFile);  // stays empty if the collector fails
   const std::string command =
       "ssh  -o 'StrictHostKeyChecking=no' " + nodeip + " /pkg/bin/mcroute_print -cmd 0x9";
   const std::string output = execute(command, "_mrib_" + nodename);
@@ -174,13 +177,13 @@ void check_mrib_dump(const std::string& nodeip, const std::string& nodename, Log
       take_mrib_item(Item(command, item), entries, report.rifs);
     }
   }
-  entries.finish(file, kFile);
+  entries.finish(kFile);
 }
 
 void check_mdtbudobj_dump(const std::string& nodeip, const std::string& nodename,
                           LogStream& /*dl_fd*/) {
   static const std::string kFile = "/tmp/mplsmdtbud.txt";
-  const UniqueFd file = create_fresh_file(kFile);
+  create_fresh_file(kFile);
   const std::string command =
       "ssh  -o 'StrictHostKeyChecking=no' " + nodeip + " /pkg/bin/fwdobj_print -t 0xbe -l 0 -o b";
   const std::string output = execute(command, "_mplsmdtbud_" + nodename);
@@ -194,14 +197,14 @@ void check_mdtbudobj_dump(const std::string& nodeip, const std::string& nodename
     }
     if (line.holds("tun_rif")) entries.set("rif", line.after("=>").hexadecimal(), line);
   }
-  entries.finish(file, kFile);
+  entries.finish(kFile);
 }
 
 void check_pmdb_dump(const std::string& nodeip, const std::string& /*nodename*/,
                      LogStream& /*dl_fd*/) {
   static const std::string kFile = "/tmp/pmdbdump.txt";
   if (nodeip == kNone) return;
-  const UniqueFd file = create_fresh_file(kFile);
+  create_fresh_file(kFile);
   Collection entries(run_state().mcastpmdbkeys, nodeip);
   for (const std::string& rif : run_state().rifs.list()) {
     const std::string command =
@@ -219,7 +222,7 @@ void check_pmdb_dump(const std::string& nodeip, const std::string& /*nodename*/,
       if (line.holds("intf_info.rif")) entries.set("rif", line.after(": ").cleaned(), line);
     }
   }
-  entries.finish(file, kFile);
+  entries.finish(kFile);
 }
 
 }  // namespace zorbec
