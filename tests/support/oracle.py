@@ -234,7 +234,7 @@ def clean(text):
 def rif_text(text):
     """The hexadecimal text of a RIF that was printed in decimal."""
     digits = clean(text)
-    if not re.fullmatch("[0-9]{1,4000}", digits):
+    if not re.fullmatch("0*[0-9]{1,4000}", digits):
         raise Failure(f"the RIF '{text}' is no decimal number")
     return hex(int(digits))
 
@@ -720,8 +720,10 @@ class Checker:
     # Multicast verification -----------------------------------------------------------------------
 
     def in_node_table_order(self, table):
-        places = [record["nodeip"] for record in self.nodeinfo.values()]
-        return sorted(table, key=lambda nodeip: places.index(nodeip))
+        """The table's addresses; those that no node has any more come last."""
+        addresses = [record["nodeip"] for record in self.nodeinfo.values()]
+        listed = [nodeip for nodeip in addresses if nodeip in table]
+        return listed + [nodeip for nodeip in table if nodeip not in listed]
 
     def verify_mcast(self, _node, _record, log):
         log.write("\n mrib rif and ifh handle: \n")
