@@ -20,6 +20,10 @@
 namespace zorbec {
 namespace {
 
+constexpr const char* kMribFile = "/tmp/mribdump.txt";
+constexpr const char* kBudFile = "/tmp/mplsmdtbud.txt";
+constexpr const char* kPmdbFile = "/tmp/pmdbdump.txt";
+
 // A piece of a tool's output that names a field, and how its value is taken out of it.
 class Item {
  public:
@@ -163,10 +167,9 @@ void mcast_dump_task(const std::string& nodename, const NodeRecord& node_info, L
 }
 
 void check_mrib_dump(const std::string& nodeip, const std::string& nodename, LogStream& /*dl_fd*/) {
-  static const std::string kFile = "/tmp/mribdump.txt";
   RifReport report(nodename);
   if (nodeip == kNone) return;
-  create_fresh_file(kFile);  // stays empty if the collector fails
+  create_fresh_file(kMribFile);  // stays empty if the collector fails
   const std::string command =
       "ssh  -o 'StrictHostKeyChecking=no' " + nodeip + " /pkg/bin/mcroute_print -cmd 0x9";
   const std::string output = execute(command, "_mrib_" + nodename);
@@ -177,13 +180,12 @@ void check_mrib_dump(const std::string& nodeip, const std::string& nodename, Log
       take_mrib_item(Item(command, item), entries, report.rifs);
     }
   }
-  entries.finish(kFile);
+  entries.finish(kMribFile);
 }
 
 void check_mdtbudobj_dump(const std::string& nodeip, const std::string& nodename,
                           LogStream& /*dl_fd*/) {
-  static const std::string kFile = "/tmp/mplsmdtbud.txt";
-  create_fresh_file(kFile);
+  create_fresh_file(kBudFile);
   const std::string command =
       "ssh  -o 'StrictHostKeyChecking=no' " + nodeip + " /pkg/bin/fwdobj_print -t 0xbe -l 0 -o b";
   const std::string output = execute(command, "_mplsmdtbud_" + nodename);
@@ -197,18 +199,18 @@ void check_mdtbudobj_dump(const std::string& nodeip, const std::string& nodename
     }
     if (line.holds("tun_rif")) entries.set("rif", line.after("=>").hexadecimal(), line);
   }
-  entries.finish(kFile);
+  entries.finish(kBudFile);
 }
 
 void check_pmdb_dump(const std::string& nodeip, const std::string& /*nodename*/,
                      LogStream& /*dl_fd*/) {
-  static const std::string kFile = "/tmp/pmdbdump.txt";
   if (nodeip == kNone) return;
-  create_fresh_file(kFile);
+  create_fresh_file(kPmdbFile);
   Collection entries(run_state().mcastpmdbkeys, nodeip);
+  const std::string question =
+      "ssh -o StrictHostKeyChecking=no " + nodeip + " /pkg/bin/hwkey_dump -r ";
   for (const std::string& rif : run_state().rifs.list()) {
-    const std::string command =
-        "ssh -o StrictHostKeyChecking=no " + nodeip + " /pkg/bin/hwkey_dump -r " + rif;
+    const std::string command = question + rif;
     // Nodes share the runner's file of a RIF; each call reads back its own output all the same.
     const std::string output = execute(command, "_pmdb_" + rif);
     entries.next_number();
@@ -222,7 +224,7 @@ void check_pmdb_dump(const std::string& nodeip, const std::string& /*nodename*/,
       if (line.holds("intf_info.rif")) entries.set("rif", line.after(": ").cleaned(), line);
     }
   }
-  entries.finish(kFile);
+  entries.finish(kPmdbFile);
 }
 
 }  // namespace zorbec
