@@ -68,7 +68,7 @@ def interface_options(seed):
 
 
 def multicast_options(seed):
-    """A router with multicast routes, as many as defects can stand in one node or more."""
+    """A router with multicast routes, more than the defects that one node can get."""
     pick = random.Random(seed)
     routes = pick.choice((0, 1, *[pick.randint(12, 48)] * 8))
     arguments = ["--seed", seed, "--multicast", routes]

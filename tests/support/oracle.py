@@ -239,7 +239,7 @@ def rif_text(text):
     return hex(int(digits))
 
 
-def entry(entries, number):
+def entry_of(entries, number):
     if number not in entries:
         raise Failure(f"no entry {number}")
     return entries[number]
@@ -664,64 +664,64 @@ class Checker:
     def check_mrib_dump(self, nodeip, node):
         if nodeip == "None":
             return
-        with open_anew("/tmp/mribdump.txt") as file:
-            command = SSH + f"{nodeip} /pkg/bin/mcroute_print -cmd 0x9"
-            output = self.execute(command, f"_mrib_{node}")
-            entries = self.mribkeys[nodeip] = Entries()
-            number = -1
-            for line in split_lines(output):
-                for item in line.split(", "):
-                    if "RPF-ID" in item:
-                        number += 1
-                        entries[number] = {}
-                        if not item.partition(": ")[2]:
-                            raise Failure(f"no RPF id in '{item}'")
-                    if "MDT Handle" in item:
-                        handle = clean(between(item, ": "))
-                        entry(entries, number)["mdt_handle"] = handle
-                    if "Tunnel RIF" in item:
-                        rif = rif_text(between(item, ": "))
-                        entry(entries, number)["rif"] = rif
-                        self.rifs.append(rif)
-            file.write(pretty(self.mribkeys).encode())
-
-    def check_mdtbudobj_dump(self, nodeip, node):
-        with open_anew("/tmp/mplsmdtbud.txt") as file:
-            command = SSH + f"{nodeip} /pkg/bin/fwdobj_print -t 0xbe -l 0 -o b"
-            output = self.execute(command, f"_mplsmdtbud_{node}")
-            entries = self.mplsmdtbudobj[nodeip] = Entries()
-            number = -1
-            for line in split_lines(output):
-                if "mplsmdtbud" in line:
+        file = Log("/tmp/mribdump.txt")
+        command = SSH + f"{nodeip} /pkg/bin/mcroute_print -cmd 0x9"
+        output = self.execute(command, f"_mrib_{node}")
+        entries = self.mribkeys[nodeip] = Entries()
+        number = -1
+        for line in split_lines(output):
+            for item in line.split(", "):
+                if "RPF-ID" in item:
                     number += 1
                     entries[number] = {}
-                    entries[number]["mdt_bud_obj"] = clean(between(between(line, "("), ":"))
-                if "tun_rif" in line:
-                    rif = rif_text(between(line, "=>"))
-                    entry(entries, number)["rif"] = rif
-            file.write(pretty(self.mplsmdtbudobj).encode())
+                    if not item.partition(": ")[2]:
+                        raise Failure(f"no RPF id in '{item}'")
+                if "MDT Handle" in item:
+                    handle = clean(between(item, ": "))
+                    entry_of(entries, number)["mdt_handle"] = handle
+                if "Tunnel RIF" in item:
+                    rif = rif_text(between(item, ": "))
+                    entry_of(entries, number)["rif"] = rif
+                    self.rifs.append(rif)
+        file.write(pretty(self.mribkeys))
+
+    def check_mdtbudobj_dump(self, nodeip, node):
+        file = Log("/tmp/mplsmdtbud.txt")
+        command = SSH + f"{nodeip} /pkg/bin/fwdobj_print -t 0xbe -l 0 -o b"
+        output = self.execute(command, f"_mplsmdtbud_{node}")
+        entries = self.mplsmdtbudobj[nodeip] = Entries()
+        number = -1
+        for line in split_lines(output):
+            if "mplsmdtbud" in line:
+                number += 1
+                entries[number] = {}
+                entries[number]["mdt_bud_obj"] = clean(between(between(line, "("), ":"))
+            if "tun_rif" in line:
+                rif = rif_text(between(line, "=>"))
+                entry_of(entries, number)["rif"] = rif
+        file.write(pretty(self.mplsmdtbudobj))
 
     def check_pmdb_dump(self, nodeip):
         if nodeip == "None":
             return
-        with open_anew("/tmp/pmdbdump.txt") as file:
-            entries = self.mcastpmdbkeys[nodeip] = Entries()
-            for number, rif in enumerate(self.rifs):
-                command = f"ssh -o StrictHostKeyChecking=no {nodeip} /pkg/bin/hwkey_dump -r {rif}"
-                for line in split_lines(self.execute(command, f"_pmdb_{rif}")):
-                    if "intf_info.port_ifh" in line:
-                        entries[number] = {}
-                        entries[number]["pmdb_port_ifh"] = clean(between(line, ": "))
-                    if "intf_info.rif" in line:
-                        rif_shown = clean(between(line, ": "))
-                        entry(entries, number)["rif"] = rif_shown
-            file.write(pretty(self.mcastpmdbkeys).encode())
+        file = Log("/tmp/pmdbdump.txt")
+        entries = self.mcastpmdbkeys[nodeip] = Entries()
+        for number, rif in enumerate(self.rifs):
+            command = f"ssh -o StrictHostKeyChecking=no {nodeip} /pkg/bin/hwkey_dump -r {rif}"
+            for line in split_lines(self.execute(command, f"_pmdb_{rif}")):
+                if "intf_info.port_ifh" in line:
+                    entries[number] = {}
+                    entries[number]["pmdb_port_ifh"] = clean(between(line, ": "))
+                if "intf_info.rif" in line:
+                    rif_shown = clean(between(line, ": "))
+                    entry_of(entries, number)["rif"] = rif_shown
+        file.write(pretty(self.mcastpmdbkeys))
 
     # Multicast verification -----------------------------------------------------------------------
 
     def in_node_table_order(self, table):
         """The table's addresses; those that no node has any more come last."""
-        addresses = [record["nodeip"] for record in self.nodeinfo.values()]
+        addresses = dict.fromkeys(record["nodeip"] for record in self.nodeinfo.values())
         listed = [nodeip for nodeip in addresses if nodeip in table]
         return listed + [nodeip for nodeip in table if nodeip not in listed]
 
@@ -745,19 +745,17 @@ class Checker:
                         self.compare_on_line_card(lc_node, mrib, number)
 
     def compare_on_route_processor(self, rp_node, mrib, number):
-        pmdb = entry(self.mcastpmdbkeys[rp_node], number)
+        pmdb = entry_of(self.mcastpmdbkeys[rp_node], number)
         rif = read_field(mrib, "rif")
         if rif not in read_field(pmdb, "rif"):
             return
         handle = read_field(mrib, "mdt_handle")
         if handle not in read_field(pmdb, "pmdb_port_ifh"):
-            say(
-                f"inconsistant data at node {rp_node} rif:{rif}, mdt handle:"
-                f"{' ' * 29}{handle}\n"
-            )
+            blanks = " " * 29
+            say(f"inconsistant data at node {rp_node} rif:{rif}, mdt handle:{blanks}{handle}\n")
 
     def compare_on_line_card(self, lc_node, mrib, number):
-        bud = entry(self.mplsmdtbudobj[lc_node], number)
+        bud = entry_of(self.mplsmdtbudobj[lc_node], number)
         rif = read_field(mrib, "rif")
         if rif not in read_field(bud, "rif"):
             say(f"Missing Key in mplsmdtbudobj {rif}\n")
