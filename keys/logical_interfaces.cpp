@@ -167,11 +167,12 @@ void check_pidb(const NodeInfo& nodeinfo) {
   LogicalHandleSet handles;
   for (const auto& [node, node_record] : nodeinfo) {
     if (required(node_record->pidb_dump, "pidb_dump") == 0) continue;
-    for_each_interface(state.pidb_bundle_ifh, node, [&](const InterfaceRecord& record) {
-      record.require_object();
-      record.additions().inconsistent = 0;
-      compare_with_first(report_of(node, record), handles);
-    });
+    for_each_interface(state.pidb_bundle_ifh, node,
+                       [&, &node = node](const InterfaceRecord& record) {
+                         record.require_object();
+                         record.additions().inconsistent = 0;
+                         compare_with_first(report_of(node, record), handles);
+                       });
   }
   const std::shared_ptr<LogStream> log = state.dl_fd.get();
   if (log == nullptr) throw CheckError("no log is open");
