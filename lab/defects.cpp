@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <unordered_map>
 
+#include "lab/multicast.h"
+
 namespace zorbec::lab {
 
 const std::string_view kLeakedBundle = "leaked-bundle";
@@ -127,7 +129,7 @@ DefectOrder parse_defect(const std::string& text) {
   const std::size_t colon = text.find(':');
   order.kind = text.substr(0, colon);
   bool valid = find_missing_kind(order.kind) != nullptr || order.kind == kLeaked ||
-               order.kind == kLeakedBundle;
+               order.kind == kLeakedBundle || is_multicast_defect(order.kind);
   if (colon != std::string::npos) {
     const char* end_of_text = text.data() + text.size();
     const auto [end, error] = std::from_chars(text.data() + colon + 1, end_of_text, order.count);

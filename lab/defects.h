@@ -43,8 +43,9 @@ extern const std::string_view kLeakedBundle;
 // Throws std::invalid_argument if the text is no KIND[:COUNT].
 DefectOrder parse_defect(const std::string& text);
 
-// Chooses the keys of all defects. `expected` holds the list entries of all nodes together: each
-// PMDB is checked against the interfaces of every node. `programmed` is the complete PMDB.
+// Chooses the keys of all defects of the interface check. `expected` holds the list entries of all
+// nodes together: each PMDB is checked against the interfaces of every node. `programmed` is the
+// complete PMDB.
 //
 // Throws std::invalid_argument if a class has fewer keys than are to be missing.
 Planting plant_defects(const std::vector<DefectOrder>& orders, const std::vector<Node>& nodes,

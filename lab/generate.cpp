@@ -9,6 +9,8 @@
 #include "lab/defects.h"
 #include "lab/dump_text.h"
 #include "lab/expected_keys.h"
+#include "lab/multicast.h"
+#include "lab/multicast_text.h"
 #include "lab/posix.h"
 
 namespace zorbec::lab {
@@ -109,11 +111,65 @@ nlohmann::ordered_json router_description(const RouterOptions& options) {
   router["gre"] = size.gre;
   router["l2_share"] = options.l2_share;
   router["bundle_scale"] = options.bundle_scale;
+  if (options.multicast) router["multicast"] = *options.multicast;
   return router;
 }
 
+// The multicast state and what is planted in it.
+struct Multicast {
+  std::vector<MulticastRoute> routes;
+  std::vector<MulticastDefects> defects;  // one element for each node
+};
+
+Multicast plan_multicast(const RouterOptions& options, const std::vector<Node>& nodes,
+                         const std::vector<DefectOrder>& orders) {
+  // Numbers of its own, so that the interfaces are the same with and without routes.
+  Random random(options.seed);
+  Multicast multicast;
+  multicast.routes = plan_multicast_routes(options.multicast.value_or(0), random);
+  multicast.defects = plant_multicast_defects(orders, nodes, multicast.routes, random);
+  return multicast;
+}
+
+// A standby route processor lists no routes, but its hardware holds their keys.
+void write_multicast(const Multicast& multicast, std::size_t node_index, const Node& node,
+                     const fs::path& node_folder) {
+  const MulticastDefects& defects = multicast.defects[node_index];
+  fs::create_directory(node_folder / "out");
+  if (node.is_line_card) {
+    write_text(node_folder / "out" / "fwdobj_print", bud_text(multicast.routes, defects));
+  } else if (node.is_active) {
+    write_text(node_folder / "out" / "mcroute_print", mrib_text(multicast.routes, defects));
+  }
+  fs::create_directory(node_folder / "rifs");
+  for (std::size_t i = 0; i < multicast.routes.size(); ++i) {
+    write_text(node_folder / "rifs" / hex_text(multicast.routes[i].rif),
+               key_text(multicast.routes, i, defects));
+  }
+}
+
+nlohmann::ordered_json multicast_description(const Multicast& multicast,
+                                             const std::vector<Node>& nodes) {
+  nlohmann::ordered_json descriptions = nlohmann::ordered_json::array();
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    for (const auto& [route, defect] : multicast.defects[i]) {
+      nlohmann::ordered_json entry;
+      entry["kind"] = defect.kind;
+      entry["node"] = nodes[i].name;
+      entry["entry"] = route;
+      entry["rif"] = hex_text(multicast.routes[route].rif);
+      entry["mdt_handle"] = hex_text(multicast.routes[route].mdt_handle);
+      if (defect.ends_check) entry["ends_check"] = true;
+      entry["findings"] = nlohmann::ordered_json::array();
+      if (!defect.finding.empty()) entry["findings"].push_back({{"text", defect.finding}});
+      descriptions.push_back(entry);
+    }
+  }
+  return descriptions;
+}
+
 std::string planted_text(const RouterOptions& options, const std::vector<Node>& nodes,
-                         const std::vector<PlantedDefect>& defects) {
+                         const std::vector<PlantedDefect>& defects, const Multicast& multicast) {
   nlohmann::ordered_json planted;
   planted["version"] = 1;
   planted["router"] = router_description(options);
@@ -128,6 +184,9 @@ std::string planted_text(const RouterOptions& options, const std::vector<Node>& 
     for (const std::string& line : defect.findings) {
       entry["findings"].push_back({{"text", line}});
     }
+    planted["defects"].push_back(entry);
+  }
+  for (const nlohmann::ordered_json& entry : multicast_description(multicast, nodes)) {
     planted["defects"].push_back(entry);
   }
   return planted.dump(1) + "\n";
@@ -146,6 +205,9 @@ void generate_router(const std::string& folder, const RouterOptions& options,
                      const std::vector<std::string>& defects) {
   std::vector<DefectOrder> orders(defects.size());
   std::transform(defects.begin(), defects.end(), orders.begin(), parse_defect);
+  const auto first_multicast = std::stable_partition(
+      orders.begin(), orders.end(),
+      [](const DefectOrder& order) { return !is_multicast_defect(order.kind); });
 
   Random random(options.seed);
   const std::vector<Node> nodes = plan_nodes(options, random);
@@ -158,7 +220,9 @@ void generate_router(const std::string& folder, const RouterOptions& options,
     expected.insert(expected.end(), listed.begin(), listed.end());
   }
   const std::vector<std::uint64_t> keys = programmed_keys(node_keys, random);
-  const Planting planting = plant_defects(orders, nodes, expected, keys, random);
+  const Planting planting =
+      plant_defects({orders.begin(), first_multicast}, nodes, expected, keys, random);
+  const Multicast multicast = plan_multicast(options, nodes, {first_multicast, orders.end()});
 
   const fs::path root = folder;
   prepare_folder(root);
@@ -167,7 +231,7 @@ void generate_router(const std::string& folder, const RouterOptions& options,
   write_text(root / "config.txt", running_configuration(nodes.back().interfaces));
   write_text(root / "bundle-scale.txt",
              "hw-module profile bundle-scale " + std::to_string(options.bundle_scale) + "\n");
-  write_text(root / "planted.json", planted_text(options, nodes, planting.defects));
+  write_text(root / "planted.json", planted_text(options, nodes, planting.defects, multicast));
   fs::create_directory(root / "ifmgr");
   for (const PlantedDefect& defect : planting.defects) {
     if (defect.kind != kLeakedBundle) continue;
@@ -181,6 +245,7 @@ void generate_router(const std::string& folder, const RouterOptions& options,
     if (nodes[i].has_pidb) write_pidb(nodes[i], node_folder / "dumps");
     write_text(node_folder / "dumps" / "pmdb.dat", pmdb.with(planting.changes[i]));
     write_text(node_folder / "uptime", std::to_string(86400 + 7 * i) + ".25 54321.00\n");
+    if (options.multicast) write_multicast(multicast, i, nodes[i], node_folder);
   }
 }
 

@@ -63,6 +63,7 @@ void add_generate_options(CLI::App& generate, GenerateOptions& options) {
       ->check(CLI::Range(0, 100));
   generate.add_option("--bundle-scale", router.bundle_scale, "Configured bundle scale (256)")
       ->check(CLI::IsMember({256, 512, 1024, 2048}));
+  generate.add_option("--multicast", router.multicast, "Multicast routes")->check(count);
   generate.add_option("--defect", options.defects, "KIND[:COUNT] to plant; may be repeated")
       ->expected(1)
       ->take_all();

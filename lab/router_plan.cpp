@@ -189,6 +189,8 @@ RouterSize decide_size(const RouterOptions& options) {
   size.physical_subifs = options.physical_subifs.value_or(rest);
 
   require(!single || size.line_cards == 1, "a single-processor model has no line cards to choose");
+  require(!single || !options.multicast,
+          "models 5, 7 and 9 have no node table, which the multicast check needs");
   require(size.line_cards <= (options.model == 8 ? 47 : 16), "the model has fewer slots");
   require(size.physical > 0 || size.physical_subifs == 0, "sub-interfaces need physical ports");
   require(size.bundles > 0 || size.bundle_subifs == 0, "bundle sub-interfaces need bundles");

@@ -27,6 +27,7 @@ struct RouterOptions {
   std::optional<int> gre;
   int l2_share = 25;  // percent of the interfaces that are layer 2
   int bundle_scale = 256;
+  std::optional<int> multicast;  // multicast routes; by default no multicast state at all
 };
 
 // The same with every number decided.

@@ -15,10 +15,14 @@ void InterfaceTable::require_object() const {
   require_table(document, source);
 }
 
+void InterfaceRecord::require_object() const {
+  const JsonKind kind = value().kind();
+  if (kind != JsonKind::kObject) fail("is " + std::string(kind_name(kind)) + ", not a record");
+}
+
 std::optional<JsonValue> InterfaceRecord::find(std::string_view field) const {
-  const JsonValue record = value();
-  if (!record.is_object()) fail("is " + std::string(kind_name(record.kind())) + ", not a record");
-  return record.member(field);
+  require_object();
+  return value().member(field);
 }
 
 JsonValue InterfaceRecord::field(std::string_view field) const {

@@ -29,6 +29,7 @@ struct SubifList {
 struct RecordAdditions {
   std::optional<KeyList> key_list;
   std::unique_ptr<SubifList> subiflist;  // bundles only, hence rarely there
+  std::optional<int> inconsistent;       // bundles only: 1 if line cards disagree about it
 };
 
 // One node's interfaces of one class: the dump as loaded, and what was added to its records.
@@ -59,7 +60,10 @@ class InterfaceRecord {
   // The same; a missing field throws CheckError.
   JsonValue field(std::string_view field) const;
 
-  // The record itself; an object unless find() says otherwise.
+  // Throws CheckError if the record is not an object.
+  void require_object() const;
+
+  // The record itself; an object unless require_object() says otherwise.
   JsonValue value() const { return table_->document.value(entry_); }
 
   RecordAdditions& additions() const { return table_->additions[entry_]; }

@@ -1,5 +1,7 @@
 #include "run/json_numbers.h"
 
+#include <array>
+#include <charconv>
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
@@ -42,6 +44,20 @@ std::optional<Integer> to_integer(const JsonValue& value) {
     default:
       return as_integer(value);
   }
+}
+
+std::string comparable_number(const JsonValue& value) {
+  if (value.kind() == JsonKind::kReal) {
+    const double number = real(value);
+    if (!std::isfinite(number) || std::trunc(number) != number) {
+      // Shortest digits that are this number's alone.
+      std::array<char, 32> digits{};
+      return {digits.data(),
+              std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr};
+    }
+  }
+  const std::optional<Integer> whole = to_integer(value);
+  return whole ? whole->decimal() : std::string(value.text());
 }
 
 bool equals(const JsonValue& value, int number) {

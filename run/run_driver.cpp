@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <exception>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -20,6 +21,8 @@
 #include "run/run_state.h"
 #include "run/worker.h"
 #include "verify/interface_verification.h"
+#include "verify/multicast_dumps.h"
+#include "verify/multicast_verification.h"
 
 namespace zorbec {
 namespace {
@@ -39,10 +42,9 @@ class Phase {
   // `announce` and `wait` begin the lines that name a worker in the logs.
   Phase(std::string_view announce, std::string_view wait) : announce_(announce), wait_(wait) {}
 
-  // Opens the worker's log, announces the worker in it and starts it.
-  void start(const std::string& log_path, const std::string& node, const std::string& task_name,
-             std::function<void(LogStream&)> task) {
-    const std::shared_ptr<LogStream> log = open_log(log_path);
+  // Announces a worker in its log, which is the one opened last, and starts it.
+  void start(const std::shared_ptr<LogStream>& log, const std::string& node,
+             const std::string& task_name, std::function<void(LogStream&)> task) {
     workers_.push_back(std::make_unique<Worker>(node, task_name, log, std::move(task)));
     log->write(announce_ + workers_.back()->display_text() + " on node: " + node);
     workers_.back()->start();
@@ -102,7 +104,7 @@ void check_interfaces(const NodeInfo& nodes) {
 
   Phase dump("\nThread : ", "\nwaiting for pid ");
   for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr& record) {
-    dump.start(paths::node_log(node), node, "dump_task",
+    dump.start(open_log(paths::node_log(node)), node, "dump_task",
                [node, record](LogStream& log) { dump_task(node, *record, log); });
   });
   dump.join();
@@ -110,15 +112,56 @@ void check_interfaces(const NodeInfo& nodes) {
   // From here on the truth tables no longer change.
   Phase verification("\nVerify Thread : ", "\nWaiting for pid ");
   for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr&) {
-    verification.start(paths::node_log(node), node, "verify",
+    verification.start(open_log(paths::node_log(node)), node, "verify",
                        [node](LogStream& log) { verify(node, log); });
   });
   verification.join();
   forget_renderings(state);
 }
 
-[[noreturn]] void check_multicast(const NodeInfo& /*nodes*/) {
-  throw CheckError("the multicast check is not there yet");
+// While a phase runs in which route processors report their tunnel RIFs. If the main thread fails
+// in it, nobody is left waiting for a route processor that was never started.
+class RifReports {
+ public:
+  explicit RifReports(const std::vector<std::string>& route_processors) {
+    run_state().rifs.expect(route_processors);
+  }
+  ~RifReports() { run_state().rifs.abandon(); }
+  RifReports(const RifReports&) = delete;
+  RifReports& operator=(const RifReports&) = delete;
+};
+
+void collect_multicast(const NodeInfo& nodes) {
+  RunState& state = run_state();
+  std::vector<std::string> route_processors;
+  for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr& record) {
+    for (MulticastTable* const table :
+         {&state.mribkeys, &state.mcastpmdbkeys, &state.mplsmdtbudobj}) {
+      table->declare(*record->nodeip);
+    }
+    if (record->nodetype == "RP") route_processors.push_back(node);
+  });
+
+  Phase dump("\nVerify Thread : ", "\nWaiting for pid ");
+  const RifReports reports(route_processors);
+  for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr& record) {
+    const std::shared_ptr<LogStream> log = open_log(paths::multicast_node_log(node));
+    dump.start(log, node, "mcast_dump_task",
+               [node, record, nodetype = required(record->nodetype, "nodetype")](LogStream& dl_fd) {
+                 mcast_dump_task(node, *record, dl_fd, nodetype);
+               });
+  });
+  dump.join();
+}
+
+void check_multicast(const NodeInfo& nodes) {
+  collect_multicast(nodes);
+  Phase verification("\nVerify Thread : ", "\nWaiting for pid ");
+  const std::shared_ptr<LogStream> log = open_log(paths::kMulticastVerificationLog);
+  // Announced under the name of the node visited last, reachable or not.
+  if (nodes.empty()) throw CheckError("the node table is empty");
+  verification.start(log, std::prev(nodes.end())->first, "verify_mcast", verify_mcast);
+  verification.join();
 }
 
 void remove_stale_gre_dump() {

@@ -10,6 +10,7 @@
 #include "run/dump_tables.h"
 #include "run/files.h"
 #include "run/log_stream.h"
+#include "run/multicast_tables.h"
 #include "run/mutex.h"
 #include "run/node_record.h"
 #include "run/table_rendering.h"
@@ -43,6 +44,10 @@ struct RunState {
   int standbynode_cnt = 0;
   int vmcnt = 0;
 
+  MulticastTable mribkeys;       // routing entries of the route processors
+  MulticastTable mcastpmdbkeys;  // what each node's hardware holds for the tunnel RIFs
+  MulticastTable mplsmdtbudobj;  // bud objects of the line cards
+  TunnelRifs rifs;
   int is_mdtbudobj = 0;  // kept for the bud object check; nothing uses it
 
   std::atomic<int> router{0};  // model code; 0 until probed

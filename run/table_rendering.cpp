@@ -107,7 +107,7 @@ class Additions {
   const Addition* end() const { return additions_.data() + count_; }
 
  private:
-  std::array<Addition, 2> additions_ = {};
+  std::array<Addition, 3> additions_ = {};
   std::size_t count_ = 0;
 };
 
@@ -198,6 +198,9 @@ bool for_each_member(const Record& record, Entry entry) {
 
 Record with_additions(const JsonValue& record, const RecordAdditions& additions) {
   Record whole{record, {}};
+  if (additions.inconsistent) {
+    whole.additions.add({"inconsistent", {.number = *additions.inconsistent}});
+  }
   if (additions.key_list) whole.additions.add({"key_list", {.keys = &*additions.key_list}});
   if (additions.subiflist)
     whole.additions.add({"subiflist", {.handles = additions.subiflist.get()}});

@@ -29,6 +29,7 @@ from outcome import (  # noqa: E402
     difference,
     identifier_complaints,
     nodes_among,
+    shared_files,
 )
 
 ORACLE = SUPPORT / "oracle.py"
@@ -102,9 +103,12 @@ def expected_files(outcome):
     """The expected files, from their path in expected/ to their bytes."""
     listing = ""
     files = {}
+    shared = shared_files(outcome.files)
     for name, content in outcome.files.items():
         if isinstance(content, str):
             what = content
+        elif name in shared:
+            what = "shared"
         elif not content:
             what = "empty"
         elif name.endswith(".dat") and origin(content, outcome.router):
@@ -131,6 +135,8 @@ def file_complaints(name, what, outcome, expected):
     content = outcome.files[name]
     if isinstance(content, str):
         return difference(name, what, content)
+    if what == "shared":
+        return ""
     if what == "empty":
         wanted = b""
     elif what == "text":

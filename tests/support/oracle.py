@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""A second, slow and obvious implementation of the interface check.
+"""A second, slow and obvious implementation of both checks.
 
     oracle.py STATUS_FILE STEP...
 
 It takes the steps of zorbec_host and is run on the simulated router in its place. What it leaves
 behind is what the checker is expected to leave behind. It has no threads: the workers of a phase
-run one after the other, in node-table order, once all of them have been announced.
+run one after the other, in node-table order, once all of them have been announced; each stage of
+their work begins when all of them have done the one before.
 
 Nothing here is shared with the checker, and nothing is done for speed.
 """
@@ -175,10 +176,16 @@ def scalar(value):
 
 def members(value):
     """(prefix, entry) pairs in the order in which they are shown."""
+    if isinstance(value, Entries):
+        return [(quoted(str(number)) + ": ", value[number]) for number in value]
     if isinstance(value, dict):
-        names = sorted(value, key=lambda name: name.encode("utf-8"))
+        names = sorted(value, key=lambda name: name.encode("utf-8", "surrogateescape"))
         return [(quoted(name) + ": ", value[name]) for name in names]
     return [("", entry) for entry in value]
+
+
+class Entries(dict):
+    """A map from entry number to record, shown in the order in which the entries were found."""
 
 
 def brackets(value):
@@ -207,6 +214,35 @@ def shown(value, indent, prefix, comma):
 
 def pretty(value):
     return shown(value, 0, "", "")
+
+
+# Texts of the multicast tools ---------------------------------------------------------------------
+
+
+def between(text, separator):
+    """What stands between the first separator and the next one or the end."""
+    pieces = text.split(separator)
+    if len(pieces) < 2:
+        raise Failure(f"no '{separator}' in '{text}'")
+    return pieces[1]
+
+
+def clean(text):
+    return re.sub("[^0-9A-Za-z]+", "", text)
+
+
+def rif_text(text):
+    """The hexadecimal text of a RIF that was printed in decimal."""
+    digits = clean(text)
+    if not re.fullmatch("0*[0-9]{1,4000}", digits):
+        raise Failure(f"the RIF '{text}' is no decimal number")
+    return hex(int(digits))
+
+
+def entry_of(entries, number):
+    if number not in entries:
+        raise Failure(f"no entry {number}")
+    return entries[number]
 
 
 # Files and commands -------------------------------------------------------------------------------
@@ -249,6 +285,10 @@ class Checker:
         self.pidb_gre_ifh = {}
         self.pidb_bvi_ifh = {}
         self.nodeinfo = {}
+        self.mribkeys = {}
+        self.mcastpmdbkeys = {}
+        self.mplsmdtbudobj = {}
+        self.rifs = []
         self.router = 0
         self.db_file = None
         self.dl_fd = None
@@ -609,9 +649,131 @@ class Checker:
                 return 1 if re.search("bundle id $number", configuration) else 0
         return 1
 
+    # Multicast dumps ------------------------------------------------------------------------------
+
+    def mcast_collect_objects(self, node, record, _log):
+        if record["nodetype"] == "RP":
+            self.check_mrib_dump(record["nodeip"], node)
+        elif record["nodetype"] == "LC" or self.router in (2, 7):
+            self.check_mdtbudobj_dump(record["nodeip"], node)
+
+    def mcast_collect_handles(self, _node, record, _log):
+        if record["nodetype"] in ("RP", "LC") or self.router in (2, 7):
+            self.check_pmdb_dump(record["nodeip"])
+
+    def check_mrib_dump(self, nodeip, node):
+        if nodeip == "None":
+            return
+        file = Log("/tmp/mribdump.txt")
+        command = SSH + f"{nodeip} /pkg/bin/mcroute_print -cmd 0x9"
+        output = self.execute(command, f"_mrib_{node}")
+        entries = self.mribkeys[nodeip] = Entries()
+        number = -1
+        for line in split_lines(output):
+            for item in line.split(", "):
+                if "RPF-ID" in item:
+                    number += 1
+                    entries[number] = {}
+                    if not item.partition(": ")[2]:
+                        raise Failure(f"no RPF id in '{item}'")
+                if "MDT Handle" in item:
+                    handle = clean(between(item, ": "))
+                    entry_of(entries, number)["mdt_handle"] = handle
+                if "Tunnel RIF" in item:
+                    rif = rif_text(between(item, ": "))
+                    entry_of(entries, number)["rif"] = rif
+                    self.rifs.append(rif)
+        file.write(pretty(self.mribkeys))
+
+    def check_mdtbudobj_dump(self, nodeip, node):
+        file = Log("/tmp/mplsmdtbud.txt")
+        command = SSH + f"{nodeip} /pkg/bin/fwdobj_print -t 0xbe -l 0 -o b"
+        output = self.execute(command, f"_mplsmdtbud_{node}")
+        entries = self.mplsmdtbudobj[nodeip] = Entries()
+        number = -1
+        for line in split_lines(output):
+            if "mplsmdtbud" in line:
+                number += 1
+                entries[number] = {}
+                entries[number]["mdt_bud_obj"] = clean(between(between(line, "("), ":"))
+            if "tun_rif" in line:
+                rif = rif_text(between(line, "=>"))
+                entry_of(entries, number)["rif"] = rif
+        file.write(pretty(self.mplsmdtbudobj))
+
+    def check_pmdb_dump(self, nodeip):
+        if nodeip == "None":
+            return
+        file = Log("/tmp/pmdbdump.txt")
+        entries = self.mcastpmdbkeys[nodeip] = Entries()
+        for number, rif in enumerate(self.rifs):
+            command = f"ssh -o StrictHostKeyChecking=no {nodeip} /pkg/bin/hwkey_dump -r {rif}"
+            for line in split_lines(self.execute(command, f"_pmdb_{rif}")):
+                if "intf_info.port_ifh" in line:
+                    entries[number] = {}
+                    entries[number]["pmdb_port_ifh"] = clean(between(line, ": "))
+                if "intf_info.rif" in line:
+                    rif_shown = clean(between(line, ": "))
+                    entry_of(entries, number)["rif"] = rif_shown
+        file.write(pretty(self.mcastpmdbkeys))
+
+    # Multicast verification -----------------------------------------------------------------------
+
+    def in_node_table_order(self, table):
+        """The table's addresses; those that no node has any more come last."""
+        addresses = dict.fromkeys(record["nodeip"] for record in self.nodeinfo.values())
+        listed = [nodeip for nodeip in addresses if nodeip in table]
+        return listed + [nodeip for nodeip in table if nodeip not in listed]
+
+    def verify_mcast(self, _node, _record, log):
+        log.write("\n mrib rif and ifh handle: \n")
+        log.write(pretty(self.mribkeys))
+        log.write("\n pmdb rif and ifh handle \n")
+        log.write(pretty(self.mcastpmdbkeys))
+        log.write("\n mplsmdtbud objects \n")
+        log.write(pretty(self.mplsmdtbudobj))
+        rp_nodes = self.in_node_table_order(self.mribkeys)
+        for rp_node in rp_nodes:
+            if rp_node not in self.mcastpmdbkeys:
+                continue
+            for number, mrib in self.mribkeys[rp_node].items():
+                self.compare_on_route_processor(rp_node, mrib, number)
+        if rp_nodes:
+            for lc_node in self.in_node_table_order(self.mplsmdtbudobj):
+                for rp_node in rp_nodes:
+                    for number, mrib in self.mribkeys[rp_node].items():
+                        self.compare_on_line_card(lc_node, mrib, number)
+
+    def compare_on_route_processor(self, rp_node, mrib, number):
+        pmdb = entry_of(self.mcastpmdbkeys[rp_node], number)
+        rif = read_field(mrib, "rif")
+        if rif not in read_field(pmdb, "rif"):
+            return
+        handle = read_field(mrib, "mdt_handle")
+        if handle not in read_field(pmdb, "pmdb_port_ifh"):
+            blanks = " " * 29
+            say(f"inconsistant data at node {rp_node} rif:{rif}, mdt handle:{blanks}{handle}\n")
+
+    def compare_on_line_card(self, lc_node, mrib, number):
+        bud = entry_of(self.mplsmdtbudobj[lc_node], number)
+        rif = read_field(mrib, "rif")
+        if rif not in read_field(bud, "rif"):
+            say(f"Missing Key in mplsmdtbudobj {rif}\n")
+            return
+        entries = look_up(self.mcastpmdbkeys, lc_node, "mcastpmdbkeys")
+        if number not in entries:
+            handle = read_field(mrib, "mdt_handle")
+            say(f"Missing Keys in PMDB rif: {rif} port ifh: {handle}\n")
+            return
+        pmdb = entries[number]
+        same_rif = read_field(pmdb, "rif") == rif
+        handle = read_field(mrib, "mdt_handle")
+        if not (same_rif and read_field(pmdb, "pmdb_port_ifh") == handle):
+            say(f"inconsistant data at node {lc_node} rif:{rif}, mdt handle: {handle}\n")
+
     # The run --------------------------------------------------------------------------------------
 
-    def run_zorbec(self):
+    def run_zorbec(self, mode):
         self.db_file = open_anew("/tmp/output_file.txt")
         self.router = self.get_router_type()
         self.nodeinfo_init()
@@ -619,26 +781,50 @@ class Checker:
         self.dl_fd = Log("/tmp/debug_logs.txt")
         if os.path.lexists("/tmp/pidb_gre_intf.dat"):
             os.unlink("/tmp/pidb_gre_intf.dat")
-        self.phase(self.dump_task, "Thread", "waiting")
-        self.phase(self.verify, "Verify Thread", "Waiting")
+        if mode == 0:
+            self.phase("debug_logs", [self.dump_task], "Thread", "waiting")
+            self.phase("debug_logs", [self.verify])
+        else:
+            collectors = [self.mcast_collect_objects, self.mcast_collect_handles]
+            self.phase("mcast_debug_logs", collectors)
+            self.dl_fd = Log("/tmp/mcast_verify_debug_logs.txt")
+            worker = self.announce("Verify Thread", list(self.nodeinfo)[-1], None)
+            self.work([worker], [self.verify_mcast])
+            self.join([worker], "Waiting")
 
-    def phase(self, task, announcement, waiting):
+    def phase(self, logs, stages, announcement="Verify Thread", waiting="Waiting"):
         workers = []
         try:
             for node, record in self.nodeinfo.items():
                 if record["nodeip"] == "None":
                     continue
-                self.dl_fd = Log(f"/tmp/debug_logs_{node}.txt")
-                Checker.threads += 1
-                thread = f"Thread-{Checker.threads}"
-                self.dl_fd.write(f"\n{announcement} : <Thread({thread}, initial)> on node: {node}")
-                workers.append((thread, node, record, self.dl_fd))
+                self.dl_fd = Log(f"/tmp/{logs}_{node}.txt")
+                if logs.startswith("mcast"):
+                    read_field(record, "nodetype")
+                workers.append(self.announce(announcement, node, record))
         finally:  # workers that were started run to their end, even if the run fails
-            for _, node, record, log in workers:
+            self.work(workers, stages)
+        self.join(workers, waiting)
+
+    def announce(self, announcement, node, record):
+        Checker.threads += 1
+        thread = f"Thread-{Checker.threads}"
+        self.dl_fd.write(f"\n{announcement} : <Thread({thread}, initial)> on node: {node}")
+        return thread, node, record, self.dl_fd
+
+    def work(self, workers, stages):
+        for stage in stages:
+            going_on = []
+            for worker in workers:
+                _, node, record, log = worker
                 try:
-                    task(node, record, log)
+                    stage(node, record, log)
+                    going_on.append(worker)
                 except (Failure, OSError) as error:
                     complain(f"node {node}: {error}")
+            workers = going_on
+
+    def join(self, workers, waiting):
         for thread, *_ in workers:
             display = f"<Thread({thread}, stopped {thread[7:]})>"
             self.dl_fd.write(f"\n{waiting} for pid {display} to join \n")
@@ -649,11 +835,11 @@ def complain(text):
     print(text, file=sys.stderr, flush=True)
 
 
-def run(checker):
+def run(checker, mode):
     try:
         if checker is None:
             raise Failure("the checker is not up")
-        checker.run_zorbec()
+        checker.run_zorbec(mode)
         return 0
     except (Failure, OSError) as error:
         complain(f"run: {error}")
@@ -673,11 +859,11 @@ def main(status_file, steps):
                 if checker is None:
                     complain("finalize: the checker is not up")
                 checker = None
-            elif name == "run" and argument == "0":
-                statuses.write(f"{run(checker)}\n")
-            elif name == "both" and argument == "0":  # two threads: one run waits for the other
-                statuses.write(f"{run(checker)}\n")
-                statuses.write(f"{run(checker)}\n")
+            elif name == "run":
+                statuses.write(f"{run(checker, int(argument))}\n")
+            elif name == "both":  # two threads: one run waits for the other
+                statuses.write(f"{run(checker, int(argument))}\n")
+                statuses.write(f"{run(checker, int(argument))}\n")
             elif name == "sh":
                 subprocess.run(["/bin/sh", "-c", argument], check=True)
             else:

@@ -84,6 +84,25 @@ def nodes_among(names):
     return sum(name.startswith("debug_logs_") for name in names)
 
 
+def shared_files(names):
+    """Files that several nodes wrote, so that they hold what the last of them left there.
+
+    The multicast collectors write one file each for all nodes, and the command runner one for each
+    RIF. The tables themselves stand in the verification log.
+    """
+    processors = sum(name.startswith("zorbec_mrib_") for name in names)
+    cards = sum(name.startswith("zorbec_mplsmdtbud_") for name in names)
+    shared = set()
+    if processors > 1:
+        shared.add("mribdump.txt")
+    if cards > 1:
+        shared.add("mplsmdtbud.txt")
+    if processors + cards > 1:
+        shared.add("pmdbdump.txt")
+        shared.update(name for name in names if name.startswith("zorbec_pmdb_"))
+    return shared
+
+
 def comparable_stdout(text, nodes):
     """With several nodes only the order within a node is fixed, and a leak names no node."""
     if nodes <= 1:
@@ -111,7 +130,7 @@ def comparable_log(text):
 
 def comparable_file(name, data):
     text = data.decode("utf-8", "surrogateescape")
-    if name.startswith("debug_logs"):
+    if "debug_logs" in name:
         return comparable_log(text)
     if name == "output_file.txt":
         return "".join(sorted(text.splitlines(keepends=True)))

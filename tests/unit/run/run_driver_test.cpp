@@ -293,21 +293,189 @@ TEST_P(OtherMode, is_not_the_interface_check) {
   EXPECT_FALSE(fs::exists(kLog3));
 }
 
-TEST_P(OtherMode, with_an_empty_node_table_fails) {
-  EXPECT_EQ(run(GetParam().mode), -2);
-  EXPECT_NE(error, "");
+TEST_P(OtherMode, verifies_multicast_state_even_if_no_node_is_reachable) {
+  fs::remove_all(paths::kMulticastVerificationLog);
+  EXPECT_EQ(run(GetParam().mode), 0) << error;
+  EXPECT_THAT(read_text(paths::kMulticastVerificationLog),
+              HasSubstr("\n mrib rif and ifh handle: \n{}\n"));
 }
 
 TEST_P(OtherMode, on_a_single_processor_model_fails_for_want_of_a_nodetype) {
   tools.answer("relinfo_print", "K310X processor\n");
   EXPECT_EQ(run(GetParam().mode), -2);
-  EXPECT_NE(error, "");
+  EXPECT_EQ(error, "the node record has no nodetype");
 }
 
 INSTANTIATE_TEST_SUITE_P(mode, OtherMode,
                          ::testing::Values(ModeCase{"one", 1}, ModeCase{"two", 2},
                                            ModeCase{"largest", 4294967295U}),
                          unit::row_name<ModeCase>);
+
+// ---------------------------------------------------------------------------------------------
+
+constexpr std::uint32_t kMulticastCheck = 1;
+
+constexpr std::string_view kTwoRouteProcessors =
+    "0/RP0/CPU0 RP (ACTIVE) NONE IMAGE READY 192.0.0.1\n"
+    "0/3/CPU0 LC (ACTIVE) NONE IMAGE READY 192.0.0.6\n"
+    "0/RP1/CPU0 RP (STANDBY) NONE IMAGE READY 192.0.0.2\n";
+
+// The multicast check. A test says what the tools print: "$4" is the tool, "$3" the node's address.
+class MulticastRun : public RunDriver {
+ protected:
+  MulticastRun() {
+    for (const char* node : {"RP0", "RP1", "3", "4", "15"}) {
+      fs::remove_all(paths::multicast_node_log(node));
+    }
+    fs::remove_all(paths::kMulticastVerificationLog);
+  }
+
+  int run() { return RunDriver::run(kMulticastCheck); }
+};
+
+TEST_F(MulticastRun, announces_and_joins_its_workers) {
+  list_nodes(kThreeNodes);
+  EXPECT_EQ(run(), 0) << error;
+  EXPECT_THAT(thread_lines(paths::multicast_node_log("RP0")),
+              ElementsAre("Verify Thread : <Thread(Thread-N, initial)> on node: RP0"));
+  EXPECT_THAT(thread_lines(paths::multicast_node_log("3")),
+              ElementsAre("Verify Thread : <Thread(Thread-N, initial)> on node: 3"));
+  const std::vector<std::string> last = thread_lines(paths::multicast_node_log("4"));
+  ASSERT_EQ(last.size(), 7U);
+  EXPECT_EQ(last[0], "Verify Thread : <Thread(Thread-N, initial)> on node: 4");
+  for (std::size_t i = 1; i < last.size(); i += 2) {
+    EXPECT_THAT(last[i], StartsWith("Waiting for pid <Thread(Thread-N, st"));
+    EXPECT_THAT(last[i], EndsWith("ed N)> to join "));
+    EXPECT_EQ(last[i + 1], "pid <Thread(Thread-N, stopped N)> joined");
+  }
+  EXPECT_THAT(read_text(paths::multicast_node_log("4")), EndsWith(")> joined"));
+}
+
+TEST_F(MulticastRun, verification_has_a_log_of_its_own) {
+  list_nodes(kThreeNodes);
+  EXPECT_EQ(run(), 0) << error;
+  const std::vector<std::string> lines = thread_lines(paths::kMulticastVerificationLog);
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_THAT(lines[0], StartsWith("Verify Thread : <Thread(Thread-N, initial)> on node: "));
+  EXPECT_THAT(lines[1], StartsWith("Waiting for pid <Thread(Thread-N, st"));
+  EXPECT_EQ(lines[2], "pid <Thread(Thread-N, stopped N)> joined");
+  const std::string log = read_text(paths::kMulticastVerificationLog);
+  EXPECT_THAT(log, StartsWith("\nVerify Thread : <Thread(Thread-"));
+  EXPECT_THAT(log, HasSubstr("\n mrib rif and ifh handle: \n{\"192.0.0.1\": {}}\n"));
+  EXPECT_FALSE(fs::exists(kLog3));
+}
+
+// The node table ends with the highest slot, whatever is in it.
+TEST_F(MulticastRun, node_with_address_none_gets_no_worker_but_names_the_verification) {
+  list_nodes(
+      "0/3/CPU0 LC (ACTIVE) NONE IMAGE READY 192.0.0.6\n"
+      "0/15/CPU0 LC (ACTIVE) NONE IMAGE READY None\n");
+  const unit::RecordedCommands commands;
+  EXPECT_EQ(run(), 0) << error;
+  EXPECT_FALSE(fs::exists(paths::multicast_node_log("15")));
+  for (const std::string& line : commands.lines()) EXPECT_THAT(line, Not(HasSubstr("None")));
+  const std::string log = read_text(paths::kMulticastVerificationLog);
+  EXPECT_THAT(log, HasSubstr(", initial)> on node: 15\nWaiting for pid "));
+}
+
+// The second route processor is the faster one.
+TEST_F(MulticastRun, rifs_stand_in_node_table_order_and_every_node_is_asked_for_all) {
+  list_nodes(kTwoRouteProcessors);
+  tools.install("ssh",
+                "case $4-$3 in *mcroute_print-192.0.0.1)\n"
+                "  sleep 0.3; echo 'RPF-ID: 1, Tunnel RIF: 1';;\n"
+                "*mcroute_print-192.0.0.2) echo 'RPF-ID: 1, Tunnel RIF: 2';; esac");
+  const unit::RecordedCommands commands;
+  EXPECT_EQ(run(), 0) << error;
+  EXPECT_THAT(run_state().rifs.list(), ElementsAre("0x1", "0x2"));
+  for (const std::string address : {"192.0.0.1", "192.0.0.2", "192.0.0.6"}) {
+    std::vector<std::string> asked;
+    for (const std::string& line : commands.lines()) {
+      const std::string question = " " + address + " /pkg/bin/hwkey_dump -r ";
+      const std::size_t at = line.find(question);
+      if (at != std::string::npos) asked.push_back(line.substr(at + question.size()));
+    }
+    EXPECT_THAT(asked, ElementsAre("0x1", "0x2")) << address;
+  }
+}
+
+TEST_F(MulticastRun, failed_route_processor_holds_nobody_up) {
+  list_nodes(kTwoRouteProcessors);
+  tools.install("ssh",
+                "case $4-$3 in *mcroute_print-192.0.0.1) echo 'Tunnel RIF: 1';;\n"
+                "*mcroute_print-192.0.0.2) echo 'RPF-ID: 1, Tunnel RIF: 2';; esac");
+  const unit::CapturedStream errors(STDERR_FILENO);
+  EXPECT_EQ(run(), 0) << error;
+  const std::string reported = errors.text();
+  EXPECT_THAT(reported, StartsWith("zorbec: node RP0: mcast_dump_task: "));
+  EXPECT_THAT(run_state().rifs.list(), ElementsAre("0x2"));
+  EXPECT_THAT(read_text(paths::kMulticastVerificationLog), EndsWith(")> joined"));
+}
+
+// The first route processor waits for the second, whose worker is never started.
+TEST_F(MulticastRun, fails_while_workers_wait_and_leaves_none_waiting) {
+  list_nodes(kTwoRouteProcessors);
+  fs::create_directory(paths::multicast_node_log("RP1"));
+  tools.install("ssh", "case $4 in *mcroute_print) echo 'RPF-ID: 1, Tunnel RIF: 1';; esac");
+  const unit::RecordedCommands commands;
+  EXPECT_EQ(run(), -2);
+  EXPECT_EQ(error, "unlink " + paths::multicast_node_log("RP1") + ": Is a directory");
+  EXPECT_EQ(unit::thread_count(), 1);
+  EXPECT_FALSE(unit::has_children());
+  run_state().rifs.wait();  // nor anybody who comes later
+  EXPECT_THAT(run_state().rifs.list(), ElementsAre("0x1"));
+  EXPECT_EQ(run_state().mcastpmdbkeys.nodes().size(), 1U);
+  EXPECT_FALSE(fs::exists(paths::kMulticastVerificationLog));
+
+  fs::remove(paths::multicast_node_log("RP1"));
+  EXPECT_EQ(run(), 0) << error;
+  EXPECT_THAT(run_state().rifs.list(), ElementsAre("0x1", "0x1", "0x1"));
+}
+
+// Card 3 waits for the route processor, which is still busy when card 4 fails the run.
+TEST_F(MulticastRun, fails_while_a_route_processor_is_busy_and_waits_for_its_worker) {
+  list_nodes(kThreeNodes);
+  fs::create_directory(paths::multicast_node_log("4"));
+  tools.install("ssh",
+                "case $4 in *mcroute_print) sleep 0.3; echo 'RPF-ID: 1, Tunnel RIF: 1';; esac");
+  EXPECT_EQ(run(), -2);
+  EXPECT_EQ(error, "unlink " + paths::multicast_node_log("4") + ": Is a directory");
+  EXPECT_EQ(unit::thread_count(), 1);
+  EXPECT_FALSE(unit::has_children());
+  EXPECT_THAT(run_state().rifs.list(), ElementsAre("0x1"));
+  const auto nodes = run_state().mcastpmdbkeys.nodes();
+  ASSERT_EQ(nodes.size(), 2U);
+  EXPECT_EQ(nodes[0].first, "192.0.0.1");
+  EXPECT_EQ(nodes[1].first, "192.0.0.6");
+}
+
+TEST_F(MulticastRun, later_run_keeps_the_rifs_of_an_earlier_one) {
+  list_nodes(kThreeNodes);
+  tools.install("ssh", "case $4 in *mcroute_print) echo 'RPF-ID: 1, Tunnel RIF: 1';; esac");
+  EXPECT_EQ(run(), 0) << error;
+  EXPECT_EQ(run(), 0) << error;
+  EXPECT_THAT(run_state().rifs.list(), ElementsAre("0x1", "0x1"));
+  EXPECT_EQ(run_state().mribkeys.nodes().size(), 1U);
+}
+
+TEST_F(MulticastRun, tables_keep_their_nodes_in_node_table_order_whichever_answers_first) {
+  list_nodes(kThreeNodes);
+  tools.install("ssh", "case $4-$3 in *fwdobj_print-192.0.0.6) sleep 0.2;; esac");
+  EXPECT_EQ(run(), 0) << error;
+  const auto nodes = run_state().mplsmdtbudobj.nodes();
+  ASSERT_EQ(nodes.size(), 2U);
+  EXPECT_EQ(nodes[0].first, "192.0.0.6");
+  EXPECT_EQ(nodes[1].first, "192.0.0.8");
+}
+
+TEST_F(MulticastRun, failing_verification_ends_alone_and_the_run_completes) {
+  list_nodes(kThreeNodes);
+  tools.install("ssh", "case $4 in *mcroute_print) echo 'RPF-ID: 1, Tunnel RIF: 1';; esac");
+  const unit::CapturedStream errors(STDERR_FILENO);
+  EXPECT_EQ(run(), 0) << error;
+  EXPECT_EQ(errors.text(),
+            "zorbec: node 15: verify_mcast: mcastpmdbkeys of 192.0.0.1: entry 0 is not there\n");
+}
 
 // ---------------------------------------------------------------------------------------------
 

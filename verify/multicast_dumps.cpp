@@ -1,0 +1,230 @@
+#include "verify/multicast_dumps.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+#include <limits>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "platform/platform_probes.h"
+#include "run/command_runner.h"
+#include "run/error.h"
+#include "run/files.h"
+#include "run/integer.h"
+#include "run/multicast_tables.h"
+#include "run/run_state.h"
+#include "run/text_lines.h"
+
+namespace zorbec {
+namespace {
+
+constexpr const char* kMribFile = "/tmp/mribdump.txt";
+constexpr const char* kBudFile = "/tmp/mplsmdtbud.txt";
+constexpr const char* kPmdbFile = "/tmp/pmdbdump.txt";
+
+// A piece of a tool's output that names a field, and how its value is taken out of it.
+class Item {
+ public:
+  Item(const std::string& command, std::string_view text) : command_(&command), text_(text) {}
+
+  bool holds(std::string_view word) const { return text_.find(word) != std::string_view::npos; }
+
+  // What stands behind the first `separator`, up to the next one or the end.
+  Item after(std::string_view separator) const {
+    const std::size_t at = text_.find(separator);
+    if (at == std::string_view::npos) fail("has no \"" + std::string(separator) + "\"");
+    const std::string_view rest = text_.substr(at + separator.size());
+    return {*command_, rest.substr(0, rest.find(separator))};
+  }
+
+  bool is_empty() const { return text_.empty(); }
+
+  // The text without everything that is not a letter or a digit.
+  std::string cleaned() const {
+    std::string letters_and_digits;
+    std::ranges::copy_if(text_, std::back_inserter(letters_and_digits), [](char c) {
+      return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    });
+    return letters_and_digits;
+  }
+
+  // The cleaned text, a decimal number, in hexadecimal.
+  std::string hexadecimal() const {
+    const std::optional<Integer> number = Integer::from_decimal(cleaned());
+    if (!number) fail("is not a decimal number");
+    return number->hexadecimal();
+  }
+
+  [[noreturn]] void fail(const std::string& what) const {
+    throw CheckError(*command_ + ": " + in_quotes(text_) + " " + what);
+  }
+
+ private:
+  const std::string* command_;
+  std::string_view text_;
+};
+
+// The entries that a collector has found so far. Whatever becomes of it, they are the node's in the
+// table when it ends.
+class Collection {
+ public:
+  Collection(MulticastTable& table, std::string address)
+      : table_(table), address_(std::move(address)) {}
+  ~Collection() { table_.store(address_, std::move(entries_)); }
+  Collection(const Collection&) = delete;
+  Collection& operator=(const Collection&) = delete;
+
+  // Goes on to the next number; it has no record until reset_record().
+  void next_number() { ++number_; }
+  // Gives the current number a new empty record.
+  void reset_record() { entries_[number_].clear(); }
+  void open_entry() {
+    next_number();
+    reset_record();
+  }
+  // `item` is where the value comes from, for the message if no entry is open.
+  void set(const char* field, std::string value, const Item& item) {
+    const auto entry = entries_.find(number_);
+    if (entry == entries_.end()) item.fail("belongs to no entry");
+    entry->second[field] = std::move(value);
+  }
+
+  // Puts the entries into the table and the whole table into the file at `path`.
+  void finish(const std::string& path) {
+    table_.store(address_, entries_);
+    // Made anew between storing and rendering: of several nodes' files the one that is left then
+    // shows every node that has come this far.
+    const UniqueFd file = create_fresh_file(path);
+    write_all(file.get(), render(table_.nodes()), path);
+  }
+
+ private:
+  MulticastTable& table_;
+  const std::string address_;
+  MulticastEntries entries_;
+  std::uint32_t number_ = std::numeric_limits<std::uint32_t>::max();  // the next one is 0
+};
+
+// The items of a line: what stands between commas followed by a blank.
+std::vector<std::string_view> split_items(std::string_view line) {
+  static constexpr std::string_view kSeparator = ", ";
+  std::vector<std::string_view> items;
+  for (;;) {
+    const std::size_t end = line.find(kSeparator);
+    items.push_back(line.substr(0, end));
+    if (end == std::string_view::npos) return items;
+    line.remove_prefix(end + kSeparator.size());
+  }
+}
+
+// One item of the routing entries. It may pass several of the tests.
+void take_mrib_item(const Item& item, Collection& entries, std::vector<std::string>& rifs) {
+  if (item.holds("RPF-ID")) {
+    // The id itself is not kept, but it has to be there.
+    entries.open_entry();
+    if (item.after(": ").is_empty()) item.fail("has no RPF id");
+  }
+  if (item.holds("MDT Handle")) entries.set("mdt_handle", item.after(": ").cleaned(), item);
+  if (item.holds("Tunnel RIF")) {
+    const std::string rif = item.after(": ").hexadecimal();
+    entries.set("rif", rif, item);
+    rifs.push_back(rif);
+  }
+}
+
+// Reports a route processor's tunnel RIFs when its collector ends, in whatever way: others wait for
+// that.
+class RifReport {
+ public:
+  explicit RifReport(std::string nodename) : nodename_(std::move(nodename)) {}
+  ~RifReport() { run_state().rifs.report(nodename_, std::move(rifs)); }
+  RifReport(const RifReport&) = delete;
+  RifReport& operator=(const RifReport&) = delete;
+
+  std::vector<std::string> rifs;
+
+ private:
+  const std::string nodename_;
+};
+
+}  // namespace
+
+void mcast_dump_task(const std::string& nodename, const NodeRecord& node_info, LogStream& dl_fd,
+                     std::string_view nodetype) {
+  const std::string& nodeip = required(node_info.nodeip, "nodeip");
+  const int router = run_state().router;
+  if (nodetype == "RP") {
+    check_mrib_dump(nodeip, nodename, dl_fd);
+  } else if (nodetype == "LC" || router == kModelKvr330 || router == kModelKvr78q4) {
+    check_mdtbudobj_dump(nodeip, nodename, dl_fd);
+  } else {
+    return;
+  }
+  run_state().rifs.wait();
+  check_pmdb_dump(nodeip, nodename, dl_fd);
+}
+
+void check_mrib_dump(const std::string& nodeip, const std::string& nodename, LogStream& /*dl_fd*/) {
+  RifReport report(nodename);
+  if (nodeip == kNone) return;
+  create_fresh_file(kMribFile);  // stays empty if the collector fails
+  const std::string command =
+      "ssh  -o 'StrictHostKeyChecking=no' " + nodeip + " /pkg/bin/mcroute_print -cmd 0x9";
+  const std::string output = execute(command, "_mrib_" + nodename);
+
+  Collection entries(run_state().mribkeys, nodeip);
+  for (const std::string_view line : split_lines(output)) {
+    for (const std::string_view item : split_items(line)) {
+      take_mrib_item(Item(command, item), entries, report.rifs);
+    }
+  }
+  entries.finish(kMribFile);
+}
+
+void check_mdtbudobj_dump(const std::string& nodeip, const std::string& nodename,
+                          LogStream& /*dl_fd*/) {
+  create_fresh_file(kBudFile);
+  const std::string command =
+      "ssh  -o 'StrictHostKeyChecking=no' " + nodeip + " /pkg/bin/fwdobj_print -t 0xbe -l 0 -o b";
+  const std::string output = execute(command, "_mplsmdtbud_" + nodename);
+
+  Collection entries(run_state().mplsmdtbudobj, nodeip);
+  for (const std::string_view text : split_lines(output)) {
+    const Item line(command, text);
+    if (line.holds("mplsmdtbud")) {
+      entries.open_entry();
+      entries.set("mdt_bud_obj", line.after("(").after(":").cleaned(), line);
+    }
+    if (line.holds("tun_rif")) entries.set("rif", line.after("=>").hexadecimal(), line);
+  }
+  entries.finish(kBudFile);
+}
+
+void check_pmdb_dump(const std::string& nodeip, const std::string& /*nodename*/,
+                     LogStream& /*dl_fd*/) {
+  if (nodeip == kNone) return;
+  create_fresh_file(kPmdbFile);
+  Collection entries(run_state().mcastpmdbkeys, nodeip);
+  const std::string question =
+      "ssh -o StrictHostKeyChecking=no " + nodeip + " /pkg/bin/hwkey_dump -r ";
+  for (const std::string& rif : run_state().rifs.list()) {
+    const std::string command = question + rif;
+    // Nodes share the runner's file of a RIF; each call reads back its own output all the same.
+    const std::string output = execute(command, "_pmdb_" + rif);
+    entries.next_number();
+    for (const std::string_view text : split_lines(output)) {
+      const Item line(command, text);
+      if (line.holds("intf_info.port_ifh")) {
+        entries.reset_record();
+        entries.set("pmdb_port_ifh", line.after(": ").cleaned(), line);
+      }
+      // As the tool prints it, not converted.
+      if (line.holds("intf_info.rif")) entries.set("rif", line.after(": ").cleaned(), line);
+    }
+  }
+  entries.finish(kPmdbFile);
+}
+
+}  // namespace zorbec
