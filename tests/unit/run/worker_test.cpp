@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstddef>
 #include <functional>
 #include <future>
 #include <memory>
@@ -85,14 +84,13 @@ TEST_F(WorkerTest, does_nothing_before_it_is_started) {
 }
 
 TEST_F(WorkerTest, is_waited_for_when_it_goes) {
-  const std::ptrdiff_t threads = unit::thread_count();
   bool done = false;
   {
     const auto one = worker([&](LogStream&) { done = true; });
     one->start();
   }
   EXPECT_TRUE(done);
-  EXPECT_TRUE(unit::comes_to_threads(threads));
+  EXPECT_TRUE(unit::comes_down_to_one_thread());
 }
 
 TEST_F(WorkerTest, failing_task_gives_one_line_on_standard_error_and_joins) {
