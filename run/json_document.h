@@ -100,7 +100,7 @@ class JsonDocument {
   // keeps its first place and takes its last value. Integers keep every digit.
   //
   // `text` has at most kMostBytes. Throws JsonError if it is not valid, is nested deeper than 32,
-  // or holds a text of 256 MB or more or an exponent of more than nine digits.
+  // or holds a text of 256 MB or more or an exponent beyond 2^31.
   explicit JsonDocument(FileText text);
 
   // What a token can point into.
