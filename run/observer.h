@@ -111,6 +111,11 @@ struct TunnelsAsked {
   std::size_t answer_bytes;
 };
 
+// The scale mode was asked for, and the answer.
+struct ScaleModeProbed {
+  int scale_mode;
+};
+
 // The class of the step was compared with a node's programmed keys, to its end.
 struct ClassCompared {
   std::string_view node;
