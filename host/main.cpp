@@ -3,6 +3,8 @@
 #include <string>
 
 #include "api/zorbec.h"
+#include "host/diff_command.h"
+#include "host/explain_command.h"
 
 namespace {
 
@@ -27,10 +29,13 @@ int main(int argc, char** argv) {
   check_command->add_option("--mode", mode, "What to check")
       ->check(CLI::IsMember({"interfaces", "multicast"}))
       ->capture_default_str();
+  int exit_code = 0;
+  zorbec::add_diff_command(app, exit_code);
+  zorbec::add_explain_command(app, exit_code);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kUsage;
   }
-  return check(mode);
+  return check_command->parsed() ? check(mode) : exit_code;
 }

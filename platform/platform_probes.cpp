@@ -108,7 +108,11 @@ std::string get_bundle_scale() {
 }
 
 int get_spa_mode() {
-  const std::string scale = get_bundle_scale();
+  const std::optional<int> known = run_state().known_scale_mode;
+  return known ? *known : spa_mode_of(get_bundle_scale());
+}
+
+int spa_mode_of(std::string_view scale) {
   if (scale == "256") return 0;
   if (scale == "512") return 1;
   if (scale == "1024") return 2;

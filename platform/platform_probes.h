@@ -34,7 +34,11 @@ double get_node_uptime(const std::string& nodeip);
 // The configured bundle scale as the configuration writes it, "256" if it holds none.
 std::string get_bundle_scale();
 
-// The scale mode: 0, 1 or 2 for a bundle scale of 256, 512 or 1024, 10 for any other.
+// The scale mode: 0, 1 or 2 for a bundle scale of 256, 512 or 1024, 10 for any other. No command
+// runs if `known_scale_mode` says it.
 int get_spa_mode();
+
+// The scale mode of a bundle scale that is known.
+int spa_mode_of(std::string_view scale);
 
 }  // namespace zorbec
