@@ -117,7 +117,9 @@ std::string interface_name(const InterfaceRecord& interface) {
 
 }  // namespace
 
-Recorder::Recorder(Check check, std::chrono::nanoseconds started) : started_(started) {
+Recorder::Recorder(Check check, std::chrono::nanoseconds started,
+                   const std::atomic<int>& ended_early)
+    : started_(started), ended_early_(ended_early) {
   facts_.check = check;
 }
 
@@ -171,6 +173,13 @@ void Recorder::take(const Event& event, const Place& place) {
         }
       },
       event);
+}
+
+std::vector<std::string> Recorder::node_names() const {
+  const MutexLock lock(mutex_);
+  std::vector<std::string> names;
+  for (const NodeFacts& node : facts_.nodes) names.push_back(node.name);
+  return names;
 }
 
 RunFacts Recorder::facts() {
