@@ -1,25 +1,16 @@
 # Completion of zorbec's command line, for bash. Needs nothing of the bash-completion package.
 
 _zorbec() {
-  local word=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} option='' i
-
-  # The option that the word belongs to is the last one before it: --node and --class take several
-  # words. In --json=FILE the "=" is a word of its own.
-  for ((i = COMP_CWORD - 1; i > 1; i--)); do
-    if [[ ${COMP_WORDS[i]} == -* ]]; then
-      option=${COMP_WORDS[i]}
-      break
-    fi
-  done
-  local words_since=$((COMP_CWORD - i))
+  local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+  # In --json=FILE the "=" is a word of its own.
   if [[ $word == '=' ]]; then
     word=''
-  elif [[ ${COMP_WORDS[COMP_CWORD - 1]} == '=' ]]; then
-    words_since=$((words_since - 1))
+  elif [[ $previous == '=' ]]; then
+    previous=${COMP_WORDS[COMP_CWORD - 2]}
   fi
 
   local options='' words='' files=''
-  case $COMP_CWORD:$command in
+  case $COMP_CWORD:${COMP_WORDS[1]} in
     1:*) options='--version --help' words='check diff explain' ;;
     *:check)
       options='--quiet --max-findings --json --jsonl --node --class --progress --deadline --wait --help'
@@ -29,18 +20,13 @@ _zorbec() {
     *:explain) options='--node --from --model --bundle-scale --help' ;;
   esac
 
-  if [[ $option == --class ]]; then
-    words='physical physical-subif bundle bundle-subif bvi gre leak multicast' files=''
-  elif [[ $option == --node ]]; then
-    words='' files=''
-  elif ((words_since == 1)); then
-    case $option in
-      --json | --jsonl | --from) words='' files=yes ;;
-      --model) words='1 2 3 4 5 6 7 8 9' ;;
-      --bundle-scale) words='256 512 1024 2048' ;;
-      --max-findings | --deadline) return ;;
-    esac
-  fi
+  case $previous in
+    --json | --jsonl | --from) words='' files=yes ;;
+    --class) words='physical physical-subif bundle bundle-subif bvi gre leak multicast' ;;
+    --model) words='1 2 3 4 5 6 7 8 9' ;;
+    --bundle-scale) words='256 512 1024 2048' ;;
+    --node | --max-findings | --deadline) words='' ;;
+  esac
 
   if [[ $word == -* ]]; then
     words=$options files=''

@@ -49,11 +49,12 @@ COMPLETIONS = [
     ("zorbec check all --quiet", "--d", "--deadline"),
     ("zorbec check --quiet", "m", "multicast"),
     ("zorbec check --class", "", CLASSES),
-    ("zorbec check --class gre", "bun", "bundle bundle-subif"),
+    ("zorbec check --class", "bun", "bundle bundle-subif"),
+    ("zorbec check --class gre", "", "interfaces multicast all"),
     ("zorbec check --class =", "le", "leak"),
     ("zorbec check --class gre", "--w", "--wait"),
     ("zorbec check --node", "", ""),
-    ("zorbec check --node 2", "", ""),
+    ("zorbec check --node 2", "--n", "--node"),
     ("zorbec check --max-findings", "", ""),
     ("zorbec check --deadline", "", ""),
     ("zorbec check --deadline 60", "a", "all"),
@@ -80,7 +81,6 @@ MAN_SECTIONS = {
     "zorbec diff": "OLD.json NEW.json --json",
     "zorbec explain": "KEY --node --from --model --bundle-scale /tmp",
     "General options": "--version --help",
-    "EXIT STATUS": "0 1 2 3 64",
     "ENVIRONMENT": "NO_COLOR",
     "SIGNALS": "SIGINT SIGTERM SIGUSR1",
     "FILES": "/tmp/zorbec_report.json /tmp/zorbec.lock",
@@ -104,7 +104,10 @@ def check_equal(what, actual, expected):
 
 
 def check_holds(what, text, words):
-    missing = [word for word in words if not re.search(rf"(?<![\w-]){re.escape(word)}(?![\w-])", text)]
+    def is_there(word):
+        return re.search(rf"(?<![\w-]){re.escape(word)}(?![\w-])", text)
+
+    missing = [word for word in words if not is_there(word)]
     check_equal(f"{what} does not mention", missing, [])
 
 
@@ -227,6 +230,8 @@ class Installed:
     def man_pages(self):
         for title, words in MAN_SECTIONS.items():
             check_holds(f"zorbec(1), {title}", self.section(title), words.split())
+        statuses = re.findall(r"^ +(\d+)  +[A-Z]", self.section("EXIT STATUS"), re.M)
+        check_equal("statuses of zorbec check", statuses, ["0", "1", "2", "3", "64"])
         library_page = self.page_text("zorbec.3")
         header = (self.prefix / "include/zorbec.h").read_text()
         functions = re.findall(r"ZORBEC_API .*?(zorbec_\w+)\(", header)
