@@ -8,6 +8,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "keys/interface_records.h"
 #include "run/commands_in_flight.h"
 #include "run/error.h"
 #include "run/integer.h"
@@ -107,12 +108,6 @@ std::string_view fault_kind(event::RouteFault fault) {
       return "card-handle";
   }
   return {};
-}
-
-std::string interface_name(const InterfaceRecord& interface) {
-  if (!interface.value().is_object()) return {};
-  const std::optional<JsonValue> name = interface.find("name");
-  return name && name->kind() == JsonKind::kText ? std::string(name->text()) : std::string();
 }
 
 }  // namespace
@@ -305,7 +300,7 @@ void Recorder::take_missing(const event::MissingKey& missing, const Place& place
     finding.node = missing.node;
     finding.report_class = report_class;
     finding.key = key;
-    finding.interface = {handle, interface_name(missing.interface), {}};
+    finding.interface = {handle, std::string(interface_name(missing.interface)), {}};
     finding.text = missing.text;
   }
   std::vector<std::string>& owners = finding.interface->owners;
