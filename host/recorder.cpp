@@ -140,8 +140,14 @@ void Recorder::take(const Event& event, const Place& place) {
         } else if constexpr (std::is_same_v<Told, event::TunnelsAsked>) {
           node(told.node).has_tunnels = told.are_configured;
           if (told.answer_bytes == 0) {
-            problems_at(place).push_back(
-                {Reason::kEmpty, where(place), "the running configuration came back empty"});
+            // The same tool says how members' keys are built, and no answer there means 256
+            // bundles.
+            const Problem empty{Reason::kEmpty, where(place),
+                                "the running configuration came back empty"};
+            problems_at(place).push_back(empty);
+            node(told.node)
+                .classes[static_cast<std::size_t>(InterfaceClass::kBundle)]
+                .problems.push_back(empty);
           }
         } else if constexpr (std::is_same_v<Told, event::ScaleModeProbed>) {
           facts_.scale_mode = told.scale_mode;
