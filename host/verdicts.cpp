@@ -56,7 +56,7 @@ class Truth {
   // Why the node's interfaces of a class cannot be relied on; null: they can.
   const Problem* problem(const NodeFacts& node, InterfaceClass intf_class) const {
     if (const Problem* const problem = first_of({&run_.set_up, &node.pidb})) return problem;
-    if (!node.dumps_pidb) return nullptr;
+    if (!node.dumps_pidb) return problem_of_others(intf_class);
     const auto of = [&](InterfaceClass other) -> const ClassFacts& {
       return node.classes[index(other)];
     };
@@ -90,6 +90,19 @@ class Truth {
   bool has_no_tunnels() const { return !somebody_has_tunnels_; }
 
  private:
+  // A node without interfaces of its own is held against what the others have: one that is known
+  // must be among them.
+  const Problem* problem_of_others(InterfaceClass intf_class) const {
+    const Problem* first = &kNotReached;
+    for (const NodeFacts& other : run_.nodes) {
+      if (!other.dumps_pidb) continue;
+      const Problem* const found = problem(other, intf_class);
+      if (found == nullptr) return nullptr;
+      if (first == &kNotReached) first = found;
+    }
+    return first;
+  }
+
   const Problem* tunnel_problem(const NodeFacts& node) const {
     if (!node.has_tunnels) return &kNotReached;
     if (*node.has_tunnels) {
@@ -183,13 +196,17 @@ class InterfaceJudge {
   }
 
  private:
-  // A line card without a single interface has not told the truth.
+  // A line card without a single interface has not told the truth. Where a class could not be read,
+  // those that could be are as empty for the same reason.
   static RunFacts& prepared(RunFacts& run) {
     for (NodeFacts& node : run.nodes) {
       const bool has_any = std::ranges::any_of(node.classes, [](const ClassFacts& of_class) {
-        return of_class.interfaces.value_or(0) > 0 || !of_class.problems.empty();
+        return of_class.interfaces.value_or(0) > 0;
       });
-      if (node.has_worker && node.dumps_pidb && node.type != "RP" && !has_any &&
+      const bool has_loaded = std::ranges::any_of(node.classes, [](const ClassFacts& of_class) {
+        return of_class.interfaces && of_class.problems.empty();
+      });
+      if (node.has_worker && node.dumps_pidb && node.type != "RP" && has_loaded && !has_any &&
           node.pidb.empty()) {
         node.pidb.push_back(
             {Reason::kNothingToCompare, "PIDB", "the node reports no interface at all"});
@@ -499,6 +516,11 @@ Report judge(std::vector<RunFacts> runs, Selection selection, std::optional<Reas
   report.selection = std::move(selection);
   report.ended_early = ended_early;
   for (RunFacts& run : runs) {
+    // The model is probed in the first run only: what is in doubt of it stays so.
+    if (&run != &runs.front()) {
+      const Problems& first = runs.front().set_up;
+      run.set_up.insert(run.set_up.begin(), first.begin(), first.end());
+    }
     report.checks.push_back(run.check);
     if (run.run_error) report.run_errors.push_back({run.check, *run.run_error});
     if (!report.model_code) report.model_code = run.model_code;
