@@ -9,8 +9,6 @@ each five is also checked by the oracle, which must leave the same behind.
 """
 
 import argparse
-import json
-import random
 import shutil
 import subprocess
 import sys
@@ -30,74 +28,14 @@ from outcome import (  # noqa: E402
     identifier_complaints,
     nodes_among,
     shared_files,
+    shown,
 )
-
-SINGLE_PROCESSOR = (5, 7, 9)
-
-
-def interface_options(seed):
-    """A router with a few interfaces of every class that the seed gives it, and defects in those."""
-    pick = random.Random(seed)
-    model = 1 + seed % 9
-    sizes = {
-        "physical": pick.randint(1, 12),
-        "physical-subifs": pick.randint(0, 12),
-        "bundles": pick.randint(0, 4),
-        "bundle-subifs": pick.randint(0, 8),
-        "bvis": pick.randint(0, 4),
-        "gre": pick.choice((0, 0, 3)),
-    }
-    if sizes["bundles"] == 0:
-        sizes["bundle-subifs"] = 0
-    options = {f"--{name}": size for name, size in sizes.items()}
-    options["--seed"] = seed
-    options["--model"] = model
-    options["--line-cards"] = 1 if model in SINGLE_PROCESSOR else pick.randint(1, 4)
-    options["--members"] = pick.randint(0, 3)
-    options["--l2-share"] = pick.choice((0, 25, 50, 100))
-    options["--bundle-scale"] = pick.choice((256, 512, 1024, 2048))
-    arguments = [str(part) for option in options.items() for part in option]
-    if model not in SINGLE_PROCESSOR and pick.random() < 0.5:
-        arguments.append("--standby")
-
-    kinds = ["leaked", "leaked-bundle"]
-    kinds += ["missing-" + name.rstrip("s") for name, size in sizes.items() if size > 0]
-    for kind in pick.sample(kinds, pick.randint(0, len(kinds))):
-        arguments += ["--defect", f"{kind}:{pick.randint(1, 2)}"]
-    return arguments
-
-
-def multicast_options(seed):
-    """A router with multicast routes, more than the defects that one node can get."""
-    pick = random.Random(seed)
-    routes = pick.choice((0, 1, *[pick.randint(12, 48)] * 8))
-    arguments = ["--seed", seed, "--multicast", routes]
-    arguments += ["--model", pick.choice((1, 2, 3, 4, 6, 8))]
-    arguments += ["--line-cards", pick.randint(1, 5), "--interfaces", 10]
-    if pick.random() < 0.5:
-        arguments.append("--standby")
-
-    if routes > 1:
-        kinds = ["rp-handle", "missing-bud", "missing-pmdb", "lc-handle", "lc-rif"]
-        for kind in pick.sample(kinds, pick.randint(0, len(kinds))):
-            arguments += ["--defect", f"mcast-{kind}:{pick.randint(1, 2)}"]
-        if pick.random() < 0.4:
-            end = pick.choice(("rp-pmdb", "bud", "field"))
-            arguments += ["--defect", f"mcast-end-{end}"]
-    return [str(argument) for argument in arguments]
-
-
-def planted_defects(router):
-    with open(router / "planted.json", encoding="utf-8") as file:
-        return json.load(file)["defects"]
-
-
-def planted_findings(defects):
-    return [finding["text"] for defect in defects for finding in defect["findings"]]
-
-
-def shown(findings):
-    return "".join(f"{count} {text}\n" for text, count in sorted(findings.items()))
+from random_routers import (  # noqa: E402
+    interface_options,
+    multicast_options,
+    planted_defects,
+    planted_findings,
+)
 
 
 def interface_complaints(outcome):

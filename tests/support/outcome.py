@@ -164,5 +164,10 @@ def difference(what, expected, found):
     return "\n".join(diff) + "\n"
 
 
+def shown(findings):
+    """A Counter of lines as a text."""
+    return "".join(f"{count} {text}\n" for text, count in sorted(findings.items()))
+
+
 def printable(text):
     return text.encode("utf-8", "backslashreplace").decode("utf-8")
