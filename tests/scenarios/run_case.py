@@ -4,17 +4,24 @@
     run_case.py --lab ZORBEC_LAB --host ZORBEC_HOST --work DIR CASE...
     run_case.py --lab ZORBEC_LAB --work DIR --update CASE...
     run_case.py --lab ZORBEC_LAB --work DIR --check-expected CASE...
+    run_case.py --lab ZORBEC_LAB --zorbec ZORBEC --work DIR --report CASE...
     run_case.py --count NUMBER
+    run_case.py --reports-cover NUMBER
 
 A case is run twice, each time on a fresh router. README.md tells what it consists of. --update
 writes the expected files anew from the oracle, never from the checker; --check-expected only says
 whether it would change any. --count says whether as many cases are there as were registered.
+
+--report puts the router of each case to `zorbec check` instead: its report must hold the findings
+that the case expects. Cases of several runs, or of none, are passed over, as their expected output
+is not that of one check; --reports-cover says whether so many cases are left.
 """
 
 import argparse
 import json
 import shutil
 import sys
+from collections import Counter
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
@@ -22,6 +29,7 @@ SUPPORT = HERE.parent / "support"
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SUPPORT))
 
+from check_run import CheckRun, finding_lines  # noqa: E402
 from outcome import (  # noqa: E402
     Outcome,
     comparable_file,
@@ -30,6 +38,7 @@ from outcome import (  # noqa: E402
     identifier_complaints,
     nodes_among,
     shared_files,
+    shown,
 )
 
 ORACLE = SUPPORT / "oracle.py"
@@ -61,6 +70,16 @@ class Case:
     def run(self, lab, command, work):
         variables = {"CASE": str(self.folder)}
         return Outcome(lab, command, self.steps, work, self.make_router, variables)
+
+    def the_run(self):
+        """What is prepared for the case's only run, and what it checks; None if it has no such."""
+        if len(self.steps) < 3 or (self.steps[0], self.steps[-1]) != ("init", "finalize"):
+            return None
+        *preparations, run = self.steps[1:-1]
+        if not run.startswith("run:") or not all(s.startswith("sh:") for s in preparations):
+            return None
+        what = "interfaces" if run == "run:0" else "multicast"
+        return " && ".join(step[3:] for step in preparations), what
 
 
 def result_complaints(case, outcome):
@@ -185,6 +204,31 @@ def run_case(case, lab, host, work):
     return True
 
 
+def check_report(case, lab, zorbec, work):
+    if case.the_run() is None:
+        return True
+    shutil.rmtree(work, ignore_errors=True)
+    work.mkdir(parents=True)
+    before, what = case.the_run()
+    router = work / "router"
+    case.make_router(router)
+    variables = {"CASE": str(case.folder), "ROUTER": str(router)}
+    check = CheckRun(lab, zorbec, router, work / "check", [what], before, variables)
+    complaints = check.complaints()
+    text = (case.folder / "expected/stdout").read_bytes().decode("utf-8", "replace")
+    expected = Counter(line for line in text.split("\n") if line)
+    complaints += difference("findings", shown(expected), shown(finding_lines(check.stdout)))
+    if check.exit == 0 and (expected or case.stderr):
+        complaints += "exit status 0\n"
+    if (check.exit == 3) != (case.statuses != [0]):
+        complaints += f"exit status {check.exit}, but zorbec_run() gives {case.statuses}\n"
+    if complaints:
+        print(f"{case.name}: {case.shows}\n{complaints}{check.stdout}{check.stderr}")
+        return False
+    shutil.rmtree(work)
+    return True
+
+
 def ask_oracle(case, lab, work, update):
     outcome = case.run(lab, ORACLE, work)
     complaints = result_complaints(case, outcome)
@@ -211,7 +255,10 @@ def main():
     parser.add_argument("--work", type=Path)
     parser.add_argument("--update", action="store_true")
     parser.add_argument("--check-expected", action="store_true")
+    parser.add_argument("--zorbec", type=Path)
+    parser.add_argument("--report", action="store_true")
     parser.add_argument("--count", type=int)
+    parser.add_argument("--reports-cover", type=int)
     parser.add_argument("cases", nargs="*", metavar="CASE")
     options = parser.parse_args()
 
@@ -220,12 +267,19 @@ def main():
         if folders != options.count:
             print(f"{folders} cases, but {options.count} registered: configure again")
         return folders != options.count
+    if options.reports_cover is not None:
+        cases = [Case(path.parent) for path in HERE.glob("*/case.json")]
+        covered = sum(case.the_run() is not None for case in cases)
+        print(f"reports of {covered} of {len(cases)} cases are checked")
+        return covered != options.reports_cover
     good = True
     for folder in options.cases:
         case = Case(folder)
         work = options.work.resolve() / case.name
         if options.update or options.check_expected:
             good &= ask_oracle(case, options.lab.resolve(), work, options.update)
+        elif options.report:
+            good &= check_report(case, options.lab.resolve(), options.zorbec.resolve(), work)
         else:
             good &= run_case(case, options.lab.resolve(), options.host.resolve(), work)
     return not good
