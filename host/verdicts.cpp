@@ -130,7 +130,13 @@ using Counts = std::map<std::pair<std::string, ReportClass>, Count>;
 // What ends every verdict on a node's keys.
 const Problem* pmdb_problem(const RunFacts& run, const NodeFacts& node) {
   if (const Problem* const problem = first_of({&run.set_up, &node.pmdb})) return problem;
-  return node.programmed ? nullptr : &kNotReached;
+  if (node.programmed) return nullptr;
+  // The PIDB comes before it: what ended the work there is why.
+  if (!node.pidb.empty()) return &node.pidb.front();
+  for (auto of_class = node.classes.rbegin(); of_class != node.classes.rend(); ++of_class) {
+    if (!of_class->problems.empty()) return &of_class->problems.front();
+  }
+  return &kNotReached;
 }
 
 class InterfaceJudge {
