@@ -80,9 +80,8 @@ class Truth {
     return nullptr;
   }
 
-  // A node whose interfaces are not all known: any of them may own a key that seems to leak. Null
-  // if there is none.
-  const NodeFacts* doubtful_node() const { return doubtful_; }
+  // The nodes whose interfaces are not all known: any of them may own a key that seems to leak.
+  const std::vector<const NodeFacts*>& doubtful_nodes() const { return doubtful_; }
 
   // Whether the configuration that the nodes' workers saw holds no GRE tunnel at all.
   bool has_no_tunnels() const { return !somebody_has_tunnels_; }
