@@ -224,7 +224,9 @@ std::optional<Integer> nearest_expected_key(const Integer& key) {
     for (const Integer& candidate : *record.additions().key_list) {
       const std::size_t differing = differing_fields(fields, decode_key(candidate));
       if (nearest && differing > nearest->second.first) continue;
-      std::pair distance(differing, Wide(abs(wide(candidate) - number)));
+      Wide apart = wide(candidate) - number;
+      if (apart < 0) apart = -apart;
+      std::pair distance(differing, std::move(apart));
       if (!nearest || distance < nearest->second) nearest.emplace(candidate, std::move(distance));
     }
   });
@@ -266,9 +268,10 @@ void say_nearest(std::string& out, const Integer& key) {
     out += "No interface here expects any key.\n";
     return;
   }
+  out += '\n';
   append_wrapped(
       out, "",
-      fmt::format("Nearest expected key: {}, with {}. It is expected by", nearest->hexadecimal(),
+      fmt::format("The nearest expected key, {}, has {}. Expected by", nearest->hexadecimal(),
                   difference_words(decode_key(key), decode_key(*nearest))));
   say_owners(out, owners_of(*nearest), kMostOwners);
 }
