@@ -168,6 +168,21 @@ class Defective(ExplainTest):
         self.assertIn("\n  gre, handle 0x7 (7)\n    encapsulation RIF", out)
         self.assertIn("  held by      0\n  missing in   1, RP0, RP1\n", out)
 
+    def test_nearest_key_differs_in_fewest_fields_then_least(self):
+        tunnels = {7: {"erif": 0x10, "drif": 0x13}, 8: {"erif": 0x20011, "drif": (1 << 96) + 0x12}}
+        for path in self.folder.iterdir():
+            path.unlink()
+        (self.folder / "pidb_gre_intf_0.dat").write_text(json.dumps(tunnels))
+        for key, nearest, difference in (
+            (0x12, "0x13", "RIF or LIF 19 instead of 18"),  # 0x20011 has another port too
+            (0x11, "0x10", "RIF or LIF 16 instead of 17"),
+            (0x30011, "0x20011", "source port 2 instead of 3"),
+            (0x40020011, "0x20011", "layer-2 flag 0 instead of 1"),
+            (1 << 96, "0x1000000000000000000000012", "RIF or LIF 18 instead of 0"),
+        ):
+            words = " ".join(self.explain(key).split())
+            self.assertIn(f"nearest expected key, {nearest}, has {difference}", words)
+
     def test_no_dump(self):
         empty = WORK / "empty"
         empty.mkdir()
