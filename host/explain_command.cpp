@@ -127,14 +127,8 @@ struct Owner {
 
 std::string title_of(InterfaceClass intf_class, const InterfaceRecord& record) {
   std::string title(class_name(intf_class));
-  if (record.value().is_object()) {
-    for (const std::string_view field : {"name", "intf_name"}) {
-      const std::optional<JsonValue> name = record.find(field);
-      if (name && name->kind() == JsonKind::kText) {
-        title.append(" ").append(name->text());
-        break;
-      }
-    }
+  if (const std::string_view name = interface_name(record); !name.empty()) {
+    title.append(" ").append(name);
   }
   const std::optional<Integer> handle = Integer::from_decimal(record.handle());
   return title + ", handle " +
