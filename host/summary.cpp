@@ -151,6 +151,7 @@ struct FoldedFinding {
   const Finding* first = nullptr;
   std::vector<std::string> what;   // keys, or routes
   std::vector<std::string> nodes;  // in the report's order
+  bool is_of_several = false;      // interfaces
 };
 
 std::string fold_name(const Finding& finding) {
@@ -166,6 +167,19 @@ std::string fold_kind(const Finding& finding) {
   if (finding.kind == "missing-bud") return "missing bud object";
   if (finding.kind == "missing-handle") return "missing handle";
   return "wrong handle";
+}
+
+// What distinguishes a finding from others of its kind, besides what is wrong.
+std::string what_of(const Finding& finding) {
+  if (!finding.route) return finding.key;
+  return finding.route->processor + "/" + std::to_string(finding.route->number);
+}
+
+// Findings with the same cause share a row. Leaks have no interface that would tell them apart, and
+// of unconfirmed ones only their number matters.
+std::string cause_of(const Finding& finding, const std::string& what) {
+  if (!finding.is_confirmed || finding.report_class == ReportClass::kLeak) return {};
+  return finding.interface ? finding.interface->handle : what;
 }
 
 std::vector<FoldedFinding> fold(const std::vector<Finding>& findings) {
@@ -192,12 +206,14 @@ std::vector<FoldedFinding> fold(const std::vector<Finding>& findings) {
     std::vector<std::string> nodes;
     for (const Finding* const finding : same) nodes.push_back(finding->node);
     const Finding& first = *same.front();
-    const std::string cause = first.interface                            ? first.interface->handle
-                              : first.report_class == ReportClass::kLeak ? std::string()
-                                                                         : std::get<3>(fault);
+    const std::string cause = cause_of(first, what_of(first));
     const auto [place, is_new] = rows_by_cause.try_emplace(
         {std::get<0>(fault), std::get<1>(fault), cause, nodes, first.is_confirmed}, rows.size());
     if (is_new) rows.push_back({&first, {}, std::move(nodes)});
+    if (first.interface &&
+        rows[place->second].first->interface->handle != first.interface->handle) {
+      rows[place->second].is_of_several = true;
+    }
     std::string what = first.route ? first.route->mdt_handle : first.key;
     rows[place->second].what.push_back(what.empty() ? "-" : std::move(what));
   }
@@ -233,7 +249,7 @@ void write_findings(const Report& report, std::size_t most, Text& text) {
     if (!first.is_confirmed) kind += " (unconfirmed)";
     table.add({{kind, first.is_confirmed ? Verdict::kInconsistent : Verdict::kNotVerified},
                {std::string(class_name(first.report_class)), {}},
-               {printable(fold_name(first)), {}},
+               {row.is_of_several ? "several" : printable(fold_name(first)), {}},
                {listed(row.nodes, kKeysShown), {}},
                {listed(row.what, kKeysShown), {}}});
     if (&row - rows.data() + 1 == static_cast<std::ptrdiff_t>(most)) break;

@@ -129,7 +129,7 @@ class InterfaceJudge {
     for (auto& [id, finding] : run_.findings) {
       finding.is_confirmed = stands(finding);
       Count& count = counts_[{finding.node, finding.report_class}];
-      (finding.is_confirmed ? count.confirmed : count.unconfirmed) += finding.times;
+      ++(finding.is_confirmed ? count.confirmed : count.unconfirmed);
     }
   }
 
@@ -266,7 +266,7 @@ class MulticastJudge {
       const auto node = std::ranges::find(run_.nodes, finding.node, &NodeFacts::name);
       finding.is_confirmed = node != run_.nodes.end() && ground_problem(*node) == nullptr;
       Count& count = counts_[{finding.node, finding.report_class}];
-      (finding.is_confirmed ? count.confirmed : count.unconfirmed) += finding.times;
+      ++(finding.is_confirmed ? count.confirmed : count.unconfirmed);
     }
   }
 
