@@ -224,7 +224,8 @@ Node load_node(const std::string& folder, const std::string& name, const KeyRule
 ExpectedKeys::ExpectedKeys(const std::vector<Node>& nodes) {
   std::size_t all = 0;
   for_each_key(nodes, [&](std::uint64_t) { ++all; });
-  const unsigned bits = static_cast<unsigned>(std::bit_width(2 * all)) + 1;
+  // At most four fifths full.
+  const unsigned bits = static_cast<unsigned>(std::bit_width(all + all / 4));
   slots_.resize(std::size_t{1} << bits);
   shift_ = 64 - bits;
 

@@ -71,6 +71,11 @@ struct Table {
   std::string_view name(const Record& record) const {
     return {text.get() + record.name_at, record.name_length};
   }
+  // Has the memory of a record brought near that will be cut up soon.
+  void prefetch(const Record& record) const {
+    __builtin_prefetch(&lengths[record.lengths]);
+    for (std::size_t line = 0; line < 3; ++line) __builtin_prefetch(&text[record.name_at + 64 * line]);
+  }
   // Cuts out the values of a record, in file order.
   void cut(const Record& record, std::vector<std::string_view>& values) const;
 };
