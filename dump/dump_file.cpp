@@ -29,7 +29,7 @@ JsonDocument parse_dump(const std::string& path) {
   try {
     return JsonDocument(read_file(path, JsonDocument::kMostBytes));
   } catch (const JsonError& error) {
-    throw JsonError(path + ": " + error.what());
+    throw JsonError(path + ": " + error.what(), error.is_truncated());
   } catch (const std::bad_alloc&) {
     throw CheckError(path + ": not memory enough to load it");
   }

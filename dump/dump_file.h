@@ -1,10 +1,13 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "keys/dump_content.h"
 #include "run/dump_tables.h"
 #include "run/files.h"
+#include "run/observer.h"
 
 namespace zorbec {
 
@@ -19,14 +22,22 @@ JsonDocument parse_dump(const std::string& path);
 
 // Loads the local copy of a node's dump into its place of `table`. An empty copy is nothing to load
 // and changes nothing. Otherwise the place becomes an empty table first, and stays so if the copy
-// cannot be parsed.
+// cannot be parsed. `intf_class` is what a PIDB dump is of, for the observer.
 //
 // Throws std::system_error if there is no copy, and what parse_dump() throws.
 template <typename T>
-void load_dump(NodeTable<T>& table, const std::string& nodename, const std::string& path) {
-  if (file_size(path) == 0) return;
-  table.set(nodename, T(path));
-  table.set(nodename, T(path, parse_dump(path)));
+void load_dump(NodeTable<T>& table, const std::string& nodename, const std::string& path,
+               std::optional<InterfaceClass> intf_class = std::nullopt) {
+  const std::size_t bytes = file_size(path);
+  DumpContent content;
+  if (bytes != 0) {
+    table.set(nodename, T(path));
+    const T& loaded = table.set(nodename, T(path, parse_dump(path)));
+    if (the_observer() != nullptr) content = look_into(loaded, intf_class);
+  }
+  tell([&] {
+    return event::DumpLoaded{nodename, intf_class, path, bytes, modification_time(path), content};
+  });
 }
 
 }  // namespace zorbec

@@ -1,13 +1,17 @@
 #include "dump/pmdb_dump.h"
 
+#include <optional>
+
 #include "dump/dump_file.h"
 #include "run/command_runner.h"
+#include "run/observer.h"
 #include "run/run_state.h"
 
 namespace zorbec {
 
 void pmdb_dump(const std::string& nodeip, const std::string& nodename, LogStream& /*dl_fd*/) {
   if (nodeip == kNone) return;
+  tell([&] { return event::StepStarted{nodename, event::Step::kPmdb, std::nullopt}; });
   execute("ssh  -o 'StrictHostKeyChecking=no' " + nodeip + " /pkg/bin/hwkey_dump -g",
           "pmdb_" + nodename);
   const std::string local = "/tmp/pmdb_" + nodename + ".dat";

@@ -6,6 +6,7 @@
 
 #include "platform/platform_probes.h"
 #include "run/command_runner.h"
+#include "run/observer.h"
 #include "run/run_state.h"
 #include "run/text_lines.h"
 
@@ -47,6 +48,8 @@ class NodeLine {
   explicit NodeLine(std::string_view line) : line_(line), fields_(split_at_whitespace(line)) {}
 
   bool holds(std::string_view word) const { return line_.find(word) != std::string_view::npos; }
+  // A heading has no full name in front.
+  bool names_node() const { return fields_.front().find('/') != std::string_view::npos; }
 
   // Throws CheckError if the line has no such field.
   std::string field(std::size_t index) const {
@@ -136,6 +139,9 @@ const NodeInfo& get_list_of_vms() {
     // A line may hold both words ("INACTIVE" holds one of them); what the later one says wins.
     if (line.holds("ACTIVE")) take_active(line, state);
     if (line.holds("STANDBY")) take_standby(line, state);
+    if (line.names_node() && !line.holds("ACTIVE") && !line.holds("STANDBY")) {
+      tell([&] { return event::NodeIgnored{text}; });
+    }
     // On this model every node has interfaces, its route processors too; headings and blank lines
     // are not expected in its node table.
     if (model == kModelKvr330) line.record()->pidb_dump = 1;

@@ -8,6 +8,7 @@
 
 #include "run/command_runner.h"
 #include "run/error.h"
+#include "run/observer.h"
 #include "run/run_state.h"
 #include "run/text_lines.h"
 
@@ -46,6 +47,13 @@ int model_code(std::string_view model) {
     return model.find(candidate.text) != std::string_view::npos;
   });
   return known == kModels.end() ? kUnknownModel : known->code;
+}
+
+int scale_mode(std::string_view scale) {
+  if (scale == "256") return 0;
+  if (scale == "512") return 1;
+  if (scale == "1024") return 2;
+  return 10;
 }
 
 bool has_one_switching_processor(int code) {
@@ -108,11 +116,9 @@ std::string get_bundle_scale() {
 }
 
 int get_spa_mode() {
-  const std::string scale = get_bundle_scale();
-  if (scale == "256") return 0;
-  if (scale == "512") return 1;
-  if (scale == "1024") return 2;
-  return 10;
+  const int mode = scale_mode(get_bundle_scale());
+  tell([&] { return event::ScaleModeProbed{mode}; });
+  return mode;
 }
 
 }  // namespace zorbec

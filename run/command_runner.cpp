@@ -6,10 +6,13 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 
+#include "run/commands_in_flight.h"
 #include "run/error.h"
 #include "run/files.h"
+#include "run/observer.h"
 #include "run/paths.h"
 #include "run/run_state.h"
 
@@ -62,11 +65,48 @@ class PlainSignals {
   posix_spawnattr_t attributes_{};
 };
 
-void wait_for_end(pid_t pid) {
-  while (::waitpid(pid, nullptr, 0) < 0) {
-    if (errno == ECHILD) return;  // the host ignores SIGCHLD: the child has ended and is gone
-    if (errno != EINTR) throw_errno("waitpid", paths::kShell);
+// Calls wait() until it says something else than that a signal came in between. False if the child
+// is gone already, which it is when the host ignores SIGCHLD.
+template <typename Wait>
+bool waited(Wait wait, const char* call) {
+  while (wait() < 0) {
+    if (errno == ECHILD) return false;
+    if (errno != EINTR) throw_errno(call, paths::kShell);
   }
+  return true;
+}
+
+// Waits for the shell's end and reaps it. Returns its status as waitpid() gives it, -1 if nobody
+// knows it. Throws Interrupted if commands were told to end meanwhile.
+int wait_for_end(pid_t shell) {
+  CommandsInFlight& in_flight = run_state().commands_in_flight;
+  in_flight.add(shell);
+  siginfo_t ended{};
+  const bool is_there =
+      waited([&] { return ::waitid(P_PID, static_cast<id_t>(shell), &ended, WEXITED | WNOWAIT); },
+             "waitid");
+  const bool was_interrupted = in_flight.remove(shell);
+  int status = -1;
+  if (is_there) waited([&] { return ::waitpid(shell, &status, 0); }, "waitpid");
+  if (was_interrupted) throw Interrupted();
+  return status;
+}
+
+pid_t start_shell(const std::string& cmd, const UniqueFd& output, const UniqueFd& errors) {
+  Redirections redirections;
+  redirections.add(output, STDOUT_FILENO);
+  redirections.add(errors, STDERR_FILENO);
+  const PlainSignals signals;
+  // posix_spawn takes its argument texts as non-const for historical reasons and leaves them alone.
+  const std::array<char*, 4> argv = {const_cast<char*>("bash"), const_cast<char*>("-c"),
+                                     const_cast<char*>(cmd.c_str()), nullptr};
+  pid_t pid = 0;
+  const int error =
+      posix_spawn(&pid, paths::kShell, redirections.get(), signals.get(), argv.data(), environ);
+  if (error != 0) {
+    throw_error_number(error, "posix_spawn", paths::kShell + (" -c " + in_quotes(cmd)));
+  }
+  return pid;
 }
 
 }  // namespace
@@ -82,21 +122,15 @@ std::string execute(const std::string& cmd, std::string_view suffix) {
   const std::string path = paths::command_output(suffix);
   const UniqueFd output = create_fresh_file(path);
 
-  Redirections redirections;
-  redirections.add(output, STDOUT_FILENO);
-  redirections.add(*errors, STDERR_FILENO);
-  const PlainSignals signals;
-  // posix_spawn takes its argument texts as non-const for historical reasons and leaves them alone.
-  const std::array<char*, 4> argv = {const_cast<char*>("bash"), const_cast<char*>("-c"),
-                                     const_cast<char*>(cmd.c_str()), nullptr};
-  pid_t pid = 0;
-  const int error =
-      posix_spawn(&pid, paths::kShell, redirections.get(), signals.get(), argv.data(), environ);
-  if (error != 0) {
-    throw_error_number(error, "posix_spawn", paths::kShell + (" -c " + in_quotes(cmd)));
-  }
-  wait_for_end(pid);
-  return read_from_start(output, path);
+  run_state().commands_in_flight.require_running();
+  const auto start = std::chrono::steady_clock::now();
+  tell([&] { return event::CommandStarted{cmd}; });
+  const int status = wait_for_end(start_shell(cmd, output, *errors));
+  std::string text = read_from_start(output, path);
+  tell([&] {
+    return event::CommandEnded{cmd, status, std::chrono::steady_clock::now() - start, text.size()};
+  });
+  return text;
 }
 
 }  // namespace zorbec

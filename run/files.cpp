@@ -44,10 +44,23 @@ UniqueFd create_fresh_file(const std::string& path) {
   }
 }
 
-std::size_t file_size(const std::string& path) {
+namespace {
+
+struct stat status_of(const std::string& path) {
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) throw_errno("stat", path);
-  return static_cast<std::size_t>(status.st_size);
+  return status;
+}
+
+}  // namespace
+
+std::size_t file_size(const std::string& path) {
+  return static_cast<std::size_t>(status_of(path).st_size);
+}
+
+std::chrono::nanoseconds modification_time(const std::string& path) {
+  const timespec time = status_of(path).st_mtim;
+  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
 FileText read_file(const std::string& path, std::size_t most_bytes) {

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -41,8 +42,10 @@ class UniqueFd {
 // Throws std::system_error if the old file cannot be removed or the new one not be made.
 UniqueFd create_fresh_file(const std::string& path);
 
-// Size in bytes of the file at `path`. Throws std::system_error if there is none.
+// Size in bytes of the file at `path`, and when it was last changed, since 1970. Throw
+// std::system_error if there is none.
 std::size_t file_size(const std::string& path);
+std::chrono::nanoseconds modification_time(const std::string& path);
 
 // The bytes of one file, owned. Not initialised before they are read, and exactly as many.
 struct FileText {

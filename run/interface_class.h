@@ -15,8 +15,8 @@ inline constexpr std::array<InterfaceClass, 6> kInterfaceClasses = {
 
 // "physical", "physical-subif", "bundle", "bundle-subif", "bvi", "gre".
 constexpr std::string_view class_name(InterfaceClass intf_class) {
-  constexpr std::array<std::string_view, 6> kNames = {"physical",     "physical-subif", "bundle",
-                                                      "bundle-subif", "bvi",            "gre"};
+  constexpr std::array<std::string_view, 6> kNames = {
+      "physical", "physical-subif", "bundle", "bundle-subif", "bvi", "gre"};
   return kNames[static_cast<std::size_t>(intf_class)];
 }
 

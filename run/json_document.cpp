@@ -288,7 +288,8 @@ JsonDocument::JsonDocument(FileText text) : file_(std::move(text)) {
   const std::size_t read = parser.write_some(false, file_.bytes.get(), file_.size, error);
   if (!error && read < file_.size) error = boost::json::error::extra_data;
   if (error) {
-    throw JsonError("not valid JSON at byte " + std::to_string(read) + ": " + error.message());
+    throw JsonError("not valid JSON at byte " + std::to_string(read) + ": " + error.message(),
+                    error == boost::json::error::incomplete);
   }
 }
 

@@ -39,7 +39,14 @@ class JsonDocument;
 // A text that is not one valid JSON document; says at which byte and why.
 class JsonError : public CheckError {
  public:
-  using CheckError::CheckError;
+  JsonError(const std::string& what, bool is_truncated)
+      : CheckError(what), is_truncated_(is_truncated) {}
+
+  // Whether the text only ends too early.
+  bool is_truncated() const { return is_truncated_; }
+
+ private:
+  bool is_truncated_;
 };
 
 // The member names that objects share, and where each name's value stands.

@@ -48,11 +48,15 @@ class OutputStream {
   // `fd` stays the process's; `name` is for messages.
   OutputStream(int fd, std::string name) : fd_(fd), name_(std::move(name)) {}
 
+  // From now on messages go to another descriptor, which stays the caller's. Not to be called while
+  // others write.
+  void redirect(int fd) { fd_ = fd; }
+
   // Throws std::system_error if the descriptor cannot be written.
   void write(std::string_view message);
 
  private:
-  const int fd_;
+  int fd_;
   const std::string name_;
   Mutex mutex_;
 };

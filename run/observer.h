@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <exception>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <variant>
 
@@ -13,6 +14,16 @@
 #include "run/node_record.h"
 
 namespace zorbec {
+
+// What a loaded dump holds.
+struct DumpContent {
+  std::size_t entries = 0;
+  bool is_table = true;  // false: valid JSON, but no object at the top
+  // Entries that are not as the dump tools write them, and what is wrong with the first of them.
+  // The check takes most of them all the same, for something else than was meant.
+  std::size_t odd_entries = 0;
+  std::string first_odd;
+};
 
 // What a run tells whoever watches it. Views and references in an event are good only until
 // observe() returns.
@@ -34,15 +45,9 @@ struct NodesListed {
 struct NodeIgnored {
   std::string_view line;
 };
-// The run is over; `error` is empty if it completed.
-struct RunEnded {
-  std::string_view error;
-};
-
 enum class Phase { kDump, kVerification };
 struct PhaseStarted {
   Phase phase;
-  std::size_t workers;
 };
 struct PhaseEnded {
   Phase phase;
@@ -61,16 +66,16 @@ struct WorkerEnded {
 
 // What a worker turns to. Commands and failures up to the next step belong to it.
 enum class Step {
-  kPidbTool,     // the node dumps its interface truth database
-  kPidbFile,     // one class of it is fetched and loaded
-  kTunnels,      // whether GRE tunnels are configured
-  kKeys,         // expected keys are derived
-  kPmdb,         // the node dumps its programmed keys, which are fetched and loaded
-  kComparison,   // one class is compared
-  kLeaks,        // unclaimed keys are looked at
-  kRoutes,       // multicast routing entries are collected
-  kBuds,         // bud objects are collected
-  kHandles,      // the hardware's entries for the tunnels are collected
+  kPidbTool,    // the node dumps its interface truth database
+  kPidbFile,    // one class of it is fetched and loaded
+  kTunnels,     // is a GRE tunnel configured?
+  kKeys,        // expected keys are derived
+  kPmdb,        // the node dumps its programmed keys, which are fetched and loaded
+  kComparison,  // one class is compared
+  kLeaks,       // unclaimed keys are looked at
+  kRoutes,      // multicast routing entries are collected
+  kBuds,        // bud objects are collected
+  kHandles,     // the hardware's entries for the tunnels are collected
 };
 struct StepStarted {
   std::string_view node;
@@ -97,12 +102,7 @@ struct DumpLoaded {
   std::string_view path;
   std::size_t bytes;
   std::chrono::nanoseconds modified;  // time of the last change since 1970
-  std::size_t entries;
-  bool is_table;  // false: valid JSON, but no object at the top
-  // Entries that are not as the dump tools write them, and what is wrong with the first of them.
-  // The check takes most of them all the same, for something else than was meant.
-  std::size_t odd_entries;
-  std::string_view first_odd;
+  DumpContent content;
 };
 // Whether the running configuration holds GRE tunnels. `answer_bytes` is its size.
 struct TunnelsAsked {
@@ -111,20 +111,24 @@ struct TunnelsAsked {
   std::size_t answer_bytes;
 };
 
-// A class was compared with a node's programmed keys, to its end.
+// The scale mode was asked for, and the answer.
+struct ScaleModeProbed {
+  int scale_mode;
+};
+
+// The class of the step was compared with a node's programmed keys, to its end.
 struct ClassCompared {
   std::string_view node;
-  InterfaceClass intf_class;
   std::size_t expected;  // keys looked up
   std::size_t missing;   // of them
 };
 // All keys that no interface claimed were looked at.
 struct LeaksChecked {
   std::string_view node;
-  std::size_t programmed;      // keys of the node
-  std::size_t of_bundles;      // unclaimed, but the interface manager takes them for a bundle
-  std::size_t marked_in_dump;  // unclaimed, but marked `visited` by the dump itself
-  std::size_t leaked;
+  std::size_t programmed;          // keys of the node
+  std::size_t of_bundles = 0;      // unclaimed, but the interface manager takes them for a bundle
+  std::size_t marked_in_dump = 0;  // unclaimed, but marked `visited` by the dump itself
+  std::size_t leaked = 0;
 };
 // What a multicast collector found, be it all there is or not.
 struct EntriesCollected {
@@ -136,21 +140,23 @@ struct EntriesCollected {
 struct RoutesCompared {
   std::string_view address;
   std::size_t routes;
-  std::size_t uncompared;  // routes for which a route processor's hardware names another RIF
+  std::size_t uncompared = 0;  // routes for which a route processor's hardware names another RIF
 };
 
-// Findings, each told when it has been reported.
-struct MissingKey {
-  std::string_view node;  // whose hardware lacks it
-  InterfaceClass intf_class;
+// Findings, each told just before it is reported. `text` is what standard output will show, without
+// the line ends around it.
+struct MissingKey {        // in the class of the step
+  std::string_view node;   // whose hardware lacks it
   std::string_view owner;  // the node that reports the interface
   const InterfaceRecord& interface;
   const Integer& handle;
   const Integer& key;
+  std::string_view text;
 };
 struct LeakedKey {
   std::string_view node;
   const Integer& key;
+  std::string_view text;
 };
 enum class RouteFault {
   kProcessorHandle,  // the route processor's hardware holds another handle
@@ -165,15 +171,16 @@ struct FaultyRoute {
   std::uint32_t number;
   std::string_view rif;
   std::string_view mdt_handle;  // empty where the comparison did not come to it
+  std::string_view text;
 };
 
 }  // namespace event
 
 using Event =
     std::variant<event::RunStarted, event::RouterProbed, event::NodesListed, event::NodeIgnored,
-                 event::RunEnded, event::PhaseStarted, event::PhaseEnded, event::WorkerStarted,
-                 event::WorkerEnded, event::StepStarted, event::CommandStarted, event::CommandEnded,
-                 event::DumpLoaded, event::TunnelsAsked, event::ClassCompared, event::LeaksChecked,
+                 event::PhaseStarted, event::PhaseEnded, event::WorkerStarted, event::WorkerEnded,
+                 event::StepStarted, event::CommandStarted, event::CommandEnded, event::DumpLoaded,
+                 event::TunnelsAsked, event::ClassCompared, event::LeaksChecked,
                  event::EntriesCollected, event::RoutesCompared, event::MissingKey,
                  event::LeakedKey, event::FaultyRoute>;
 

@@ -17,6 +17,7 @@
 #include "run/error.h"
 #include "run/files.h"
 #include "run/log_stream.h"
+#include "run/observer.h"
 #include "run/paths.h"
 #include "run/run_state.h"
 #include "run/worker.h"
@@ -40,7 +41,10 @@ std::shared_ptr<LogStream> open_log(const std::string& path) {
 class Phase {
  public:
   // `announce` and `wait` begin the lines that name a worker in the logs.
-  Phase(std::string_view announce, std::string_view wait) : announce_(announce), wait_(wait) {}
+  Phase(event::Phase phase, std::string_view announce, std::string_view wait)
+      : phase_(phase), announce_(announce), wait_(wait) {
+    tell([&] { return event::PhaseStarted{phase_}; });
+  }
 
   // Announces a worker in its log, which is the one opened last, and starts it.
   void start(const std::shared_ptr<LogStream>& log, const std::string& node,
@@ -63,9 +67,11 @@ class Phase {
     // phase's log.
     for (const auto& worker : workers_) worker->log()->close();
     last_log->close();
+    tell([&] { return event::PhaseEnded{phase_}; });
   }
 
  private:
+  const event::Phase phase_;
   const std::string announce_;
   const std::string wait_;
   std::vector<std::unique_ptr<Worker>> workers_;
@@ -102,7 +108,7 @@ void check_interfaces(const NodeInfo& nodes) {
   for (const auto& [node, record] : nodes) declare_node(state, node);
   forget_renderings(state);
 
-  Phase dump("\nThread : ", "\nwaiting for pid ");
+  Phase dump(event::Phase::kDump, "\nThread : ", "\nwaiting for pid ");
   for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr& record) {
     dump.start(open_log(paths::node_log(node)), node, "dump_task",
                [node, record](LogStream& log) { dump_task(node, *record, log); });
@@ -110,7 +116,7 @@ void check_interfaces(const NodeInfo& nodes) {
   dump.join();
 
   // From here on the truth tables no longer change.
-  Phase verification("\nVerify Thread : ", "\nWaiting for pid ");
+  Phase verification(event::Phase::kVerification, "\nVerify Thread : ", "\nWaiting for pid ");
   for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr&) {
     verification.start(open_log(paths::node_log(node)), node, "verify",
                        [node](LogStream& log) { verify(node, log); });
@@ -142,7 +148,7 @@ void collect_multicast(const NodeInfo& nodes) {
     if (record->nodetype == "RP") route_processors.push_back(node);
   });
 
-  Phase dump("\nVerify Thread : ", "\nWaiting for pid ");
+  Phase dump(event::Phase::kDump, "\nVerify Thread : ", "\nWaiting for pid ");
   const RifReports reports(route_processors);
   for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr& record) {
     const std::shared_ptr<LogStream> log = open_log(paths::multicast_node_log(node));
@@ -156,7 +162,7 @@ void collect_multicast(const NodeInfo& nodes) {
 
 void check_multicast(const NodeInfo& nodes) {
   collect_multicast(nodes);
-  Phase verification("\nVerify Thread : ", "\nWaiting for pid ");
+  Phase verification(event::Phase::kVerification, "\nVerify Thread : ", "\nWaiting for pid ");
   const std::shared_ptr<LogStream> log = open_log(paths::kMulticastVerificationLog);
   // Announced under the name of the node visited last, reachable or not.
   if (nodes.empty()) throw CheckError("the node table is empty");
@@ -171,11 +177,14 @@ void remove_stale_gre_dump() {
 }
 
 void run(std::uint32_t mode) {
+  tell([&] { return event::RunStarted{mode}; });
   RunState& state = run_state();
   state.db_file.set(std::make_shared<UniqueFd>(create_fresh_file(paths::kCommandErrors)));
   state.router = get_router_type();
+  tell([&] { return event::RouterProbed{state.router}; });
   nodeinfo_init();
   const NodeInfo& nodes = get_list_of_vms();
+  tell([&] { return event::NodesListed{nodes}; });
   open_log(paths::kFirstLog);
   remove_stale_gre_dump();
   if (mode == 0) {

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "run/node_table_pattern.h"
+#include "run/observer.h"
 
 namespace zorbec {
 namespace {
@@ -33,6 +34,10 @@ void shut_down_run_state() {
 
 bool run_state_is_up() {
   return the_state() != nullptr;
+}
+
+Observer* the_observer() {
+  return run_state().observer;
 }
 
 }  // namespace zorbec

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "run/commands_in_flight.h"
 #include "run/dump_tables.h"
 #include "run/files.h"
 #include "run/log_stream.h"
@@ -17,6 +18,7 @@
 
 namespace zorbec {
 
+class Observer;
 struct NodeTablePattern;  // a std::regex, whose header would slow down every source that includes
                           // this
 
@@ -59,7 +61,12 @@ struct RunState {
   // blanks instead.
   std::shared_ptr<const NodeTablePattern> sh_plat_vm_regex;
 
+  CommandsInFlight commands_in_flight;
+
   OutputStream standard_output{STDOUT_FILENO, "standard output"};
+
+  // Who watches; belongs to whoever set it, before a run.
+  Observer* observer = nullptr;
 
   // Renderings for the verification logs, one for each interface truth table.
   SharedRendering physical_rendering;

@@ -5,6 +5,8 @@
 #include <system_error>
 #include <utility>
 
+#include "run/observer.h"
+
 namespace zorbec {
 namespace {
 
@@ -71,12 +73,25 @@ void Worker::run() noexcept {
       step();
     } catch (const std::exception& error) {
       if (!failed) report_error({"node ", node_, ": ", task_name_, ": ", error.what()});
+      if (!failed) tell_end(&error);
       failed = true;
     }
   };
-  attempt([this] { task_(*log_); });
+  attempt([this] {
+    tell([this] { return event::WorkerStarted{node_, task_name_}; });
+    task_(*log_);
+  });
   attempt([this] { log_->flush(); });
+  if (!failed) tell_end(nullptr);
   ended_ = true;
+}
+
+void Worker::tell_end(const std::exception* error) const noexcept {
+  try {
+    tell([&] { return event::WorkerEnded{node_, task_name_, error}; });
+  } catch (const std::exception& failure) {
+    report_error({"node ", node_, ": ", task_name_, ": ", failure.what()});
+  }
 }
 
 }  // namespace zorbec

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -36,6 +37,7 @@ class Worker {
 
  private:
   void run() noexcept;
+  void tell_end(const std::exception* error) const noexcept;
 
   const unsigned number_;  // counts the workers of the process, from 1
   const std::string node_;

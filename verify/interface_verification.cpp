@@ -1,12 +1,15 @@
 #include "verify/interface_verification.h"
 
 #include <array>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string_view>
 
 #include "keys/interface_records.h"
 #include "run/integer.h"
+#include "run/interface_class.h"
+#include "run/observer.h"
 #include "run/run_state.h"
 #include "run/table_rendering.h"
 #include "verify/finding.h"
@@ -15,7 +18,8 @@
 namespace zorbec {
 namespace {
 
-struct InterfaceClass {
+struct ClassSection {
+  InterfaceClass intf_class;
   std::string_view heading;
   std::string_view table_label;
   InterfaceTables RunState::*table;
@@ -23,21 +27,21 @@ struct InterfaceClass {
   std::string_view result_label;
 };
 
-constexpr std::array<InterfaceClass, 6> kClasses = {{
-    {"\nphysical intf verification\n", "pidb_physical_ifh is :\n", &RunState::pidb_physical_ifh,
-     &RunState::physical_rendering, "\n Physical intf Result is : "},
-    {"\nphysical sub intf verification\n", "pidb_physical_subifh is :\n",
-     &RunState::pidb_physical_subifh, &RunState::physical_sub_rendering,
-     "\nPhysical sub intf Result is : "},
-    {"\nbundle intf verification\n", "pidb_bundle_ifh is :\n", &RunState::pidb_bundle_ifh,
-     &RunState::bundle_rendering, "\nBundle intf Result is : "},
+constexpr std::array<ClassSection, 6> kSections = {{
+    {InterfaceClass::kPhysical, "\nphysical intf verification\n", "pidb_physical_ifh is :\n",
+     &RunState::pidb_physical_ifh, &RunState::physical_rendering, "\n Physical intf Result is : "},
+    {InterfaceClass::kPhysicalSubif, "\nphysical sub intf verification\n",
+     "pidb_physical_subifh is :\n", &RunState::pidb_physical_subifh,
+     &RunState::physical_sub_rendering, "\nPhysical sub intf Result is : "},
+    {InterfaceClass::kBundle, "\nbundle intf verification\n", "pidb_bundle_ifh is :\n",
+     &RunState::pidb_bundle_ifh, &RunState::bundle_rendering, "\nBundle intf Result is : "},
     // Labelled like the bundle result on purpose: readers of the log know it under this label.
-    {"\nbundle sub intf verification\n", "pidb_bundle_subifh is :\n", &RunState::pidb_bundle_subifh,
-     &RunState::bundle_sub_rendering, "\nBundle intf Result is : "},
-    {"\nbvi intf verification\n", "pidb_bvi_ifh is :\n", &RunState::pidb_bvi_ifh,
-     &RunState::bvi_rendering, "\nBVI intf Result is : "},
-    {"\ngre intf verification\n", "pidb_gre_ifh is :\n", &RunState::pidb_gre_ifh,
-     &RunState::gre_rendering, "\nGRE intf Result is : "},
+    {InterfaceClass::kBundleSubif, "\nbundle sub intf verification\n", "pidb_bundle_subifh is :\n",
+     &RunState::pidb_bundle_subifh, &RunState::bundle_sub_rendering, "\nBundle intf Result is : "},
+    {InterfaceClass::kBvi, "\nbvi intf verification\n", "pidb_bvi_ifh is :\n",
+     &RunState::pidb_bvi_ifh, &RunState::bvi_rendering, "\nBVI intf Result is : "},
+    {InterfaceClass::kGre, "\ngre intf verification\n", "pidb_gre_ifh is :\n",
+     &RunState::pidb_gre_ifh, &RunState::gre_rendering, "\nGRE intf Result is : "},
 }};
 
 void write_key_map(const PmdbTable& pmdb, LogStream& log) {
@@ -59,11 +63,14 @@ void claim_by_handle(const InterfaceRecord& record, PmdbTable& pmdb, LogStream& 
   pmdb.set_visited(*entry);
 }
 
-void report_missing(const InterfaceRecord& record, const Integer& key, const std::string& nodename,
-                    LogStream& log) {
+void report_missing(const InterfaceRecord& record, const std::string& owner, const Integer& key,
+                    const std::string& nodename, LogStream& log) {
+  const Integer handle = handle_of(record);
   const std::string finding = " PMDB Key " + key.message_hexadecimal() + " for ifh " +
-                              handle_of(record).message_hexadecimal() + " in node " + nodename;
-  report_finding("\nMissing" + finding + "\n", "\nMISSING" + finding, log);
+                              handle.message_hexadecimal() + " in node " + nodename;
+  const std::string text = "Missing" + finding;
+  tell([&] { return event::MissingKey{nodename, owner, record, handle, key, text}; });
+  report_finding("\n" + text + "\n", "\nMISSING" + finding, log);
 }
 
 }  // namespace
@@ -81,15 +88,19 @@ void verify(const std::string& nodename, LogStream& dl_fd) {
     dl_fd.write(std::string(label) + std::to_string(result));
     if (overall == 0) overall = result;
   };
-  for (const InterfaceClass& intf_class : kClasses) {
-    const InterfaceTables& table = state.*intf_class.table;
-    dl_fd.write(intf_class.heading);
-    dl_fd.write(intf_class.table_label);
-    dl_fd.write(*(state.*intf_class.rendering).get(table));
+  for (const ClassSection& section : kSections) {
+    tell([&] {
+      return event::StepStarted{nodename, event::Step::kComparison, section.intf_class};
+    });
+    const InterfaceTables& table = state.*section.table;
+    dl_fd.write(section.heading);
+    dl_fd.write(section.table_label);
+    dl_fd.write(*(state.*section.rendering).get(table));
     // Shown once, before anything in it is marked.
-    if (&intf_class == &kClasses.front()) write_key_map(*pmdb_dict, dl_fd);
-    write_result(intf_class.result_label, verify_intf_specific(table, *pmdb_dict, dl_fd, nodename));
+    if (&section == &kSections.front()) write_key_map(*pmdb_dict, dl_fd);
+    write_result(section.result_label, verify_intf_specific(table, *pmdb_dict, dl_fd, nodename));
   }
+  tell([&] { return event::StepStarted{nodename, event::Step::kLeaks, std::nullopt}; });
   dl_fd.write("\nChecking pmdb leaks: \n");
   write_result("\ncheck_pmdb_leak Result is : ", check_pmdb_leak(*pmdb_dict, dl_fd, nodename));
   dl_fd.write("\nOverall Result is : " + std::to_string(overall));
@@ -97,24 +108,27 @@ void verify(const std::string& nodename, LogStream& dl_fd) {
 
 int verify_intf_specific(const InterfaceTables& pidb_dict, PmdbTable& pmdb_dict, LogStream& dl_fd,
                          const std::string& nodename) {
-  int vis_res = 0;
+  std::size_t expected = 0;
+  std::size_t missing = 0;
   // All nodes' interfaces: every node's hardware has to know every interface of the router.
   for (const auto& [owner, table] : pidb_dict.nodes()) {
     table->require_object();
     for (std::uint32_t number = 0; number < table->document.size(); ++number) {
       const InterfaceRecord record(*table, number);
       const bool has_keys = for_each_expected_key(record, [&](const Integer& key) {
+        ++expected;
         if (const std::optional<std::uint32_t> entry = pmdb_dict.find(key)) {
           pmdb_dict.set_visited(*entry);
         } else {
-          report_missing(record, key, nodename, dl_fd);
-          vis_res = -1;
+          ++missing;
+          report_missing(record, owner, key, nodename, dl_fd);
         }
       });
       if (!has_keys) claim_by_handle(record, pmdb_dict, dl_fd);
     }
   }
-  return vis_res;
+  tell([&] { return event::ClassCompared{nodename, expected, missing}; });
+  return missing == 0 ? 0 : -1;
 }
 
 }  // namespace zorbec

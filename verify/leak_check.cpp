@@ -6,6 +6,7 @@
 #include "run/command_runner.h"
 #include "run/error.h"
 #include "run/integer.h"
+#include "run/observer.h"
 #include "run/text_lines.h"
 #include "verify/finding.h"
 
@@ -30,24 +31,33 @@ bool is_plain_word(std::string_view text) {
 
 }  // namespace
 
-int check_pmdb_leak(const PmdbTable& pmdb_dict, LogStream& dl_fd, const std::string& /*nodename*/) {
+int check_pmdb_leak(const PmdbTable& pmdb_dict, LogStream& dl_fd, const std::string& nodename) {
   pmdb_dict.require_object();
-  int leak = 0;
+  event::LeaksChecked told{nodename, pmdb_dict.size()};
   for (std::uint32_t entry = 0; entry < pmdb_dict.size(); ++entry) {
-    if (pmdb_dict.is_visited(entry)) continue;
+    if (pmdb_dict.is_visited(entry)) {
+      if (!pmdb_dict.is_claimed(entry)) ++told.marked_in_dump;
+      continue;
+    }
     const std::string_view key = pmdb_dict.name(entry);
     if (!is_plain_word(key))
       pmdb_dict.fail(entry, "is not a plain word, so nothing is asked for it");
-    if (check_if_bundle_without_member(key) == 0) continue;
+    if (check_if_bundle_without_member(key) == 0) {
+      ++told.of_bundles;
+      continue;
+    }
 
     const std::optional<Integer> value = Integer::from_decimal(key);
     if (!value) pmdb_dict.fail(entry, "is not a decimal number of at most 4,000 digits");
     const std::string finding = " PMDB Key " + value->message_hexadecimal() + " leaked !!!!!!";
+    ++told.leaked;
+    const std::string text = "ERROR" + finding;
+    tell([&] { return event::LeakedKey{nodename, *value, text}; });
     // In the log, entries follow one another on one line.
-    report_finding("ERROR" + finding + "\n", "ERROR!!!!!!" + finding, dl_fd);
-    leak = -1;
+    report_finding(text + "\n", "ERROR!!!!!!" + finding, dl_fd);
   }
-  return leak;
+  tell([&] { return told; });
+  return told.leaked == 0 ? 0 : -1;
 }
 
 int check_if_bundle_without_member(std::string_view ifh) {

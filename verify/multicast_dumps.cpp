@@ -1,6 +1,7 @@
 #include "verify/multicast_dumps.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <limits>
@@ -14,6 +15,7 @@
 #include "run/files.h"
 #include "run/integer.h"
 #include "run/multicast_tables.h"
+#include "run/observer.h"
 #include "run/run_state.h"
 #include "run/text_lines.h"
 
@@ -100,12 +102,22 @@ class Collection {
     write_all(file.get(), render(table_.nodes()), path);
   }
 
+  std::size_t size() const { return entries_.size(); }
+
  private:
   MulticastTable& table_;
   const std::string address_;
   MulticastEntries entries_;
   std::uint32_t number_ = std::numeric_limits<std::uint32_t>::max();  // the next one is 0
 };
+
+void tell_step(const std::string& nodename, event::Step step) {
+  tell([&] { return event::StepStarted{nodename, step, std::nullopt}; });
+}
+
+void tell_collected(const std::string& nodename, event::Step step, const Collection& entries) {
+  tell([&] { return event::EntriesCollected{nodename, step, entries.size()}; });
+}
 
 // The items of a line: what stands between commas followed by a blank.
 std::vector<std::string_view> split_items(std::string_view line) {
@@ -169,6 +181,7 @@ void mcast_dump_task(const std::string& nodename, const NodeRecord& node_info, L
 void check_mrib_dump(const std::string& nodeip, const std::string& nodename, LogStream& /*dl_fd*/) {
   RifReport report(nodename);
   if (nodeip == kNone) return;
+  tell_step(nodename, event::Step::kRoutes);
   create_fresh_file(kMribFile);  // stays empty if the collector fails
   const std::string command =
       "ssh  -o 'StrictHostKeyChecking=no' " + nodeip + " /pkg/bin/mcroute_print -cmd 0x9";
@@ -181,10 +194,12 @@ void check_mrib_dump(const std::string& nodeip, const std::string& nodename, Log
     }
   }
   entries.finish(kMribFile);
+  tell_collected(nodename, event::Step::kRoutes, entries);
 }
 
 void check_mdtbudobj_dump(const std::string& nodeip, const std::string& nodename,
                           LogStream& /*dl_fd*/) {
+  tell_step(nodename, event::Step::kBuds);
   create_fresh_file(kBudFile);
   const std::string command =
       "ssh  -o 'StrictHostKeyChecking=no' " + nodeip + " /pkg/bin/fwdobj_print -t 0xbe -l 0 -o b";
@@ -200,11 +215,12 @@ void check_mdtbudobj_dump(const std::string& nodeip, const std::string& nodename
     if (line.holds("tun_rif")) entries.set("rif", line.after("=>").hexadecimal(), line);
   }
   entries.finish(kBudFile);
+  tell_collected(nodename, event::Step::kBuds, entries);
 }
 
-void check_pmdb_dump(const std::string& nodeip, const std::string& /*nodename*/,
-                     LogStream& /*dl_fd*/) {
+void check_pmdb_dump(const std::string& nodeip, const std::string& nodename, LogStream& /*dl_fd*/) {
   if (nodeip == kNone) return;
+  tell_step(nodename, event::Step::kHandles);
   create_fresh_file(kPmdbFile);
   Collection entries(run_state().mcastpmdbkeys, nodeip);
   const std::string question =
@@ -225,6 +241,7 @@ void check_pmdb_dump(const std::string& nodeip, const std::string& /*nodename*/,
     }
   }
   entries.finish(kPmdbFile);
+  tell_collected(nodename, event::Step::kHandles, entries);
 }
 
 }  // namespace zorbec

@@ -6,6 +6,7 @@
 
 #include "run/error.h"
 #include "run/multicast_tables.h"
+#include "run/observer.h"
 #include "run/run_state.h"
 
 namespace zorbec {
@@ -46,21 +47,52 @@ bool is_contained(const std::string& text, std::string_view in) {
   return in.find(text) != std::string_view::npos;
 }
 
-void print(const std::string& finding) {
-  run_state().standard_output.write(finding + "\n");
-}
+// One routing entry, and what is said when a node has made something else of it.
+class Route {
+ public:
+  Route(const std::string& processor, const MulticastEntries& routes, std::uint32_t number)
+      : processor_(processor), number_(number), entry_("mribkeys", processor, routes, number) {}
 
-void print_inconsistent(const std::string& node, const Entry& mrib, std::string_view blanks) {
-  print("inconsistant data at node " + node + " rif:" + mrib.field("rif") +
-        ", mdt handle:" + std::string(blanks) + mrib.field("mdt_handle"));
-}
+  std::uint32_t number() const { return number_; }
+  const std::string& rif() const { return entry_.field("rif"); }
+  const std::string& mdt_handle() const { return entry_.field("mdt_handle"); }
 
-// Here a text that is part of another counts as equal, for both fields.
-void check_route_processor(const Entry& mrib, const Entry& pmdb, const std::string& rp_node) {
-  if (!is_contained(mrib.field("rif"), pmdb.field("rif"))) return;
-  if (is_contained(mrib.field("mdt_handle"), pmdb.field("pmdb_port_ifh"))) return;
+  // `blanks` stand between label and handle.
+  void report_inconsistent(event::RouteFault fault, const std::string& node,
+                           std::string_view blanks) const {
+    report(fault, node, mdt_handle(),
+           "inconsistant data at node " + node + " rif:" + rif() +
+               ", mdt handle:" + std::string(blanks) + mdt_handle());
+  }
+  void report_missing_bud(const std::string& node) const {
+    report(event::RouteFault::kMissingBud, node, {}, "Missing Key in mplsmdtbudobj " + rif());
+  }
+  void report_missing_handle(const std::string& node) const {
+    report(event::RouteFault::kMissingHandle, node, mdt_handle(),
+           "Missing Keys in PMDB rif: " + rif() + " port ifh: " + mdt_handle());
+  }
+
+ private:
+  void report(event::RouteFault fault, const std::string& node, std::string_view handle,
+              const std::string& text) const {
+    tell([&] { return event::FaultyRoute{fault, node, processor_, number_, rif(), handle, text}; });
+    run_state().standard_output.write(text + "\n");
+  }
+
+  const std::string& processor_;
+  std::uint32_t number_;
+  Entry entry_;
+};
+
+// Here a text that is part of another counts as equal, for both fields. False if the hardware names
+// another RIF, so that nothing was compared.
+bool check_route_processor(const Route& route, const Entry& pmdb, const std::string& rp_node) {
+  if (!is_contained(route.rif(), pmdb.field("rif"))) return false;
+  if (is_contained(route.mdt_handle(), pmdb.field("pmdb_port_ifh"))) return true;
   // Operators' scripts know this message with its 29 blanks, and the line cards' with one.
-  print_inconsistent(rp_node, mrib, "                             ");
+  route.report_inconsistent(event::RouteFault::kProcessorHandle, rp_node,
+                            "                             ");
+  return true;
 }
 
 const MulticastEntries& hardware_entries(const MulticastTable::Nodes& nodes,
@@ -71,25 +103,24 @@ const MulticastEntries& hardware_entries(const MulticastTable::Nodes& nodes,
 }
 
 // Here only the RIF of the bud object is compared by containment; the hardware's must be equal.
-void check_line_card(const Entry& mrib, const Entry& bud,
-                     const MulticastTable::Nodes& mcastpmdbkeys, std::uint32_t number,
-                     const std::string& lc_node) {
-  const std::string& rif = mrib.field("rif");
+void check_line_card(const Route& route, const Entry& bud,
+                     const MulticastTable::Nodes& mcastpmdbkeys, const std::string& lc_node) {
+  const std::string& rif = route.rif();
   if (!is_contained(rif, bud.field("rif"))) {
-    print("Missing Key in mplsmdtbudobj " + rif);
+    route.report_missing_bud(lc_node);
     return;
   }
   // Looked up only here: a card whose collector failed has no such entries, and what its bud
   // objects lack is reported all the same.
   const MulticastEntries& pmdb = hardware_entries(mcastpmdbkeys, lc_node);
-  if (!pmdb.contains(number)) {
-    print("Missing Keys in PMDB rif: " + rif + " port ifh: " + mrib.field("mdt_handle"));
+  if (!pmdb.contains(route.number())) {
+    route.report_missing_handle(lc_node);
     return;
   }
-  const Entry held("mcastpmdbkeys", lc_node, pmdb, number);
+  const Entry held("mcastpmdbkeys", lc_node, pmdb, route.number());
   const bool is_consistent =
-      held.field("rif") == rif && held.field("pmdb_port_ifh") == mrib.field("mdt_handle");
-  if (!is_consistent) print_inconsistent(lc_node, mrib, " ");
+      held.field("rif") == rif && held.field("pmdb_port_ifh") == route.mdt_handle();
+  if (!is_consistent) route.report_inconsistent(event::RouteFault::kCardHandle, lc_node, " ");
 }
 
 }  // namespace
@@ -107,18 +138,24 @@ void verify_mcast(LogStream& dl_fd) {
   for (const auto& [rp_node, routes] : mribkeys) {
     const MulticastEntries* const held = find_node(mcastpmdbkeys, rp_node);
     if (held == nullptr) continue;
+    event::RoutesCompared told{rp_node, routes.size()};
     for (const auto& [number, route] : routes) {
-      check_route_processor({"mribkeys", rp_node, routes, number},
-                            {"mcastpmdbkeys", rp_node, *held, number}, rp_node);
+      const bool is_compared = check_route_processor(
+          {rp_node, routes, number}, {"mcastpmdbkeys", rp_node, *held, number}, rp_node);
+      if (!is_compared) ++told.uncompared;
     }
+    tell([&] { return told; });
   }
   for (const auto& [lc_node, buds] : mplsmdtbudobj) {
+    event::RoutesCompared told{lc_node, 0};
     for (const auto& [rp_node, routes] : mribkeys) {
       for (const auto& [number, route] : routes) {
-        check_line_card({"mribkeys", rp_node, routes, number},
-                        {"mplsmdtbudobj", lc_node, buds, number}, mcastpmdbkeys, number, lc_node);
+        check_line_card({rp_node, routes, number}, {"mplsmdtbudobj", lc_node, buds, number},
+                        mcastpmdbkeys, lc_node);
+        ++told.routes;
       }
     }
+    tell([&] { return told; });
   }
 }
 

@@ -1,0 +1,297 @@
+#include "host/check_command.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/check_lock.h"
+#include "host/event_stream.h"
+#include "host/near_matches.h"
+#include "host/progress.h"
+#include "host/recorder.h"
+#include "host/report.h"
+#include "host/report_json.h"
+#include "host/summary.h"
+#include "host/verdicts.h"
+#include "host/watch.h"
+#include "host/worker_places.h"
+#include "run/error.h"
+#include "run/files.h"
+#include "run/log_stream.h"
+#include "run/run_driver.h"
+#include "run/run_state.h"
+
+namespace zorbec {
+namespace {
+
+constexpr const char* kLockFile = "/tmp/zorbec.lock";
+constexpr const char* kLastReport = "/tmp/zorbec_report.json";
+constexpr const char* kStandardOutput = "-";
+
+struct Options {
+  std::string what = "interfaces";
+  bool is_quiet = false;
+  std::size_t most_findings = SummaryStyle().most_findings;
+  std::string json;
+  std::string jsonl;
+  Selection selection;
+  bool shows_progress = false;
+  std::optional<double> deadline;  // seconds
+  bool waits = false;
+
+  std::vector<Check> checks() const {
+    if (what == "interfaces") return {Check::kInterfaces};
+    if (what == "multicast") return {Check::kMulticast};
+    return {Check::kInterfaces, Check::kMulticast};
+  }
+  // Whether a document has standard output for itself.
+  bool gives_document() const { return json == kStandardOutput || jsonl == kStandardOutput; }
+};
+
+std::string unknown_name(std::string_view what, const std::string& name,
+                         const std::vector<std::string>& known) {
+  const std::vector<std::string> near = near_matches(name, known);
+  return fmt::format("no {} {}; {} {}", what, in_quotes(name),
+                     near.empty() ? "there are" : "did you mean",
+                     fmt::join(near.empty() ? known : near, ", "));
+}
+
+void require_known(std::string_view what, const std::vector<std::string>& names,
+                   const std::vector<std::string>& known) {
+  for (const std::string& name : names) {
+    if (std::ranges::find(known, name) == known.end()) {
+      throw CLI::ValidationError(unknown_name(what, name, known));
+    }
+  }
+}
+
+void check_options(const Options& options) {
+  if (options.json == kStandardOutput && options.jsonl == kStandardOutput) {
+    throw CLI::ValidationError("--json and --jsonl cannot both have standard output");
+  }
+  std::vector<std::string> classes;
+  for (const Check check : options.checks()) {
+    for (const ReportClass of : classes_of(check)) classes.emplace_back(class_name(of));
+  }
+  require_known("class", options.selection.classes, classes);
+}
+
+// The time by the clock that the kernel stamps files with, which lags behind the finer one.
+std::chrono::nanoseconds file_time() {
+  timespec now{};
+  ::clock_gettime(CLOCK_REALTIME_COARSE, &now);
+  return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+}
+
+// One `check` from its options to its exit code.
+class CheckRun : public Observer {
+ public:
+  explicit CheckRun(Options options) : options_(std::move(options)), progress_(places_) {
+    if (!options_.jsonl.empty()) stream_.emplace(options_.jsonl);
+  }
+
+  int run() {
+    const auto started = std::chrono::system_clock::now();
+    const auto clock = std::chrono::steady_clock::now();
+    bring_up_run_state();
+    run_state().observer = this;
+    if (options_.is_quiet || options_.gives_document()) mute();
+    std::vector<RunFacts> runs;
+    {
+      const Watch watch(watch_options());
+      for (const Check check : options_.checks()) {
+        if (!runs.empty() && is_single_processor()) break;  // nothing to compare there
+        runs.push_back(run_check(check));
+      }
+    }
+    shut_down_run_state();
+    if (usage_error_) throw CLI::ValidationError(*usage_error_);
+
+    const int ended = ended_early_;
+    Report report = judge(std::move(runs), options_.selection,
+                          ended < 0 ? std::nullopt : std::optional(static_cast<Reason>(ended)));
+    report.started = started;
+    report.took = std::chrono::steady_clock::now() - clock;
+    if (stream_) stream_->end(report.verdict);
+    return put_out(report) ? exit_code(report.verdict) : exit_code(Verdict::kRunFailed);
+  }
+
+  void observe(const Event& event) override {
+    const Place place = places_.follow(event);
+    progress_.take(event);
+    recorder_->take(event, place);
+    if (stream_) stream_->take(event, place);
+    if (const auto* ignored = std::get_if<event::NodeIgnored>(&event)) {
+      ignored_nodes_ += ignored->line;
+    }
+    if (const auto* listed = std::get_if<event::NodesListed>(&event)) check_nodes(listed->nodes);
+  }
+
+ private:
+  void mute() {
+    null_ = UniqueFd(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+    if (null_.get() < 0) throw_errno("open", "/dev/null");
+    run_state().standard_output.redirect(null_.get());
+  }
+
+  WatchOptions watch_options() {
+    WatchOptions watch;
+    if (options_.deadline) {
+      watch.deadline = std::chrono::duration_cast<std::chrono::nanoseconds>(
+          std::chrono::duration<double>(*options_.deadline));
+    }
+    watch.is_terminal = ::isatty(STDERR_FILENO) == 1;
+    watch.shows_progress = watch.is_terminal || options_.shows_progress;
+    watch.status_line = [this] { return progress_.line(); };
+    watch.end_early = [this](Reason reason, int signal) {
+      ended_early_ = static_cast<int>(reason);
+      run_state().commands_in_flight.end(signal);
+    };
+    return watch;
+  }
+
+  RunFacts run_check(Check check) {
+    progress_.begin(check);
+    if (stream_) stream_->begin(check);
+    recorder_.emplace(check, file_time(), ended_early_);
+    std::string error;
+    const int status = run_zorbec(check == Check::kInterfaces ? 0 : 1, error);
+    RunFacts facts = recorder_->facts();
+    if (status != 0) {
+      facts.run_error = error;
+      if (!usage_error_) report_error({check_name(check), " check: run failed: ", error});
+    }
+    return facts;
+  }
+
+  bool is_single_processor() const { return zorbec::is_single_processor(run_state().router); }
+
+  // As soon as the names are known: a report about nobody must not cost a run.
+  void check_nodes(const NodeInfo& nodes) {
+    std::vector<std::string> known;
+    for (const auto& [name, record] : nodes) {
+      if (record->nodetype != kNone) known.push_back(name);
+    }
+    for (const std::string& ignored : recorder_->node_names()) {
+      if (std::ranges::find(known, ignored) == known.end()) known.push_back(ignored);
+    }
+    for (const std::string& name : options_.selection.nodes) {
+      if (std::ranges::find(known, name) != known.end()) continue;
+      usage_error_ = unknown_name("node", name, known);
+      throw CheckError(*usage_error_);
+    }
+  }
+
+  bool put_out(const Report& report) {
+    bool is_whole = true;
+    const auto attempt = [&](const auto& write) {
+      try {
+        write();
+      } catch (const std::exception& error) {
+        report_error({"the report is not whole: ", error.what()});
+        is_whole = false;
+      }
+    };
+    const std::string json = to_json(report);
+    attempt([&] {
+      const UniqueFd last = create_fresh_file(kLastReport);
+      write_all(last.get(), json, kLastReport);
+    });
+    if (options_.json == kStandardOutput) {
+      attempt([&] { write_all(STDOUT_FILENO, json, "standard output"); });
+    } else if (!options_.json.empty()) {
+      attempt([&] { write_file(options_.json, json); });
+    }
+    if (!options_.is_quiet && !options_.gives_document()) {
+      const SummaryStyle style{has_colour(), options_.most_findings};
+      attempt([&] { write_all(STDOUT_FILENO, "\n" + summarize(report, style), "standard output"); });
+    }
+    if (stream_ && !stream_->failure().empty()) {
+      report_error({"the events are not whole: ", stream_->failure()});
+      is_whole = false;
+    }
+    return is_whole;
+  }
+
+  static void write_file(const std::string& path, const std::string& text) {
+    const UniqueFd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    if (file.get() < 0) throw_errno("open", path);
+    write_all(file.get(), text, path);
+  }
+
+  static bool has_colour() {
+    const char* const no_colour = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    return ::isatty(STDOUT_FILENO) == 1 && (no_colour == nullptr || *no_colour == '\0') &&
+           (terminal == nullptr || std::string_view(terminal) != "dumb");
+  }
+
+  const Options options_;
+  WorkerPlaces places_;
+  Progress progress_;
+  std::optional<Recorder> recorder_;
+  std::optional<EventStream> stream_;
+  std::atomic<int> ended_early_{-1};
+  std::optional<std::string> usage_error_;
+  UniqueFd null_;
+};
+
+int check(const Options& options) {
+  const SignalsForWatch signals;
+  const CheckLock lock(kLockFile, [&](const std::string& who) {
+    static bool has_said = false;
+    if (options.waits && !std::exchange(has_said, true)) {
+      report_error({"waiting for another check to end: ", who});
+    }
+    return options.waits;
+  });
+  return CheckRun(options).run();
+}
+
+}  // namespace
+
+void add_check_command(CLI::App& app, int& exit_code) {
+  CLI::App* const command =
+      app.add_subcommand("check", "Check this router from its active route processor");
+  const auto options = std::make_shared<Options>();
+  command->add_option("WHAT", options->what, "interfaces, multicast or all")
+      ->check(CLI::IsMember({"interfaces", "multicast", "all"}))
+      ->capture_default_str();
+  command->add_flag("--quiet", options->is_quiet, "Nothing on standard output");
+  command
+      ->add_option("--max-findings", options->most_findings, "Rows of findings in the summary")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  command->add_option("--json", options->json,
+                      "The report as one JSON document in this file; -: standard output");
+  command->add_option("--jsonl", options->jsonl,
+                      "Events as they happen, one JSON object a line; -: standard output");
+  command->add_option("--node", options->selection.nodes, "Only this node in the report")
+      ->expected(1)
+      ->take_all();
+  command->add_option("--class", options->selection.classes, "Only this class in the report")
+      ->expected(1)
+      ->take_all();
+  command->add_flag("--progress", options->shows_progress,
+                    "Progress on standard error, though it is no terminal");
+  command->add_option("--deadline", options->deadline, "End the commands in flight after SECONDS")
+      ->check(CLI::PositiveNumber);
+  command->add_flag("--wait", options->waits, "Wait for another check here to end");
+  command->final_callback([options, &exit_code] {
+    check_options(*options);
+    exit_code = check(*options);
+  });
+}
+
+}  // namespace zorbec

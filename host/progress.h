@@ -1,0 +1,34 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <string>
+
+#include "host/report.h"
+#include "host/worker_places.h"
+#include "run/mutex.h"
+#include "run/observer.h"
+
+namespace zorbec {
+
+// Where a check stands, for a person who waits.
+class Progress {
+ public:
+  explicit Progress(const WorkerPlaces& places) : places_(places) {}
+
+  void begin(Check check);
+  void take(const Event& event);
+
+  // "interfaces, dump: 12 of 16 nodes done; waiting: 3 scp root@... (12 s), ..."
+  std::string line() const;
+
+ private:
+  const WorkerPlaces& places_;
+  mutable Mutex mutex_;
+  Check check_ ZORBEC_GUARDED_BY(mutex_) = Check::kInterfaces;
+  std::string phase_ ZORBEC_GUARDED_BY(mutex_) = "set-up";
+  std::size_t started_ ZORBEC_GUARDED_BY(mutex_) = 0;
+  std::size_t ended_ ZORBEC_GUARDED_BY(mutex_) = 0;
+};
+
+}  // namespace zorbec

@@ -1,0 +1,392 @@
+#include "host/recorder.h"
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+#include <type_traits>
+#include <utility>
+
+#include "run/commands_in_flight.h"
+#include "run/error.h"
+#include "run/integer.h"
+#include "run/json_document.h"
+#include "run/text_lines.h"
+
+namespace zorbec {
+namespace {
+
+constexpr int kSshFailed = 255;
+constexpr int kNotExecutable = 126;
+constexpr int kNotFound = 127;
+
+std::string_view step_name(event::Step step) {
+  switch (step) {
+    case event::Step::kPidbTool:
+      return "PIDB dump";
+    case event::Step::kPidbFile:
+      return "PIDB copy";
+    case event::Step::kTunnels:
+      return "GRE tunnels";
+    case event::Step::kKeys:
+      return "expected keys";
+    case event::Step::kPmdb:
+      return "PMDB dump";
+    case event::Step::kComparison:
+      return "comparison";
+    case event::Step::kLeaks:
+      return "leak check";
+    case event::Step::kRoutes:
+      return "routes";
+    case event::Step::kBuds:
+      return "bud objects";
+    case event::Step::kHandles:
+      return "PMDB handles";
+  }
+  return {};
+}
+
+std::string where(const Place& place) {
+  if (!place.step) return place.task.empty() ? "set-up" : place.task;
+  std::string text(step_name(*place.step));
+  if (place.intf_class) text += " of " + std::string(class_name(*place.intf_class));
+  return text;
+}
+
+bool has_failed(int status) {
+  return status > 0;
+}
+
+// An interface manager that knows no such handle may say so with its status; only if it could not
+// be asked at all is there no answer.
+bool was_not_asked(int status) {
+  return WIFSIGNALED(status) || WEXITSTATUS(status) == kNotExecutable ||
+         WEXITSTATUS(status) == kNotFound;
+}
+
+bool goes_to_node(std::string_view command) {
+  return command.starts_with("ssh ") || command.starts_with("scp ");
+}
+
+Problem problem_of(const event::CommandEnded& ended, const Place& place) {
+  const bool is_lost = goes_to_node(ended.command) && WIFEXITED(ended.status) &&
+                       WEXITSTATUS(ended.status) == kSshFailed;
+  const std::string how = WIFSIGNALED(ended.status)
+                              ? "signal " + std::to_string(WTERMSIG(ended.status))
+                              : "status " + std::to_string(WEXITSTATUS(ended.status));
+  return {is_lost ? Reason::kUnreachable : Reason::kCommandFailed, where(place),
+          how + " of: " + std::string(ended.command)};
+}
+
+std::string dump_name(std::optional<InterfaceClass> intf_class) {
+  if (!intf_class) return "pmdb";
+  constexpr std::array<std::string_view, 6> kNames = {"pidb_physical", "pidb_physical_subif",
+                                                      "pidb_bundle",   "pidb_bundle_subif",
+                                                      "pidb_bvi_intf", "pidb_gre_intf"};
+  return std::string(kNames[static_cast<std::size_t>(*intf_class)]);
+}
+
+std::string age(std::chrono::nanoseconds before_start) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(before_start).count();
+  if (seconds >= 2 * 86400) return std::to_string(seconds / 86400) + " days";
+  if (seconds >= 2 * 3600) return std::to_string(seconds / 3600) + " hours";
+  if (seconds >= 120) return std::to_string(seconds / 60) + " minutes";
+  return std::to_string(seconds) + " seconds";
+}
+
+std::string_view fault_kind(event::RouteFault fault) {
+  switch (fault) {
+    case event::RouteFault::kProcessorHandle:
+      return "route-handle";
+    case event::RouteFault::kMissingBud:
+      return "missing-bud";
+    case event::RouteFault::kMissingHandle:
+      return "missing-handle";
+    case event::RouteFault::kCardHandle:
+      return "card-handle";
+  }
+  return {};
+}
+
+std::string interface_name(const InterfaceRecord& interface) {
+  if (!interface.value().is_object()) return {};
+  const std::optional<JsonValue> name = interface.find("name");
+  return name && name->kind() == JsonKind::kText ? std::string(name->text()) : std::string();
+}
+
+}  // namespace
+
+Recorder::Recorder(Check check, std::chrono::nanoseconds started) : started_(started) {
+  facts_.check = check;
+}
+
+void Recorder::take(const Event& event, const Place& place) {
+  const MutexLock lock(mutex_);
+  std::visit(
+      [&](const auto& told) ZORBEC_REQUIRES(mutex_) {
+        using Told = std::decay_t<decltype(told)>;
+        if constexpr (std::is_same_v<Told, event::RouterProbed>) {
+          facts_.model_code = told.model;
+        } else if constexpr (std::is_same_v<Told, event::NodesListed>) {
+          take_nodes(told.nodes);
+        } else if constexpr (std::is_same_v<Told, event::NodeIgnored>) {
+          take_ignored(told.line);
+        } else if constexpr (std::is_same_v<Told, event::WorkerStarted>) {
+          if (told.task != "verify_mcast") node(told.node).has_worker = true;
+        } else if constexpr (std::is_same_v<Told, event::WorkerEnded>) {
+          take_end(told, place);
+        } else if constexpr (std::is_same_v<Told, event::CommandEnded>) {
+          take_command(told, place);
+        } else if constexpr (std::is_same_v<Told, event::DumpLoaded>) {
+          take_dump(told);
+        } else if constexpr (std::is_same_v<Told, event::TunnelsAsked>) {
+          node(told.node).has_tunnels = told.are_configured;
+          if (told.answer_bytes == 0) {
+            problems_at(place).push_back(
+                {Reason::kEmpty, where(place), "the running configuration came back empty"});
+          }
+        } else if constexpr (std::is_same_v<Told, event::ScaleModeProbed>) {
+          facts_.scale_mode = told.scale_mode;
+        } else if constexpr (std::is_same_v<Told, event::ClassCompared>) {
+          if (place.intf_class) {
+            node(told.node).classes[static_cast<std::size_t>(*place.intf_class)].expected =
+                told.expected;
+          }
+        } else if constexpr (std::is_same_v<Told, event::LeaksChecked>) {
+          node(told.node).leaks = told;
+        } else if constexpr (std::is_same_v<Told, event::EntriesCollected>) {
+          if (told.step == event::Step::kRoutes) node(told.node).routes = told.entries;
+          if (told.step == event::Step::kBuds) node(told.node).buds = told.entries;
+        } else if constexpr (std::is_same_v<Told, event::RoutesCompared>) {
+          NodeFacts& compared = node_at(told.address);
+          compared.routes_compared = told.routes;
+          compared.routes_uncompared = told.uncompared;
+        } else if constexpr (std::is_same_v<Told, event::MissingKey>) {
+          take_missing(told, place);
+        } else if constexpr (std::is_same_v<Told, event::LeakedKey>) {
+          take_leaked(told);
+        } else if constexpr (std::is_same_v<Told, event::FaultyRoute>) {
+          take_route(told);
+        }
+      },
+      event);
+}
+
+RunFacts Recorder::facts() {
+  const MutexLock lock(mutex_);
+  return std::move(facts_);
+}
+
+void Recorder::take_nodes(const NodeInfo& nodes) {
+  // Lines that were passed over came first, but stand behind the others.
+  std::vector<NodeFacts> ignored = std::exchange(facts_.nodes, {});
+  by_name_.clear();
+  facts_.knows_nodes = true;
+  for (const auto& [name, record] : nodes) {
+    // A slot that the node table did not name has no node. A record without a type is the one of a
+    // single-processor model.
+    if (record->nodetype == kNone) continue;
+    NodeFacts& facts = node(name);
+    facts.address = record->nodeip.value_or("");
+    facts.type = record->nodetype.value_or("");
+    facts.role = record->act_standby.value_or("");
+    facts.dumps_pidb = record->pidb_dump.value_or(0) != 0;
+    if (facts.address == kNone) {
+      const Problem no_address{Reason::kUnreachable, "node table", "the node has no address"};
+      facts.pidb.push_back(no_address);
+      facts.pmdb.push_back(no_address);
+      facts.multicast.push_back(no_address);
+    }
+  }
+  for (NodeFacts& passed_over : ignored) {
+    if (!by_name_.contains(passed_over.name)) node(passed_over.name) = std::move(passed_over);
+  }
+}
+
+void Recorder::take_ignored(std::string_view line) {
+  const std::vector<std::string_view> fields = split_at_whitespace(line);
+  const std::string_view full_name = fields.front();
+  const std::string_view rest =
+      full_name.substr(std::min(full_name.find('/') + 1, full_name.size()));
+  NodeFacts& facts = node(rest.substr(0, rest.find('/')));
+  if (fields.size() > 1) facts.type = fields[1];
+  const Problem out_of_service{Reason::kUnreachable, "node table",
+                               "neither active nor standby: " + in_quotes(line)};
+  facts.dumps_pidb = facts.type != "RP";
+  facts.pidb = facts.pmdb = facts.multicast = {out_of_service};
+}
+
+void Recorder::take_command(const event::CommandEnded& ended, const Place& place) {
+  ++facts_.commands;
+  if (place.node.empty() && ended.output_bytes == 0) {
+    facts_.set_up.push_back(
+        {Reason::kEmpty, "set-up", "no answer from: " + std::string(ended.command)});
+  }
+  if (!has_failed(ended.status)) return;
+  if (place.step == event::Step::kLeaks && !was_not_asked(ended.status)) return;
+  ++facts_.commands_failed;
+  problems_at(place).push_back(problem_of(ended, place));
+}
+
+void Recorder::take_dump(const event::DumpLoaded& loaded) {
+  NodeFacts& facts = node(loaded.node);
+  DumpFile file{.name = dump_name(loaded.intf_class),
+                .path = std::string(loaded.path),
+                .bytes = loaded.bytes,
+                .entries = loaded.content.entries,
+                .modified = loaded.modified,
+                .is_stale = loaded.modified < started_};
+  Problems* problems = &facts.pmdb;
+  if (loaded.intf_class) {
+    ClassFacts& of_class = facts.classes[static_cast<std::size_t>(*loaded.intf_class)];
+    of_class.interfaces = loaded.content.entries;
+    problems = &of_class.problems;
+  } else {
+    facts.programmed = loaded.content.entries;
+  }
+  const auto add = [&](Reason reason, const std::string& what) {
+    problems->push_back({reason, file.name, file.path + " " + what});
+  };
+  if (file.is_stale)
+    add(Reason::kStale, "is older than this run by " + age(started_ - file.modified));
+  if (loaded.bytes == 0) {
+    add(Reason::kEmpty, "is empty");
+  } else if (!loaded.content.is_table) {
+    add(Reason::kWrongShape, "holds no table");
+  } else if (!loaded.intf_class && loaded.content.entries == 0) {
+    add(Reason::kEmpty, "holds no key at all");
+  }
+  if (loaded.content.odd_entries > 0) {
+    add(Reason::kWrongShape, "has " + std::to_string(loaded.content.odd_entries) +
+                                 " entries that no dump tool writes: " + loaded.content.first_odd);
+  }
+  facts.dumps.push_back(std::move(file));
+}
+
+void Recorder::take_end(const event::WorkerEnded& ended, const Place& place) {
+  if (ended.error == nullptr) return;
+  const Problem problem{reason_of(*ended.error), where(place), ended.error->what()};
+  if (ended.task == "verify_mcast") {
+    facts_.multicast_verification.push_back(problem);
+  } else if (!place.step) {
+    NodeFacts& facts = node(ended.node);
+    for (Problems* const problems : {&facts.pidb, &facts.pmdb, &facts.multicast}) {
+      problems->push_back(problem);
+    }
+  } else {
+    problems_at(place).push_back(problem);
+  }
+}
+
+void Recorder::take_missing(const event::MissingKey& missing, const Place& place) {
+  const auto report_class =
+      static_cast<ReportClass>(place.intf_class.value_or(InterfaceClass::kPhysical));
+  const std::string handle = missing.handle.hexadecimal();
+  const std::string key = missing.key.hexadecimal();
+  const std::string id = "missing-key/" + std::string(missing.node) + "/" +
+                         std::string(class_name(report_class)) + "/" + handle + "/" + key;
+  const auto [found, is_new] = facts_.findings.try_emplace(id);
+  Finding& finding = found->second;
+  ++finding.times;
+  if (is_new) {
+    finding.id = id;
+    finding.kind = "missing-key";
+    finding.check = facts_.check;
+    finding.node = missing.node;
+    finding.report_class = report_class;
+    finding.key = key;
+    finding.interface = {handle, interface_name(missing.interface), {}};
+    finding.text = missing.text;
+  }
+  std::vector<std::string>& owners = finding.interface->owners;
+  if (owners.empty() || owners.back() != missing.owner) owners.emplace_back(missing.owner);
+}
+
+void Recorder::take_leaked(const event::LeakedKey& leaked) {
+  const std::string key = leaked.key.hexadecimal();
+  const std::string id = "leaked-key/" + std::string(leaked.node) + "/" + key;
+  Finding& finding = facts_.findings[id];
+  ++finding.times;
+  finding.id = id;
+  finding.kind = "leaked-key";
+  finding.check = facts_.check;
+  finding.node = leaked.node;
+  finding.report_class = ReportClass::kLeak;
+  finding.key = key;
+  finding.text = leaked.text;
+}
+
+void Recorder::take_route(const event::FaultyRoute& faulty) {
+  const std::string kind(fault_kind(faulty.fault));
+  const std::string& at = node_at(faulty.address).name;
+  const std::string processor = node_at(faulty.processor).name;
+  const std::string id = kind + "/" + at + "/" + processor + "/" + std::to_string(faulty.number);
+  Finding& finding = facts_.findings[id];
+  ++finding.times;
+  finding.id = id;
+  finding.kind = kind;
+  finding.check = facts_.check;
+  finding.node = at;
+  finding.report_class = ReportClass::kMulticast;
+  finding.route = {faulty.number, processor, std::string(faulty.rif),
+                   std::string(faulty.mdt_handle)};
+  finding.text = faulty.text;
+}
+
+NodeFacts& Recorder::node(std::string_view name) {
+  const auto found = by_name_.find(name);
+  if (found != by_name_.end()) return facts_.nodes[found->second];
+  by_name_.emplace(name, facts_.nodes.size());
+  facts_.nodes.emplace_back().name = name;
+  return facts_.nodes.back();
+}
+
+NodeFacts& Recorder::node_at(std::string_view address) {
+  const auto found = std::ranges::find(facts_.nodes, address, &NodeFacts::address);
+  return found == facts_.nodes.end() ? node(address) : *found;
+}
+
+Problems& Recorder::problems_at(const Place& place) {
+  if (place.node.empty()) return facts_.set_up;
+  NodeFacts& facts = node(place.node);
+  if (!place.step) return facts.verification;
+  switch (*place.step) {
+    case event::Step::kPidbTool:
+    case event::Step::kKeys:
+      return facts.pidb;
+    case event::Step::kPidbFile:
+      return place.intf_class ? facts.classes[static_cast<std::size_t>(*place.intf_class)].problems
+                              : facts.pidb;
+    case event::Step::kTunnels:
+      return facts.classes[static_cast<std::size_t>(InterfaceClass::kGre)].problems;
+    case event::Step::kPmdb:
+      return facts.pmdb;
+    case event::Step::kComparison:
+      return facts.verification;
+    case event::Step::kLeaks:
+      return facts.leak_questions;
+    case event::Step::kRoutes:
+    case event::Step::kBuds:
+    case event::Step::kHandles:
+      return facts.multicast;
+  }
+  return facts.verification;
+}
+
+Reason Recorder::reason_of(const std::exception& error) const {
+  if (dynamic_cast<const Interrupted*>(&error) != nullptr) {
+    const int reason = ended_early_;
+    return reason < 0 ? Reason::kInterrupted : static_cast<Reason>(reason);
+  }
+  if (const auto* json = dynamic_cast<const JsonError*>(&error)) {
+    return json->is_truncated() ? Reason::kTruncated : Reason::kNotJson;
+  }
+  if (const auto* system = dynamic_cast<const std::system_error*>(&error)) {
+    return system->code().value() == ENOENT ? Reason::kCopyMissing : Reason::kWorkerEnded;
+  }
+  if (dynamic_cast<const CheckError*>(&error) != nullptr) return Reason::kWrongShape;
+  return Reason::kWorkerEnded;
+}
+
+}  // namespace zorbec

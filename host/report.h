@@ -1,0 +1,181 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zorbec {
+
+// What a check says in the end: plain data, from which the summary and the JSON document are
+// written. Everything in it stands in a fixed order.
+
+enum class Check { kInterfaces, kMulticast };
+std::string_view check_name(Check check);
+
+// The columns of the report: six classes of interfaces, the keys that belong to none, and the
+// multicast state.
+enum class ReportClass {
+  kPhysical,
+  kPhysicalSubif,
+  kBundle,
+  kBundleSubif,
+  kBvi,
+  kGre,
+  kLeak,
+  kMulticast
+};
+inline constexpr std::size_t kReportClasses = 8;
+std::string_view class_name(ReportClass report_class);
+// The classes that a check speaks of.
+std::vector<ReportClass> classes_of(Check check);
+
+// Why something was not verified.
+enum class Reason {
+  kUnreachable,
+  kCommandFailed,
+  kCopyMissing,
+  kEmpty,
+  kStale,
+  kTruncated,
+  kNotJson,
+  kWrongShape,
+  kWorkerEnded,
+  kNothingToCompare,
+  kInterrupted,
+  kDeadline
+};
+std::string_view reason_text(Reason reason);
+
+enum class Verdict {
+  kConsistent,
+  kInconsistent,
+  kNotVerified,
+  kNone,      // nobody has anything of that class
+  kByDesign,  // is never checked there
+  kRunFailed  // of a whole report only
+};
+std::string_view verdict_text(Verdict verdict);
+
+// Something that went wrong on the way to a verdict.
+struct Problem {
+  Reason reason = Reason::kWorkerEnded;
+  std::string where;  // a dump, a tool, a step
+  std::string detail;
+};
+
+// One local copy that was read.
+struct DumpFile {
+  std::string name;  // "pidb_physical"
+  std::string path;
+  std::size_t bytes = 0;
+  std::size_t entries = 0;
+  std::chrono::nanoseconds modified{};  // since 1970
+  bool is_stale = false;
+};
+
+// The verdict on one class of one node.
+struct Cell {
+  ReportClass report_class = ReportClass::kPhysical;
+  Verdict verdict = Verdict::kNotVerified;
+  std::optional<Reason> reason;  // of kNotVerified
+  std::string detail;
+  std::size_t compared = 0;     // expected keys, programmed keys or routes
+  std::size_t findings = 0;     // lines on standard output, confirmed
+  std::size_t unconfirmed = 0;  // and those that rest on something not verified
+};
+
+struct NodeReport {
+  std::string name;
+  std::string address;
+  std::string type;  // empty: not known
+  std::string role;  // "Active", "Standby", empty
+  bool is_reached = false;
+  Verdict verdict = Verdict::kNotVerified;
+  std::vector<Problem> problems;
+  std::vector<DumpFile> dumps;
+  std::vector<Cell> cells;
+};
+
+struct Finding {
+  std::string id;
+  std::string kind;
+  Check check = Check::kInterfaces;
+  std::string node;
+  ReportClass report_class = ReportClass::kPhysical;
+  std::string key;  // empty: of a route
+  struct Interface {
+    std::string handle;
+    std::string name;  // empty: the record has none
+    std::vector<std::string> owners;
+  };
+  std::optional<Interface> interface;
+  struct Route {
+    std::uint32_t number = 0;
+    std::string processor;
+    std::string rif;
+    std::string mdt_handle;  // empty: not compared
+  };
+  std::optional<Route> route;
+  bool is_confirmed = false;
+  std::size_t times = 0;
+  std::string text;
+};
+
+// The same for the same finding of another run.
+std::string fingerprint(std::string_view finding_id);
+
+struct NotLookedAt {
+  std::string node;                         // empty: everywhere
+  std::optional<ReportClass> report_class;  // empty: all of the node
+  bool is_by_design = false;
+  std::optional<Reason> reason;
+  std::string detail;
+};
+
+struct Coverage {
+  std::size_t nodes = 0;
+  std::size_t nodes_reached = 0;
+  std::size_t interfaces = 0;
+  std::size_t expected_keys = 0;
+  std::size_t programmed_keys = 0;
+  std::size_t routes = 0;
+  std::size_t dumps_failed = 0;
+  std::size_t commands = 0;
+  std::size_t commands_failed = 0;
+};
+
+struct RunError {
+  Check check = Check::kInterfaces;
+  std::string error;
+};
+
+// What a report is limited to; empty: no limit.
+struct Selection {
+  std::vector<std::string> nodes;
+  std::vector<std::string> classes;
+};
+
+struct Report {
+  std::chrono::system_clock::time_point started;
+  std::chrono::nanoseconds took{};
+  std::vector<Check> checks;
+  Selection selection;
+  Verdict verdict = Verdict::kNotVerified;
+  std::optional<Reason> ended_early;  // kInterrupted or kDeadline
+  std::vector<RunError> run_errors;
+  std::optional<int> model_code;
+  std::optional<int> scale_mode;
+  Coverage coverage;
+  std::vector<NodeReport> nodes;
+  std::vector<Finding> findings;
+  std::vector<NotLookedAt> not_looked_at;
+};
+
+int exit_code(Verdict verdict);
+
+}  // namespace zorbec

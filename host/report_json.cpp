@@ -1,0 +1,154 @@
+#include "host/report_json.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+namespace zorbec {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json or_null(const std::string& text) {
+  return text.empty() ? Json() : Json(text);
+}
+template <typename T>
+Json or_null(const std::optional<T>& value) {
+  return value ? Json(*value) : Json();
+}
+Json or_null(const std::optional<Reason>& reason) {
+  return reason ? Json(reason_text(*reason)) : Json();
+}
+Json names_or_null(const std::vector<std::string>& names) {
+  return names.empty() ? Json() : Json(names);
+}
+
+double seconds(std::chrono::nanoseconds time) {
+  return std::chrono::duration<double>(std::chrono::round<std::chrono::milliseconds>(time)).count();
+}
+
+template <typename T, typename Write>
+Json list_of(const std::vector<T>& values, Write write) {
+  Json list = Json::array();
+  for (const T& value : values) list.push_back(write(value));
+  return list;
+}
+
+Json problem_json(const Problem& problem) {
+  return {{"reason", reason_text(problem.reason)},
+          {"where", problem.where},
+          {"detail", problem.detail}};
+}
+
+Json dump_json(const DumpFile& dump) {
+  return {{"name", dump.name},         {"path", dump.path},
+          {"bytes", dump.bytes},       {"entries", dump.entries},
+          {"modified", utc_text(dump.modified)}, {"stale", dump.is_stale}};
+}
+
+Json cell_json(const Cell& cell) {
+  return {{"class", class_name(cell.report_class)},
+          {"verdict", verdict_text(cell.verdict)},
+          {"reason", or_null(cell.reason)},
+          {"detail", or_null(cell.detail)},
+          {"compared", cell.compared},
+          {"findings", cell.findings},
+          {"unconfirmed", cell.unconfirmed}};
+}
+
+Json node_json(const NodeReport& node) {
+  return {{"name", node.name},
+          {"address", or_null(node.address)},
+          {"type", or_null(node.type)},
+          {"role", or_null(node.role)},
+          {"reached", node.is_reached},
+          {"verdict", verdict_text(node.verdict)},
+          {"problems", list_of(node.problems, problem_json)},
+          {"dumps", list_of(node.dumps, dump_json)},
+          {"classes", list_of(node.cells, cell_json)}};
+}
+
+Json finding_json(const Finding& finding) {
+  Json json = {{"id", finding.id},
+               {"fingerprint", fingerprint(finding.id)},
+               {"kind", finding.kind},
+               {"check", check_name(finding.check)},
+               {"node", finding.node},
+               {"class", class_name(finding.report_class)},
+               {"key", or_null(finding.key)},
+               {"interface", nullptr}};
+  if (finding.interface) {
+    json["interface"] = {{"handle", finding.interface->handle},
+                         {"name", or_null(finding.interface->name)},
+                         {"owners", finding.interface->owners}};
+  }
+  if (finding.route) {
+    json["route"] = {{"number", finding.route->number},
+                     {"processor", finding.route->processor},
+                     {"rif", finding.route->rif},
+                     {"mdt_handle", or_null(finding.route->mdt_handle)}};
+  }
+  json["confirmed"] = finding.is_confirmed;
+  json["times"] = finding.times;
+  json["text"] = finding.text;
+  return json;
+}
+
+Json place_json(const NotLookedAt& place) {
+  return {{"node", or_null(place.node)},
+          {"class", place.report_class ? Json(class_name(*place.report_class)) : Json()},
+          {"by_design", place.is_by_design},
+          {"reason", or_null(place.reason)},
+          {"detail", place.detail}};
+}
+
+Json coverage_json(const Coverage& coverage) {
+  return {{"nodes", coverage.nodes},
+          {"nodes_reached", coverage.nodes_reached},
+          {"interfaces", coverage.interfaces},
+          {"expected_keys", coverage.expected_keys},
+          {"programmed_keys", coverage.programmed_keys},
+          {"routes", coverage.routes},
+          {"dumps_failed", coverage.dumps_failed},
+          {"commands", coverage.commands},
+          {"commands_failed", coverage.commands_failed}};
+}
+
+}  // namespace
+
+std::string utc_text(std::chrono::nanoseconds since_1970) {
+  const auto whole = std::chrono::floor<std::chrono::seconds>(since_1970);
+  return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(static_cast<std::time_t>(whole.count())));
+}
+
+std::string to_json(const Report& report) {
+  const Json json = {
+      {"format", "zorbec-report"},
+      {"version", 1},
+      {"checker", ZORBEC_VERSION},
+      {"started", utc_text(report.started.time_since_epoch())},
+      {"seconds", seconds(report.took)},
+      {"checks", list_of(report.checks, check_name)},
+      {"selection",
+       {{"nodes", names_or_null(report.selection.nodes)},
+        {"classes", names_or_null(report.selection.classes)}}},
+      {"verdict", verdict_text(report.verdict)},
+      {"exit_code", exit_code(report.verdict)},
+      {"ended_early", or_null(report.ended_early)},
+      {"run_errors", list_of(report.run_errors,
+                             [](const RunError& error) {
+                               return Json{{"check", check_name(error.check)},
+                                           {"error", error.error}};
+                             })},
+      {"router",
+       {{"model_code", or_null(report.model_code)}, {"scale_mode", or_null(report.scale_mode)}}},
+      {"coverage", coverage_json(report.coverage)},
+      {"nodes", list_of(report.nodes, node_json)},
+      {"findings", list_of(report.findings, finding_json)},
+      {"not_looked_at", list_of(report.not_looked_at, place_json)}};
+  // A text from a router may be no UTF-8.
+  return json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace zorbec

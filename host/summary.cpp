@@ -1,0 +1,322 @@
+#include "host/summary.h"
+
+#include <fmt/color.h>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <map>
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+namespace zorbec {
+namespace {
+
+constexpr std::array<std::string_view, kReportClasses> kHeadings = {
+    "port", "port-sub", "bundle", "bundle-sub", "BVI", "GRE", "leaks", "multicast"};
+constexpr std::size_t kKeysShown = 4;
+
+class Text {
+ public:
+  explicit Text(bool has_colour) : has_colour_(has_colour) {}
+
+  template <typename... T>
+  void line(fmt::format_string<T...> format, T&&... values) {
+    fmt::format_to(std::back_inserter(text_), format, std::forward<T>(values)...);
+    text_ += '\n';
+  }
+  std::string painted(std::string_view text, Verdict verdict) const {
+    return has_colour_ ? fmt::format(style_of(verdict), "{}", text) : std::string(text);
+  }
+  std::string take() { return std::move(text_); }
+
+ private:
+  static fmt::text_style style_of(Verdict verdict) {
+    switch (verdict) {
+      case Verdict::kConsistent:
+        return fmt::fg(fmt::terminal_color::green);
+      case Verdict::kInconsistent:
+      case Verdict::kRunFailed:
+        return fmt::fg(fmt::terminal_color::red) | fmt::emphasis::bold;
+      case Verdict::kNotVerified:
+        return fmt::fg(fmt::terminal_color::yellow);
+      case Verdict::kNone:
+      case Verdict::kByDesign:
+        return fmt::emphasis::faint;
+    }
+    return {};
+  }
+
+  const bool has_colour_;
+  std::string text_;
+};
+
+std::string cell_text(const Cell& cell) {
+  switch (cell.verdict) {
+    case Verdict::kConsistent:
+      return "ok";
+    case Verdict::kInconsistent:
+      return cell.report_class == ReportClass::kLeak        ? fmt::format("{} leaked", cell.findings)
+             : cell.report_class == ReportClass::kMulticast ? fmt::format("{} wrong", cell.findings)
+                                                            : fmt::format("{} missing", cell.findings);
+    case Verdict::kNotVerified:
+      return "?";
+    case Verdict::kNone:
+      return "none";
+    case Verdict::kByDesign:
+    case Verdict::kRunFailed:
+      return "-";
+  }
+  return {};
+}
+
+// A table with a heading; columns are as wide as what stands in them.
+class Table {
+ public:
+  struct Entry {
+    std::string text;
+    std::optional<Verdict> verdict;  // for its colour
+  };
+  using Row = std::vector<Entry>;
+
+  explicit Table(Row heading) : rows_{std::move(heading)} {}
+  void add(Row row) { rows_.push_back(std::move(row)); }
+
+  void write(Text& text) const {
+    std::vector<std::size_t> widths(rows_.front().size());
+    for (const Row& row : rows_) {
+      for (std::size_t at = 0; at < row.size(); ++at) {
+        widths[at] = std::max(widths[at], row[at].text.size());
+      }
+    }
+    for (const Row& row : rows_) {
+      std::string line;
+      for (std::size_t at = 0; at < row.size(); ++at) {
+        const Entry& entry = row[at];
+        line += "  ";
+        line += entry.verdict ? text.painted(entry.text, *entry.verdict) : entry.text;
+        if (at + 1 < row.size()) line.append(widths[at] - entry.text.size(), ' ');
+      }
+      text.line("{}", line);
+    }
+  }
+
+ private:
+  std::vector<Row> rows_;
+};
+
+void write_nodes(const Report& report, Text& text) {
+  if (report.nodes.empty()) {
+    text.line("No node was checked.");
+    return;
+  }
+  // Checks speak of the same nodes, but one that failed early may lack some of them.
+  std::vector<ReportClass> classes;
+  for (const NodeReport& node : report.nodes) {
+    for (const Cell& cell : node.cells) classes.push_back(cell.report_class);
+  }
+  std::ranges::sort(classes);
+  classes.erase(std::unique(classes.begin(), classes.end()), classes.end());
+
+  Table::Row heading = {{"node", {}}, {"verdict", {}}};
+  for (const ReportClass of : classes) {
+    heading.push_back({std::string(kHeadings[static_cast<std::size_t>(of)]), {}});
+  }
+  Table table(std::move(heading));
+  for (const NodeReport& node : report.nodes) {
+    Table::Row row = {{node.name, {}}, {std::string(verdict_text(node.verdict)), node.verdict}};
+    for (const ReportClass of : classes) {
+      const auto cell = std::ranges::find(node.cells, of, &Cell::report_class);
+      row.push_back(cell == node.cells.end() ? Table::Entry{"?", Verdict::kNotVerified}
+                                             : Table::Entry{cell_text(*cell), cell->verdict});
+    }
+    table.add(std::move(row));
+  }
+  table.write(text);
+}
+
+// Findings that have one cause: keys of one interface that are missing on the same nodes, or one key
+// that is left over on several.
+struct FoldedFinding {
+  const Finding* first = nullptr;
+  std::vector<std::string> what;   // keys, or routes
+  std::vector<std::string> nodes;  // in the report's order
+};
+
+std::string fold_name(const Finding& finding) {
+  if (finding.interface) {
+    return finding.interface->name.empty() ? finding.interface->handle : finding.interface->name;
+  }
+  return finding.route ? "tunnel " + finding.route->rif : std::string("nobody");
+}
+
+std::string fold_kind(const Finding& finding) {
+  if (finding.kind == "missing-key") return "missing key";
+  if (finding.kind == "leaked-key") return "leaked key";
+  if (finding.kind == "missing-bud") return "missing bud object";
+  if (finding.kind == "missing-handle") return "missing handle";
+  return "wrong handle";
+}
+
+std::vector<FoldedFinding> fold(const std::vector<Finding>& findings) {
+  // First by what is wrong, to find the nodes that share it; then by interface and nodes.
+  using Fault = std::tuple<std::string_view, ReportClass, std::string, std::string>;
+  std::map<Fault, std::vector<const Finding*>> by_fault;
+  std::vector<Fault> faults;
+  for (const Finding& finding : findings) {
+    const std::string owner = finding.interface ? finding.interface->handle : std::string();
+    const std::string what = finding.route ? finding.route->processor + "/" +
+                                                 std::to_string(finding.route->number)
+                                           : finding.key;
+    const auto [place, is_new] =
+        by_fault.try_emplace({finding.kind, finding.report_class, owner, what});
+    if (is_new) faults.push_back(place->first);
+    place->second.push_back(&finding);
+  }
+  std::map<std::tuple<std::string_view, ReportClass, std::string, std::vector<std::string>, bool>,
+           std::size_t>
+      rows_by_cause;
+  std::vector<FoldedFinding> rows;
+  for (const Fault& fault : faults) {
+    const std::vector<const Finding*>& same = by_fault[fault];
+    std::vector<std::string> nodes;
+    for (const Finding* const finding : same) nodes.push_back(finding->node);
+    const Finding& first = *same.front();
+    const std::string cause = first.interface ? first.interface->handle : std::get<3>(fault);
+    const auto [place, is_new] = rows_by_cause.try_emplace(
+        {std::get<0>(fault), std::get<1>(fault), cause, nodes, first.is_confirmed}, rows.size());
+    if (is_new) rows.push_back({&first, {}, std::move(nodes)});
+    rows[place->second].what.push_back(first.route ? first.route->mdt_handle : first.key);
+  }
+  return rows;
+}
+
+std::string listed(const std::vector<std::string>& texts, std::size_t most) {
+  const std::size_t shown = std::min(texts.size(), most);
+  std::string text = fmt::format("{}", fmt::join(texts.begin(), texts.begin() + static_cast<std::ptrdiff_t>(shown), " "));
+  if (shown < texts.size()) text += fmt::format(" ... ({})", texts.size());
+  return text;
+}
+
+void write_findings(const Report& report, std::size_t most, Text& text) {
+  if (report.findings.empty()) return;
+  std::size_t lines = 0;
+  std::size_t unconfirmed = 0;
+  for (const Finding& finding : report.findings) {
+    lines += finding.times;
+    if (!finding.is_confirmed) ++unconfirmed;
+  }
+  const std::vector<FoldedFinding> rows = fold(report.findings);
+  text.line("");
+  text.line("Findings: {} ({} lines above)", report.findings.size(), lines);
+  Table table({{"what", {}}, {"class", {}}, {"of", {}}, {"on node", {}}, {"keys", {}}});
+  for (const FoldedFinding& row : rows) {
+    if (most == 0) break;
+    const Finding& first = *row.first;
+    std::string kind = fold_kind(first);
+    if (!first.is_confirmed) kind += " (unconfirmed)";
+    table.add({{kind, first.is_confirmed ? Verdict::kInconsistent : Verdict::kNotVerified},
+               {std::string(class_name(first.report_class)), {}},
+               {fold_name(first), {}},
+               {listed(row.nodes, kKeysShown), {}},
+               {listed(row.what, kKeysShown), {}}});
+    if (&row - rows.data() + 1 == static_cast<std::ptrdiff_t>(most)) break;
+  }
+  table.write(text);
+  if (rows.size() > most) text.line("  ... and {} more", rows.size() - most);
+  if (unconfirmed > 0) {
+    text.line("  Unconfirmed findings rest on something that was not verified, see below.");
+  }
+}
+
+void write_places(const Report& report, bool by_design, std::string_view heading, Text& text) {
+  bool has_heading = false;
+  std::vector<std::pair<std::string, const NotLookedAt*>> lines;
+  for (const NotLookedAt& place : report.not_looked_at) {
+    if (place.is_by_design != by_design) continue;
+    const std::string of_class =
+        place.report_class ? std::string(class_name(*place.report_class)) : std::string();
+    // Classes of a node that were not looked at for the same reason share a line.
+    if (!lines.empty() && lines.back().second->node == place.node &&
+        lines.back().second->detail == place.detail && !of_class.empty() &&
+        !lines.back().first.empty()) {
+      lines.back().first += ", " + of_class;
+      continue;
+    }
+    lines.emplace_back(of_class, &place);
+  }
+  for (const auto& [classes, place] : lines) {
+    if (!has_heading) {
+      text.line("");
+      text.line("{}", heading);
+      has_heading = true;
+    }
+    std::string subject = place->node.empty() ? "" : "node " + place->node;
+    if (!classes.empty()) subject += (subject.empty() ? "" : ", ") + classes;
+    std::string why = place->reason ? std::string(reason_text(*place->reason)) + ": " : "";
+    text.line("  {}{}{}{}", subject, subject.empty() ? "" : ": ", why, place->detail);
+  }
+}
+
+std::string plural(std::size_t count, std::string_view what) {
+  return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
+void write_coverage(const Report& report, Text& text) {
+  const Coverage& coverage = report.coverage;
+  std::vector<std::string> parts = {
+      fmt::format("{} of {} reached", coverage.nodes_reached, plural(coverage.nodes, "node"))};
+  if (std::ranges::find(report.checks, Check::kInterfaces) != report.checks.end()) {
+    parts.push_back(plural(coverage.expected_keys, "expected key"));
+    parts.push_back(plural(coverage.programmed_keys, "programmed key"));
+  }
+  if (std::ranges::find(report.checks, Check::kMulticast) != report.checks.end()) {
+    parts.push_back(plural(coverage.routes, "route"));
+  }
+  parts.push_back(plural(coverage.dumps_failed, "dump") + " failed");
+  const auto seconds = std::chrono::duration<double>(report.took).count();
+  parts.push_back(fmt::format("{:.1f} s", seconds));
+  text.line("");
+  text.line("Coverage: {}", fmt::join(parts, ", "));
+}
+
+std::string last_word(const Report& report) {
+  switch (report.verdict) {
+    case Verdict::kConsistent:
+      return "the hardware holds what it must, and nothing else";
+    case Verdict::kInconsistent:
+      return "the hardware differs from what it must hold";
+    case Verdict::kRunFailed:
+      return "the check could not be carried out";
+    case Verdict::kNotVerified:
+    case Verdict::kNone:
+    case Verdict::kByDesign:
+      return report.ended_early ? fmt::format("ended early ({}); what was compared is well",
+                                              reason_text(*report.ended_early))
+                                : std::string("nothing is known to be wrong, but not all was checked");
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string summarize(const Report& report, const SummaryStyle& style) {
+  Text text(style.has_colour);
+  write_nodes(report, text);
+  write_findings(report, style.most_findings, text);
+  write_places(report, false, "Not verified:", text);
+  write_places(report, true, "Not looked at, by design:", text);
+  for (const RunError& error : report.run_errors) {
+    text.line("");
+    text.line("The {} check failed: {}", check_name(error.check), error.error);
+  }
+  write_coverage(report, text);
+  text.line("{}: {}", text.painted(verdict_text(report.verdict), report.verdict),
+            last_word(report));
+  return text.take();
+}
+
+}  // namespace zorbec
