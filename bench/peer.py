@@ -27,12 +27,13 @@ CLASSES = (
 )
 
 
-def one_line(value):
-    return json.dumps(value, sort_keys=True, ensure_ascii=False)
+one_line = json.JSONEncoder(sort_keys=True, ensure_ascii=False).encode
 
 
 def render(value, indent=0, taken=0):
     """As docs/logs.md tells: on one line if it fits, otherwise one entry a line."""
+    if isinstance(value, int):
+        return str(value)
     if not isinstance(value, (dict, list)):
         return one_line(value)
     if len(value) <= COLUMNS // 3:
@@ -41,17 +42,18 @@ def render(value, indent=0, taken=0):
             return line
     begin = "\n" + " " * (indent + 1)
     entries = []
-    last = len(value) - 1
+    left = len(value)
     if isinstance(value, dict):
-        for number, name in enumerate(sorted(value)):
-            before = one_line(name) + ": "
-            comma = number < last
+        for name in sorted(value):
+            left -= 1
+            before = f'"{name}": '
             entries.append(before + render(value[name], indent + 1,
-                                           indent + 1 + len(before) + comma))
+                                           indent + 1 + len(before) + (left > 0)))
         opening, closing = "{}"
     else:
-        for number, element in enumerate(value):
-            entries.append(render(element, indent + 1, indent + 1 + (number < last)))
+        for element in value:
+            left -= 1
+            entries.append(render(element, indent + 1, indent + 1 + (left > 0)))
         opening, closing = "[]"
     return opening + begin + ("," + begin).join(entries) + begin[:-1] + closing
 
