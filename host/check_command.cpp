@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -26,6 +27,7 @@
 #include "host/verdicts.h"
 #include "host/watch.h"
 #include "host/worker_places.h"
+#include "platform/platform_probes.h"
 #include "run/error.h"
 #include "run/files.h"
 #include "run/log_stream.h"
@@ -111,7 +113,8 @@ class CheckRun : public Observer {
     {
       const Watch watch(watch_options());
       for (const Check check : options_.checks()) {
-        if (!runs.empty() && is_single_processor()) break;  // nothing to compare there
+        if (!runs.empty() && is_single_processor(run_state().router))
+          break;  // nothing to compare there
         runs.push_back(run_check(check));
       }
     }
@@ -132,10 +135,7 @@ class CheckRun : public Observer {
     progress_.take(event);
     recorder_->take(event, place);
     if (stream_) stream_->take(event, place);
-    if (const auto* ignored = std::get_if<event::NodeIgnored>(&event)) {
-      ignored_nodes_ += ignored->line;
-    }
-    if (const auto* listed = std::get_if<event::NodesListed>(&event)) check_nodes(listed->nodes);
+    if (std::holds_alternative<event::NodesListed>(event)) check_nodes();
   }
 
  private:
@@ -175,17 +175,9 @@ class CheckRun : public Observer {
     return facts;
   }
 
-  bool is_single_processor() const { return zorbec::is_single_processor(run_state().router); }
-
   // As soon as the names are known: a report about nobody must not cost a run.
-  void check_nodes(const NodeInfo& nodes) {
-    std::vector<std::string> known;
-    for (const auto& [name, record] : nodes) {
-      if (record->nodetype != kNone) known.push_back(name);
-    }
-    for (const std::string& ignored : recorder_->node_names()) {
-      if (std::ranges::find(known, ignored) == known.end()) known.push_back(ignored);
-    }
+  void check_nodes() {
+    const std::vector<std::string> known = recorder_->node_names();
     for (const std::string& name : options_.selection.nodes) {
       if (std::ranges::find(known, name) != known.end()) continue;
       usage_error_ = unknown_name("node", name, known);
@@ -215,7 +207,8 @@ class CheckRun : public Observer {
     }
     if (!options_.is_quiet && !options_.gives_document()) {
       const SummaryStyle style{has_colour(), options_.most_findings};
-      attempt([&] { write_all(STDOUT_FILENO, "\n" + summarize(report, style), "standard output"); });
+      attempt(
+          [&] { write_all(STDOUT_FILENO, "\n" + summarize(report, style), "standard output"); });
     }
     if (stream_ && !stream_->failure().empty()) {
       report_error({"the events are not whole: ", stream_->failure()});
@@ -269,8 +262,7 @@ void add_check_command(CLI::App& app, int& exit_code) {
       ->check(CLI::IsMember({"interfaces", "multicast", "all"}))
       ->capture_default_str();
   command->add_flag("--quiet", options->is_quiet, "Nothing on standard output");
-  command
-      ->add_option("--max-findings", options->most_findings, "Rows of findings in the summary")
+  command->add_option("--max-findings", options->most_findings, "Rows of findings in the summary")
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
   command->add_option("--json", options->json,

@@ -54,9 +54,8 @@ CheckLock::CheckLock(const std::string& path,
   }
   if (::ftruncate(file_.get(), 0) != 0) throw_errno("ftruncate", path);
   const auto now = std::chrono::system_clock::now().time_since_epoch();
-  const std::string who =
-      "process " + std::to_string(::getpid()) + " of user " + std::to_string(::getuid()) +
-      ", since " + utc_text(now) + "\n";
+  const std::string who = "process " + std::to_string(::getpid()) + " of user " +
+                          std::to_string(::getuid()) + ", since " + utc_text(now) + "\n";
   if (::lseek(file_.get(), 0, SEEK_SET) < 0) throw_errno("lseek", path);
   write_all(file_.get(), who, path);
 }

@@ -12,11 +12,12 @@ namespace zorbec {
 class CheckLock {
  public:
   // Takes the lock, at `path`. If another process holds it, asks should_wait(who) what to do, `who`
-  // being what that process wrote about itself: goes on asking, a few times a second, as long as the
-  // answer is true, and else throws CheckError saying who it is.
+  // being what that process wrote about itself: goes on asking, a few times a second, as long as
+  // the answer is true, and else throws CheckError saying who it is.
   //
   // Throws std::system_error if the file cannot be opened, CheckError if it is no regular file.
-  CheckLock(const std::string& path, const std::function<bool(const std::string& who)>& should_wait);
+  CheckLock(const std::string& path,
+            const std::function<bool(const std::string& who)>& should_wait);
 
  private:
   UniqueFd file_;

@@ -36,9 +36,9 @@ Json class_of(const std::optional<InterfaceClass>& intf_class) {
 }
 
 std::string_view step_name(event::Step step) {
-  constexpr std::array<std::string_view, 10> kNames = {"pidb-tool", "pidb-file", "tunnels", "keys",
-                                                       "pmdb", "comparison", "leaks", "routes",
-                                                       "buds", "handles"};
+  constexpr std::array<std::string_view, 10> kNames = {
+      "pidb-tool",  "pidb-file", "tunnels", "keys", "pmdb",
+      "comparison", "leaks",     "routes",  "buds", "handles"};
   return kNames[static_cast<std::size_t>(step)];
 }
 
@@ -93,8 +93,8 @@ struct Members {
     return {{"event", "command_started"}, {"node", node()}, {"command", told.command}};
   }
   Json operator()(const event::CommandEnded& told) const {
-    return {{"event", "command_ended"},     {"node", node()},
-            {"command", told.command},      {"exit", exit_of(told.status)},
+    return {{"event", "command_ended"},      {"node", node()},
+            {"command", told.command},       {"exit", exit_of(told.status)},
             {"seconds", seconds(told.took)}, {"output_bytes", told.output_bytes}};
   }
   Json operator()(const event::DumpLoaded& told) const {
@@ -120,8 +120,8 @@ struct Members {
             {"missing", told.missing}};
   }
   Json operator()(const event::LeaksChecked& told) const {
-    return {{"event", "leaks_checked"},        {"node", told.node},
-            {"programmed", told.programmed},   {"leaked", told.leaked},
+    return {{"event", "leaks_checked"},      {"node", told.node},
+            {"programmed", told.programmed}, {"leaked", told.leaked},
             {"of_bundles", told.of_bundles}, {"marked_in_dump", told.marked_in_dump}};
   }
   Json operator()(const event::EntriesCollected& told) const {

@@ -8,6 +8,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "keys/interface_records.h"
 #include "run/commands_in_flight.h"
 #include "run/error.h"
 #include "run/integer.h"
@@ -109,15 +110,11 @@ std::string_view fault_kind(event::RouteFault fault) {
   return {};
 }
 
-std::string interface_name(const InterfaceRecord& interface) {
-  if (!interface.value().is_object()) return {};
-  const std::optional<JsonValue> name = interface.find("name");
-  return name && name->kind() == JsonKind::kText ? std::string(name->text()) : std::string();
-}
-
 }  // namespace
 
-Recorder::Recorder(Check check, std::chrono::nanoseconds started) : started_(started) {
+Recorder::Recorder(Check check, std::chrono::nanoseconds started,
+                   const std::atomic<int>& ended_early)
+    : started_(started), ended_early_(ended_early) {
   facts_.check = check;
 }
 
@@ -171,6 +168,13 @@ void Recorder::take(const Event& event, const Place& place) {
         }
       },
       event);
+}
+
+std::vector<std::string> Recorder::node_names() const {
+  const MutexLock lock(mutex_);
+  std::vector<std::string> names;
+  for (const NodeFacts& node : facts_.nodes) names.push_back(node.name);
+  return names;
 }
 
 RunFacts Recorder::facts() {
@@ -296,7 +300,7 @@ void Recorder::take_missing(const event::MissingKey& missing, const Place& place
     finding.node = missing.node;
     finding.report_class = report_class;
     finding.key = key;
-    finding.interface = {handle, interface_name(missing.interface), {}};
+    finding.interface = {handle, std::string(interface_name(missing.interface)), {}};
     finding.text = missing.text;
   }
   std::vector<std::string>& owners = finding.interface->owners;

@@ -69,14 +69,15 @@ struct RunFacts {
 // events.
 class Recorder {
  public:
-  // Dumps last changed before `started`, by the clock that files are stamped with, are stale.
-  Recorder(Check check, std::chrono::nanoseconds started);
+  // Dumps last changed before `started`, by the clock that files are stamped with, are stale. What
+  // ends because the check was ended early does so for the reason that `ended_early` then holds.
+  Recorder(Check check, std::chrono::nanoseconds started, const std::atomic<int>& ended_early);
 
   // Takes an event; from any thread.
   void take(const Event& event, const Place& place);
 
-  // From now on what ends early does so for this reason, which is kInterrupted or kDeadline.
-  void set_ended_early(Reason reason) { ended_early_ = static_cast<int>(reason); }
+  // The nodes that the node table names.
+  std::vector<std::string> node_names() const;
 
   // To be called when the run is over.
   RunFacts facts();
@@ -98,8 +99,8 @@ class Recorder {
   Reason reason_of(const std::exception& error) const;
 
   const std::chrono::nanoseconds started_;
-  std::atomic<int> ended_early_{-1};
-  Mutex mutex_;
+  const std::atomic<int>& ended_early_;  // a Reason, -1: nobody has ended the check
+  mutable Mutex mutex_;
   RunFacts facts_ ZORBEC_GUARDED_BY(mutex_);
   std::map<std::string, std::size_t, std::less<>> by_name_ ZORBEC_GUARDED_BY(mutex_);
 };

@@ -82,8 +82,8 @@ struct DumpFile {
 struct Cell {
   ReportClass report_class = ReportClass::kPhysical;
   Verdict verdict = Verdict::kNotVerified;
-  std::optional<Reason> reason;  // of kNotVerified
-  std::string detail;
+  std::optional<Reason> reason = {};  // of kNotVerified
+  std::string detail = {};
   std::size_t compared = 0;     // expected keys, programmed keys or routes
   std::size_t findings = 0;     // lines on standard output, confirmed
   std::size_t unconfirmed = 0;  // and those that rest on something not verified

@@ -42,9 +42,12 @@ Json problem_json(const Problem& problem) {
 }
 
 Json dump_json(const DumpFile& dump) {
-  return {{"name", dump.name},         {"path", dump.path},
-          {"bytes", dump.bytes},       {"entries", dump.entries},
-          {"modified", utc_text(dump.modified)}, {"stale", dump.is_stale}};
+  return {{"name", dump.name},
+          {"path", dump.path},
+          {"bytes", dump.bytes},
+          {"entries", dump.entries},
+          {"modified", utc_text(dump.modified)},
+          {"stale", dump.is_stale}};
 }
 
 Json cell_json(const Cell& cell) {
@@ -136,11 +139,11 @@ std::string to_json(const Report& report) {
       {"verdict", verdict_text(report.verdict)},
       {"exit_code", exit_code(report.verdict)},
       {"ended_early", or_null(report.ended_early)},
-      {"run_errors", list_of(report.run_errors,
-                             [](const RunError& error) {
-                               return Json{{"check", check_name(error.check)},
-                                           {"error", error.error}};
-                             })},
+      {"run_errors",
+       list_of(report.run_errors,
+               [](const RunError& error) {
+                 return Json{{"check", check_name(error.check)}, {"error", error.error}};
+               })},
       {"router",
        {{"model_code", or_null(report.model_code)}, {"scale_mode", or_null(report.scale_mode)}}},
       {"coverage", coverage_json(report.coverage)},

@@ -6,8 +6,8 @@
 
 namespace zorbec {
 
-// The report as one JSON document, described in docs/report.md and docs/report.schema.json. The same
-// report gives the same text.
+// The report as one JSON document, described in docs/report.md and docs/report.schema.json. The
+// same report gives the same text.
 std::string to_json(const Report& report);
 
 // A time since 1970 as "2026-11-21T03:12:44Z".

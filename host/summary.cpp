@@ -59,9 +59,10 @@ std::string cell_text(const Cell& cell) {
     case Verdict::kConsistent:
       return "ok";
     case Verdict::kInconsistent:
-      return cell.report_class == ReportClass::kLeak        ? fmt::format("{} leaked", cell.findings)
-             : cell.report_class == ReportClass::kMulticast ? fmt::format("{} wrong", cell.findings)
-                                                            : fmt::format("{} missing", cell.findings);
+      return cell.report_class == ReportClass::kLeak ? fmt::format("{} leaked", cell.findings)
+             : cell.report_class == ReportClass::kMulticast
+                 ? fmt::format("{} wrong", cell.findings)
+                 : fmt::format("{} missing", cell.findings);
     case Verdict::kNotVerified:
       return "?";
     case Verdict::kNone:
@@ -138,8 +139,8 @@ void write_nodes(const Report& report, Text& text) {
   table.write(text);
 }
 
-// Findings that have one cause: keys of one interface that are missing on the same nodes, or one key
-// that is left over on several.
+// Findings that have one cause: keys of one interface that are missing on the same nodes, or one
+// key that is left over on several.
 struct FoldedFinding {
   const Finding* first = nullptr;
   std::vector<std::string> what;   // keys, or routes
@@ -168,9 +169,9 @@ std::vector<FoldedFinding> fold(const std::vector<Finding>& findings) {
   std::vector<Fault> faults;
   for (const Finding& finding : findings) {
     const std::string owner = finding.interface ? finding.interface->handle : std::string();
-    const std::string what = finding.route ? finding.route->processor + "/" +
-                                                 std::to_string(finding.route->number)
-                                           : finding.key;
+    const std::string what =
+        finding.route ? finding.route->processor + "/" + std::to_string(finding.route->number)
+                      : finding.key;
     const auto [place, is_new] =
         by_fault.try_emplace({finding.kind, finding.report_class, owner, what});
     if (is_new) faults.push_back(place->first);
@@ -196,7 +197,8 @@ std::vector<FoldedFinding> fold(const std::vector<Finding>& findings) {
 
 std::string listed(const std::vector<std::string>& texts, std::size_t most) {
   const std::size_t shown = std::min(texts.size(), most);
-  std::string text = fmt::format("{}", fmt::join(texts.begin(), texts.begin() + static_cast<std::ptrdiff_t>(shown), " "));
+  std::string text = fmt::format(
+      "{}", fmt::join(texts.begin(), texts.begin() + static_cast<std::ptrdiff_t>(shown), " "));
   if (shown < texts.size()) text += fmt::format(" ... ({})", texts.size());
   return text;
 }
@@ -294,9 +296,10 @@ std::string last_word(const Report& report) {
     case Verdict::kNotVerified:
     case Verdict::kNone:
     case Verdict::kByDesign:
-      return report.ended_early ? fmt::format("ended early ({}); what was compared is well",
-                                              reason_text(*report.ended_early))
-                                : std::string("nothing is known to be wrong, but not all was checked");
+      return report.ended_early
+                 ? fmt::format("ended early ({}); what was compared is well",
+                               reason_text(*report.ended_early))
+                 : std::string("nothing is known to be wrong, but not all was checked");
   }
   return {};
 }

@@ -8,6 +8,7 @@
 #include <tuple>
 #include <utility>
 
+#include "platform/platform_probes.h"
 #include "run/interface_class.h"
 
 namespace zorbec {
@@ -15,10 +16,6 @@ namespace {
 
 std::size_t index(InterfaceClass intf_class) {
   return static_cast<std::size_t>(intf_class);
-}
-
-bool is_single_processor(int model_code) {
-  return model_code == 5 || model_code == 7 || model_code == 9;
 }
 
 // The first of several lists of problems that is not empty names the reason.

@@ -27,8 +27,8 @@ struct WatchOptions {
   bool is_terminal = false;  // standard error is: progress rewrites its line
 
   std::function<std::string()> status_line;  // where the check stands
-  // Called once, on a thread of the watch, when the check is to end early: reason and signal for its
-  // commands; and again with SIGKILL for commands that do not end.
+  // Called once, on a thread of the watch, when the check is to end early: reason and signal for
+  // its commands; and again with SIGKILL for commands that do not end.
   std::function<void(Reason, int signal)> end_early;
 };
 

@@ -9,7 +9,7 @@ Place WorkerPlaces::follow(const Event& event) {
   const auto [found, is_new] = places_.try_emplace(std::this_thread::get_id());
   Place& place = found->second;
   if (const auto* started = std::get_if<event::WorkerStarted>(&event)) {
-    place = Place{.node = std::string(started->node), .task = std::string(started->task)};
+    place = Place{std::string(started->node), std::string(started->task)};
   } else if (const auto* step = std::get_if<event::StepStarted>(&event)) {
     place.step = step->step;
     place.intf_class = step->intf_class;

@@ -17,10 +17,10 @@ namespace zorbec {
 struct Place {
   std::string node;
   std::string task;
-  std::optional<event::Step> step;
-  std::optional<InterfaceClass> intf_class;     // of the step
-  std::string command;                          // that runs now, empty: none
-  std::chrono::steady_clock::time_point since;  // when the command was started
+  std::optional<event::Step> step = {};
+  std::optional<InterfaceClass> intf_class = {};     // of the step
+  std::string command = {};                          // that runs now, empty: none
+  std::chrono::steady_clock::time_point since = {};  // when the command was started
 };
 
 // Keeps track of every thread of a run by what it tells.

@@ -17,7 +17,8 @@ namespace zorbec {
 // A physical port that is a bundle member gets no `key_list`: its keys, without the handle, extend
 // the list of its bundle, and each sub-interface of the bundle gets one key more. So all bundles
 // and bundle sub-interfaces of a node must have had their call before its first physical port; a
-// bundle's call replaces the list. What became of the bundle goes to the log in `dl_fd`.
+// bundle's call replaces the list. What became of the bundle goes to the log in `dl_fd`, if one is
+// open.
 //
 // Throws CheckError if a field that the class needs is missing or is not the number it must be, or
 // if the bundle is not in the node's table; what was stored before stays. Runs the platform's scale

@@ -48,6 +48,15 @@ InterfaceRecord find_interface(const InterfaceTables& tables, const std::string&
   return {*table, *entry};
 }
 
+std::string_view interface_name(const InterfaceRecord& record) {
+  if (!record.value().is_object()) return {};
+  for (const std::string_view field : {"intf_name", "name"}) {
+    const std::optional<JsonValue> name = record.value().member(field);
+    if (name && name->kind() == JsonKind::kText) return name->text();
+  }
+  return {};
+}
+
 std::unique_ptr<SubifList>& own_subiflist(const InterfaceRecord& bundle) {
   std::unique_ptr<SubifList>& own = bundle.additions().subiflist;
   if (own == nullptr) {

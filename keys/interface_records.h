@@ -20,6 +20,9 @@ void for_each_interface(const InterfaceTables& tables, const std::string& nodena
 InterfaceRecord find_interface(const InterfaceTables& tables, const std::string& nodename,
                                std::string_view handle, const InterfaceRecord& referring);
 
+// The interface's name as its record tells it, empty if it does not.
+std::string_view interface_name(const InterfaceRecord& record);
+
 // The place of a bundle's sub-interface list in its record, which takes over what the dump
 // supplied. Null if there is nothing. Throws CheckError if what the dump supplied is not a list.
 std::unique_ptr<SubifList>& own_subiflist(const InterfaceRecord& bundle);

@@ -11,13 +11,6 @@
 namespace zorbec {
 namespace {
 
-void construct_class(const InterfaceTables& tables, std::string_view intftype,
-                     const std::string& nodename) {
-  for_each_interface(tables, nodename, [&](const InterfaceRecord& record) {
-    construct_key_db(record, intftype, record.handle(), nodename);
-  });
-}
-
 // Lists a sub-interface in its bundle. One whose parent is 0 belongs to no bundle.
 void link_to_bundle(const InterfaceRecord& subif, const std::string& nodename) {
   const JsonValue parent = subif.field("parent_ifh");
@@ -34,17 +27,29 @@ void link_to_bundle(const InterfaceRecord& subif, const std::string& nodename) {
 }  // namespace
 
 void construct_pidb_truth_db(const std::string& nodename) {
+  construct_pidb_truth_db(nodename, [](const CheckError&) { throw; });
+}
+
+void construct_pidb_truth_db(const std::string& nodename,
+                             const std::function<void(const CheckError&)>& failed) {
   const RunState& state = run_state();
+  const auto construct_class = [&](const InterfaceTables& tables, std::string_view intftype) {
+    for_each_interface(tables, nodename, [&](const InterfaceRecord& record) {
+      try {
+        if (intftype == "bundle-subif") link_to_bundle(record, nodename);
+        construct_key_db(record, intftype, record.handle(), nodename);
+      } catch (const CheckError& error) {
+        failed(error);
+      }
+    });
+  };
   // Bundles first: their members, which are physical ports, add to the lists made here.
-  construct_class(state.pidb_bundle_ifh, "bundle", nodename);
-  for_each_interface(state.pidb_bundle_subifh, nodename, [&](const InterfaceRecord& record) {
-    link_to_bundle(record, nodename);
-    construct_key_db(record, "bundle-subif", record.handle(), nodename);
-  });
-  construct_class(state.pidb_physical_ifh, "physical", nodename);
-  construct_class(state.pidb_physical_subifh, "physical-subif", nodename);
-  construct_class(state.pidb_bvi_ifh, "bvi", nodename);
-  construct_class(state.pidb_gre_ifh, "gre", nodename);
+  construct_class(state.pidb_bundle_ifh, "bundle");
+  construct_class(state.pidb_bundle_subifh, "bundle-subif");
+  construct_class(state.pidb_physical_ifh, "physical");
+  construct_class(state.pidb_physical_subifh, "physical-subif");
+  construct_class(state.pidb_bvi_ifh, "bvi");
+  construct_class(state.pidb_gre_ifh, "gre");
 }
 
 }  // namespace zorbec

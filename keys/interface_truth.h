@@ -1,6 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <string>
+
+#include "run/error.h"
 
 namespace zorbec {
 
@@ -13,5 +16,10 @@ namespace zorbec {
 // Throws what construct_key_db() throws, and CheckError if a bundle sub-interface has no usable
 // parent; records after the failing one then have no keys.
 void construct_pidb_truth_db(const std::string& nodename);
+
+// The same for who wants as much as can be had of a damaged dump: a record that fails is left
+// without keys and what was thrown goes to `failed`; the records after it get theirs.
+void construct_pidb_truth_db(const std::string& nodename,
+                             const std::function<void(const CheckError&)>& failed);
 
 }  // namespace zorbec

@@ -127,7 +127,7 @@ void nodeinfo_init() {
 const NodeInfo& get_list_of_vms() {
   RunState& state = run_state();
   const int model = state.router;
-  if (model == kModelK310 || model == kModelK310x || model == kModelKvr78q4) {
+  if (is_single_processor(model)) {
     state.nodeinfo.clear();
     state.nodeinfo.set("RP0", single_processor());
     return state.nodeinfo;

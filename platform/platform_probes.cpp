@@ -49,13 +49,6 @@ int model_code(std::string_view model) {
   return known == kModels.end() ? kUnknownModel : known->code;
 }
 
-int scale_mode(std::string_view scale) {
-  if (scale == "256") return 0;
-  if (scale == "512") return 1;
-  if (scale == "1024") return 2;
-  return 10;
-}
-
 bool has_one_switching_processor(int code) {
   return code == kModelKvr330 || code == kModelK310 || code == kModelDdc || code == kModelK310x ||
          code == kModelKvr78q4;
@@ -116,9 +109,17 @@ std::string get_bundle_scale() {
 }
 
 int get_spa_mode() {
-  const int mode = scale_mode(get_bundle_scale());
+  if (const std::optional<int> known = run_state().known_scale_mode) return *known;
+  const int mode = spa_mode_of(get_bundle_scale());
   tell([&] { return event::ScaleModeProbed{mode}; });
   return mode;
+}
+
+int spa_mode_of(std::string_view scale) {
+  if (scale == "256") return 0;
+  if (scale == "512") return 1;
+  if (scale == "1024") return 2;
+  return 10;
 }
 
 }  // namespace zorbec

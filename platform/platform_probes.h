@@ -18,6 +18,11 @@ inline constexpr int kModelKvr78q4 = 7;
 inline constexpr int kModelDdc = 8;
 inline constexpr int kModelK310x = 9;
 
+// Whether models of that code have a single processor, and so no node table.
+constexpr bool is_single_processor(int model) {
+  return model == kModelK310 || model == kModelKvr78q4 || model == kModelK310x;
+}
+
 // The router model code, from the version banner: 2 to 9 for a model that is known, else 1. Also
 // stored in `router`; once it is there no command runs any more.
 int get_router_type();
@@ -34,7 +39,11 @@ double get_node_uptime(const std::string& nodeip);
 // The configured bundle scale as the configuration writes it, "256" if it holds none.
 std::string get_bundle_scale();
 
-// The scale mode: 0, 1 or 2 for a bundle scale of 256, 512 or 1024, 10 for any other.
+// The scale mode: 0, 1 or 2 for a bundle scale of 256, 512 or 1024, 10 for any other. No command
+// runs if `known_scale_mode` says it.
 int get_spa_mode();
+
+// The scale mode of a bundle scale that is known.
+int spa_mode_of(std::string_view scale);
 
 }  // namespace zorbec

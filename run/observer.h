@@ -180,9 +180,9 @@ using Event =
     std::variant<event::RunStarted, event::RouterProbed, event::NodesListed, event::NodeIgnored,
                  event::PhaseStarted, event::PhaseEnded, event::WorkerStarted, event::WorkerEnded,
                  event::StepStarted, event::CommandStarted, event::CommandEnded, event::DumpLoaded,
-                 event::TunnelsAsked, event::ClassCompared, event::LeaksChecked,
-                 event::EntriesCollected, event::RoutesCompared, event::MissingKey,
-                 event::LeakedKey, event::FaultyRoute>;
+                 event::TunnelsAsked, event::ScaleModeProbed, event::ClassCompared,
+                 event::LeaksChecked, event::EntriesCollected, event::RoutesCompared,
+                 event::MissingKey, event::LeakedKey, event::FaultyRoute>;
 
 // Watches a run. It changes nothing of what the run does, unless it throws: that ends whoever told
 // it, as any failure there would.

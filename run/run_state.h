@@ -53,6 +53,8 @@ struct RunState {
   int is_mdtbudobj = 0;  // kept for the bud object check; nothing uses it
 
   std::atomic<int> router{0};  // model code; 0 until probed
+  // The scale mode, for who knows it and must not have the platform asked. A run leaves it empty.
+  std::optional<int> known_scale_mode;
 
   SharedSlot<UniqueFd> db_file;  // what commands write on standard error goes here
   SharedSlot<LogStream> dl_fd;   // the log that the driver opened last

@@ -267,6 +267,14 @@ TEST_F(Probes, bundle_scale_is_asked_without_the_tool_folder) {
               ElementsAre("confdump -c -q gl/early/hw-module/profile/bundle-scale/"));
 }
 
+TEST_F(Probes, known_scale_mode_is_taken_without_a_command) {
+  tools.answer("confdump", "hw-module profile bundle-scale 512\n");
+  const unit::RecordedCommands commands;
+  run_state().known_scale_mode = 2;
+  EXPECT_EQ(get_spa_mode(), 2);
+  EXPECT_THAT(commands.lines(), ::testing::IsEmpty());
+}
+
 TEST_F(Probes, missing_tool_answers_nothing) {
   tools.install("relinfo_print", "exec /pkg/bin/no_such_tool");
   tools.install("confdump", "exit 1");

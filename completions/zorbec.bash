@@ -1,0 +1,42 @@
+# Completion of zorbec's command line, for bash. Needs nothing of the bash-completion package.
+
+_zorbec() {
+  local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+  # In --json=FILE the "=" is a word of its own.
+  if [[ $word == '=' ]]; then
+    word=''
+  elif [[ $previous == '=' ]]; then
+    previous=${COMP_WORDS[COMP_CWORD - 2]}
+  fi
+
+  local options='' words='' files=''
+  case $COMP_CWORD:${COMP_WORDS[1]} in
+    1:*) options='--version --help' words='check diff explain' ;;
+    *:check)
+      options='--quiet --max-findings --json --jsonl --node --class --progress --deadline --wait --help'
+      words='interfaces multicast all'
+      ;;
+    *:diff) options='--json --help' files=yes ;;
+    *:explain) options='--node --from --model --bundle-scale --help' ;;
+  esac
+
+  case $previous in
+    --json | --jsonl | --from) words='' files=yes ;;
+    --class) words='physical physical-subif bundle bundle-subif bvi gre leak multicast' ;;
+    --model) words='1 2 3 4 5 6 7 8 9' ;;
+    --bundle-scale) words='256 512 1024 2048' ;;
+    --node | --max-findings | --deadline) words='' ;;
+  esac
+
+  if [[ $word == -* ]]; then
+    words=$options files=''
+  fi
+  mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
+  if [[ $files ]]; then
+    mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -f -- "$word")
+    # Only while completing: readline then adds a slash to folders and quotes blanks.
+    compopt -o filenames 2>/dev/null
+  fi
+}
+
+complete -F _zorbec zorbec

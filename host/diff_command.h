@@ -1,0 +1,12 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace zorbec {
+
+// Adds `diff`, which compares two reports of a check. `exit_code` must live until the command line
+// was parsed: 0 if nothing is new, 1 if something is, 3 if a report cannot be used or the result
+// not be written. Wrong arguments throw CLI::ParseError.
+void add_diff_command(CLI::App& app, int& exit_code);
+
+}  // namespace zorbec
