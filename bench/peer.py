@@ -11,6 +11,7 @@ are rendered where the log shows them, in every node's log; with --tables-once o
 import argparse
 import json
 import pathlib
+import resource
 import time
 
 COLUMNS = 80
@@ -211,7 +212,9 @@ def main():
     for node in router.nodes:
         with open(arguments.logs / f"debug_logs_{node}.txt", "w", encoding="utf-8") as log:
             verification.verify(node, log)
-    print(f"wall {time.monotonic() - begin:.3f} s")
+    peak = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024
+    print(f"wall {time.monotonic() - begin:.3f} s, CPU {time.process_time():.3f} s, "
+          f"peak {peak / 1e6:.0f} MB")
 
 
 if __name__ == "__main__":

@@ -1,5 +1,7 @@
 // The floor: reads the dumps that an interface check left, and writes the logs that it wrote.
 
+#include <sys/resource.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
@@ -203,7 +205,14 @@ void run(const std::string& dumps, const std::string& logs, const KeyRules& rule
     write_log(logs, nodes[i], i + 1 == nodes.size(), nodes.size(), shared, order, stages);
   });
   const std::chrono::duration<double> wall = Clock::now() - begin;
-  std::printf("wall %.3f s, of it by stage, %u threads together:\n", wall.count(), threads);
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+  };
+  std::printf("wall %.3f s, CPU %.3f s, peak %.0f MB; by stage, %u threads together:\n",
+              wall.count(), seconds(usage.ru_utime) + seconds(usage.ru_stime),
+              static_cast<double>(usage.ru_maxrss) * 1024 / 1e6, threads);
   for (const Stage* const stage : {&stages.load, &stages.number, &stages.tables, &stages.compare,
                                    &stages.pmdb, &stages.write}) {
     stage->print();
