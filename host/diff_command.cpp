@@ -109,9 +109,14 @@ int diff(const Options& options) {
 void add_diff_command(CLI::App& app, int& exit_code) {
   CLI::App* const command = app.add_subcommand("diff", "Say what changed between two reports");
   const auto options = std::make_shared<Options>();
-  command->add_option("OLD", options->old_report, "Report of the earlier check")->required();
-  command->add_option("NEW", options->new_report, "Report of the later check")->required();
-  command->add_option("--json", options->json, "Write one JSON document; -: to standard output");
+  command->add_option("OLD", options->old_report, "Report of the earlier check")
+      ->required()
+      ->type_name("");
+  command->add_option("NEW", options->new_report, "Report of the later check")
+      ->required()
+      ->type_name("");
+  command->add_option("--json", options->json, "Write one JSON document; -: to standard output")
+      ->type_name("FILE");
   command->callback([options, &exit_code] { exit_code = diff(*options); });
 }
 

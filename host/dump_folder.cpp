@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <set>
 #include <string_view>
+#include <system_error>
 #include <tuple>
 #include <utility>
 
@@ -122,10 +123,13 @@ class Loader {
 
 std::vector<std::string> nodes_with_dumps(const std::string& folder) {
   std::set<std::string, std::less<>> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    const std::string file = entry.path().filename();
+  std::error_code failed;
+  for (std::filesystem::directory_iterator entry(folder, failed), end; entry != end && !failed;
+       entry.increment(failed)) {
+    const std::string file = entry->path().filename();
     if (const std::string_view node = node_of_file(file); !node.empty()) names.emplace(node);
   }
+  if (failed) throw std::system_error(failed, folder);
   std::vector<std::string> nodes(names.begin(), names.end());
   std::ranges::stable_sort(nodes, {}, [](const std::string& node) {
     const bool number = is_number(node);
@@ -134,7 +138,7 @@ std::vector<std::string> nodes_with_dumps(const std::string& folder) {
   return nodes;
 }
 
-DumpFolder load_dump_folder(const std::string& folder, std::vector<std::string> nodes,
+DumpFolder load_dump_folder(const std::string& folder, const std::vector<std::string>& nodes,
                             const std::optional<std::string>& pmdb_node,
                             const std::function<void(const std::string&)>& complain) {
   Loader loader(folder, complain);
@@ -170,7 +174,6 @@ DumpFolder load_dump_folder(const std::string& folder, std::vector<std::string> 
       }
     }
   }
-  loader.found.nodes = std::move(nodes);
   return std::move(loader.found);
 }
 

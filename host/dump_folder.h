@@ -9,9 +9,7 @@ namespace zorbec {
 
 // A folder with the dumps that a check left: pidb_<class>_<node>.dat and pmdb_<node>.dat.
 struct DumpFolder {
-  // Every node that a dump is named after: line cards by slot number, then the others by name.
-  std::vector<std::string> nodes;
-  // Those whose programmed keys were loaded.
+  // The nodes whose programmed keys were loaded.
   std::vector<std::string> pmdb_nodes;
   // What could not be looked at, and why; one sentence each.
   std::vector<std::string> not_looked_at;
@@ -19,8 +17,8 @@ struct DumpFolder {
   int dumps_read = 0;
 };
 
-// The nodes of the dumps in `folder`. Throws std::filesystem::filesystem_error if it cannot be
-// listed.
+// Every node that a dump in `folder` is named after: line cards by slot number, then the others by
+// name. Throws std::system_error if it cannot be listed.
 std::vector<std::string> nodes_with_dumps(const std::string& folder);
 
 // Loads the folder's dumps of `nodes` into the run state, the programmed keys only of `pmdb_node`
@@ -28,7 +26,7 @@ std::vector<std::string> nodes_with_dumps(const std::string& folder);
 // model and the scale mode, and writes no file.
 //
 // A dump that cannot be used is left out: `complain` gets a line for it.
-DumpFolder load_dump_folder(const std::string& folder, std::vector<std::string> nodes,
+DumpFolder load_dump_folder(const std::string& folder, const std::vector<std::string>& nodes,
                             const std::optional<std::string>& pmdb_node,
                             const std::function<void(const std::string&)>& complain);
 

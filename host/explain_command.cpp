@@ -41,7 +41,7 @@ struct Options {
   std::optional<std::string> node;
   std::string folder = "/tmp";
   std::optional<int> model;
-  std::optional<std::string> bundle_scale;
+  std::optional<int> bundle_scale;
 };
 
 // A run state for as long as one key is explained.
@@ -82,7 +82,7 @@ std::string settle_platform(const Options& options) {
   constexpr int kUnknownModel = 1;
   std::optional<int> model = options.model;
   std::optional<int> scale_mode;
-  if (options.bundle_scale) scale_mode = spa_mode_of(*options.bundle_scale);
+  if (options.bundle_scale) scale_mode = spa_mode_of(std::to_string(*options.bundle_scale));
 
   const std::string path = options.folder + "/zorbec_report.json";
   std::error_code unknown;
@@ -127,14 +127,8 @@ struct Owner {
 
 std::string title_of(InterfaceClass intf_class, const InterfaceRecord& record) {
   std::string title(class_name(intf_class));
-  if (record.value().is_object()) {
-    for (const std::string_view field : {"name", "intf_name"}) {
-      const std::optional<JsonValue> name = record.find(field);
-      if (name && name->kind() == JsonKind::kText) {
-        title.append(" ").append(name->text());
-        break;
-      }
-    }
+  if (const std::string_view name = interface_name(record); !name.empty()) {
+    title.append(" ").append(name);
   }
   const std::optional<Integer> handle = Integer::from_decimal(record.handle());
   return title + ", handle " +
@@ -224,7 +218,9 @@ std::optional<Integer> nearest_expected_key(const Integer& key) {
     for (const Integer& candidate : *record.additions().key_list) {
       const std::size_t differing = differing_fields(fields, decode_key(candidate));
       if (nearest && differing > nearest->second.first) continue;
-      std::pair distance(differing, Wide(abs(wide(candidate) - number)));
+      Wide apart = wide(candidate) - number;
+      if (apart < 0) apart = -apart;
+      std::pair distance(differing, std::move(apart));
       if (!nearest || distance < nearest->second) nearest.emplace(candidate, std::move(distance));
     }
   });
@@ -266,9 +262,10 @@ void say_nearest(std::string& out, const Integer& key) {
     out += "No interface here expects any key.\n";
     return;
   }
+  out += '\n';
   append_wrapped(
       out, "",
-      fmt::format("Nearest expected key: {}, with {}. It is expected by", nearest->hexadecimal(),
+      fmt::format("The nearest expected key, {}, has {}. Expected by", nearest->hexadecimal(),
                   difference_words(decode_key(key), decode_key(*nearest))));
   say_owners(out, owners_of(*nearest), kMostOwners);
 }
@@ -288,10 +285,10 @@ void say_holders(std::string& out, const Integer& key, const DumpFolder& dumps, 
   if (!is_expected && !with.empty()) {
     out += '\n';
     append_wrapped(out, "",
-                   "Nobody expects it, so where it is held it is a leak, unless the interface "
-                   "manager knows it as a bundle's, which only a check asks.");
+                   "No interface that was looked at expects it. Where it is held it is a leak, "
+                   "unless the interface manager knows it as a bundle's, which only a check asks.");
   } else if (!is_expected) {
-    out += "\nNobody expects it, and nobody holds it.\n";
+    out += "\nNo interface that was looked at expects it, and nobody holds it.\n";
   }
 }
 
@@ -331,14 +328,13 @@ int explain(const Options& options) {
         "KEY", in_quotes(options.key) + " is neither decimal digits nor 0x and hexadecimal digits");
   }
   try {
-    std::vector<std::string> nodes = nodes_with_dumps(options.folder);
+    const std::vector<std::string> nodes = nodes_with_dumps(options.folder);
     if (nodes.empty()) throw CheckError(options.folder + ": holds no dumps of a check");
     if (options.node) require_node(*options.node, nodes);
 
     const BroughtUp state;
     const std::string assumed = settle_platform(options);
-    const DumpFolder dumps =
-        load_dump_folder(options.folder, std::move(nodes), options.node, complain);
+    const DumpFolder dumps = load_dump_folder(options.folder, nodes, options.node, complain);
     if (dumps.dumps_read == 0) throw CheckError(options.folder + ": no dump can be read");
     run_state().standard_output.write(explanation(*key, dumps, assumed));
     return 0;
@@ -356,16 +352,22 @@ void add_explain_command(CLI::App& app, int& exit_code) {
   CLI::App* const command =
       app.add_subcommand("explain", "Say what a key is, who expects it and who holds it");
   const auto options = std::make_shared<Options>();
-  command->add_option("KEY", options->key, "Decimal, or hexadecimal with 0x")->required();
-  command->add_option("--node", options->node, "Look at the programmed keys of this node only");
+  command->add_option("KEY", options->key, "Decimal, or hexadecimal with 0x")
+      ->required()
+      ->type_name("");
+  command->add_option("--node", options->node, "Look at the programmed keys of this node only")
+      ->type_name("NODE");
   command->add_option("--from", options->folder, "Folder with the dumps of a check")
+      ->type_name("DIR")
       ->capture_default_str();
   command->add_option("--model", options->model, "Router model code; else the report says it")
+      ->type_name("CODE")
       ->check(CLI::Range(1, 9));
   command
       ->add_option("--bundle-scale", options->bundle_scale,
                    "Configured bundle scale; else the report says it")
-      ->check(CLI::Range(1, 1 << 20));
+      ->type_name("N")
+      ->check(CLI::Range(1, 1'000'000));
   command->callback([options, &exit_code] { exit_code = explain(*options); });
 }
 

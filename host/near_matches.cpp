@@ -31,18 +31,18 @@ std::size_t edit_distance(std::string_view a, std::string_view b) {
 
 std::vector<std::string> near_matches(std::string_view name,
                                       const std::vector<std::string>& known) {
-  std::vector<std::pair<std::size_t, std::string>> near;
+  std::vector<std::string> nearest;
+  std::size_t fewest = kMostEdits;
   for (const std::string& candidate : known) {
-    const auto [shorter, longer] = std::minmax(name.size(), candidate.size());
+    const auto [shorter, longer] = std::minmax({name.size(), candidate.size()});
     if (longer - shorter > kMostEdits) continue;
     const std::size_t edits = edit_distance(name, candidate);
-    if (edits <= kMostEdits && edits < longer) near.emplace_back(edits, candidate);
+    if (edits > fewest || edits >= longer) continue;
+    if (edits < fewest) nearest.clear();
+    fewest = edits;
+    nearest.push_back(candidate);
   }
-  std::ranges::stable_sort(near, {}, &std::pair<std::size_t, std::string>::first);
-  std::vector<std::string> names;
-  names.reserve(near.size());
-  for (auto& [edits, candidate] : near) names.push_back(std::move(candidate));
-  return names;
+  return nearest;
 }
 
 }  // namespace zorbec

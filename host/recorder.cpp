@@ -258,8 +258,12 @@ void Recorder::take_dump(const event::DumpLoaded& loaded) {
   const auto add = [&](Reason reason, const std::string& what) {
     problems->push_back({reason, file.name, file.path + " " + what});
   };
-  if (file.is_stale)
-    add(Reason::kStale, "is older than this run by " + age(started_ - file.modified));
+  if (file.is_stale) {
+    // This counts most: what was compared is not this run's. What failed before may be why.
+    std::string what = file.path + " is older than this run by " + age(started_ - file.modified);
+    if (!problems->empty()) what += "; " + problems->front().detail;
+    problems->insert(problems->begin(), {Reason::kStale, file.name, what});
+  }
   if (loaded.bytes == 0) {
     add(Reason::kEmpty, "is empty");
   } else if (!loaded.content.is_table) {

@@ -85,7 +85,7 @@ struct Cell {
   std::optional<Reason> reason = {};  // of kNotVerified
   std::string detail = {};
   std::size_t compared = 0;     // expected keys, programmed keys or routes
-  std::size_t findings = 0;     // lines on standard output, confirmed
+  std::size_t findings = 0;     // that are confirmed
   std::size_t unconfirmed = 0;  // and those that rest on something not verified
 };
 

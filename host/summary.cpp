@@ -12,6 +12,8 @@
 #include <tuple>
 #include <utility>
 
+#include "host/wrapped_text.h"
+
 namespace zorbec {
 namespace {
 
@@ -27,6 +29,10 @@ class Text {
   void line(fmt::format_string<T...> format, T&&... values) {
     fmt::format_to(std::back_inserter(text_), format, std::forward<T>(values)...);
     text_ += '\n';
+  }
+  // In lines of 80 columns, those after the first indented.
+  void wrapped(std::string_view first, std::string_view content) {
+    append_wrapped(text_, first, content);
   }
   std::string painted(std::string_view text, Verdict verdict) const {
     return has_colour_ ? fmt::format(style_of(verdict), "{}", text) : std::string(text);
@@ -145,6 +151,7 @@ struct FoldedFinding {
   const Finding* first = nullptr;
   std::vector<std::string> what;   // keys, or routes
   std::vector<std::string> nodes;  // in the report's order
+  bool is_of_several = false;      // interfaces
 };
 
 std::string fold_name(const Finding& finding) {
@@ -160,6 +167,19 @@ std::string fold_kind(const Finding& finding) {
   if (finding.kind == "missing-bud") return "missing bud object";
   if (finding.kind == "missing-handle") return "missing handle";
   return "wrong handle";
+}
+
+// What distinguishes a finding from others of its kind, besides what is wrong.
+std::string what_of(const Finding& finding) {
+  if (!finding.route) return finding.key;
+  return finding.route->processor + "/" + std::to_string(finding.route->number);
+}
+
+// Findings with the same cause share a row. Leaks have no interface that would tell them apart, and
+// of unconfirmed ones only their number matters.
+std::string cause_of(const Finding& finding, const std::string& what) {
+  if (!finding.is_confirmed || finding.report_class == ReportClass::kLeak) return {};
+  return finding.interface ? finding.interface->handle : what;
 }
 
 std::vector<FoldedFinding> fold(const std::vector<Finding>& findings) {
@@ -186,12 +206,19 @@ std::vector<FoldedFinding> fold(const std::vector<Finding>& findings) {
     std::vector<std::string> nodes;
     for (const Finding* const finding : same) nodes.push_back(finding->node);
     const Finding& first = *same.front();
-    const std::string cause = first.interface ? first.interface->handle : std::get<3>(fault);
+    const std::string cause = cause_of(first, what_of(first));
     const auto [place, is_new] = rows_by_cause.try_emplace(
         {std::get<0>(fault), std::get<1>(fault), cause, nodes, first.is_confirmed}, rows.size());
     if (is_new) rows.push_back({&first, {}, std::move(nodes)});
-    rows[place->second].what.push_back(first.route ? first.route->mdt_handle : first.key);
+    if (first.interface &&
+        rows[place->second].first->interface->handle != first.interface->handle) {
+      rows[place->second].is_of_several = true;
+    }
+    std::string what = first.route ? first.route->mdt_handle : first.key;
+    rows[place->second].what.push_back(what.empty() ? "-" : std::move(what));
   }
+  std::ranges::stable_partition(rows,
+                                [](const FoldedFinding& row) { return row.first->is_confirmed; });
   return rows;
 }
 
@@ -213,7 +240,7 @@ void write_findings(const Report& report, std::size_t most, Text& text) {
   }
   const std::vector<FoldedFinding> rows = fold(report.findings);
   text.line("");
-  text.line("Findings: {} ({} lines above)", report.findings.size(), lines);
+  text.line("Findings: {}, told in {}", report.findings.size(), counted(lines, "line"));
   Table table({{"what", {}}, {"class", {}}, {"of", {}}, {"on node", {}}, {"keys", {}}});
   for (const FoldedFinding& row : rows) {
     if (most == 0) break;
@@ -222,7 +249,7 @@ void write_findings(const Report& report, std::size_t most, Text& text) {
     if (!first.is_confirmed) kind += " (unconfirmed)";
     table.add({{kind, first.is_confirmed ? Verdict::kInconsistent : Verdict::kNotVerified},
                {std::string(class_name(first.report_class)), {}},
-               {fold_name(first), {}},
+               {row.is_of_several ? "several" : printable(fold_name(first)), {}},
                {listed(row.nodes, kKeysShown), {}},
                {listed(row.what, kKeysShown), {}}});
     if (&row - rows.data() + 1 == static_cast<std::ptrdiff_t>(most)) break;
@@ -234,55 +261,79 @@ void write_findings(const Report& report, std::size_t most, Text& text) {
   }
 }
 
-void write_places(const Report& report, bool by_design, std::string_view heading, Text& text) {
-  bool has_heading = false;
-  std::vector<std::pair<std::string, const NotLookedAt*>> lines;
-  for (const NotLookedAt& place : report.not_looked_at) {
-    if (place.is_by_design != by_design) continue;
-    const std::string of_class =
-        place.report_class ? std::string(class_name(*place.report_class)) : std::string();
-    // Classes of a node that were not looked at for the same reason share a line.
-    if (!lines.empty() && lines.back().second->node == place.node &&
-        lines.back().second->detail == place.detail && !of_class.empty() &&
-        !lines.back().first.empty()) {
-      lines.back().first += ", " + of_class;
-      continue;
-    }
-    lines.emplace_back(of_class, &place);
+std::string places_text(const std::vector<std::string>& nodes, std::vector<ReportClass> classes) {
+  std::string text;
+  if (!nodes.empty()) {
+    text = fmt::format("node{} {}", nodes.size() == 1 ? "" : "s", fmt::join(nodes, ", "));
   }
-  for (const auto& [classes, place] : lines) {
-    if (!has_heading) {
-      text.line("");
-      text.line("{}", heading);
-      has_heading = true;
-    }
-    std::string subject = place->node.empty() ? "" : "node " + place->node;
-    if (!classes.empty()) subject += (subject.empty() ? "" : ", ") + classes;
-    std::string why = place->reason ? std::string(reason_text(*place->reason)) + ": " : "";
-    text.line("  {}{}{}{}", subject, subject.empty() ? "" : ": ", why, place->detail);
+  const std::vector<ReportClass> interfaces = classes_of(Check::kInterfaces);
+  std::vector<std::string_view> names;
+  if (std::ranges::includes(classes, interfaces)) {
+    names.emplace_back("all of interfaces");
+    std::erase_if(classes, [](ReportClass of) { return of != ReportClass::kMulticast; });
   }
+  for (const ReportClass of : classes) names.push_back(class_name(of));
+  if (names.empty()) return text;
+  return fmt::format("{}{}{}", text, text.empty() ? "" : ", ", fmt::join(names, ", "));
 }
 
-std::string plural(std::size_t count, std::string_view what) {
-  return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+// One line for what was not looked at for the same reason: first a node's classes are put together,
+// then the nodes that lack the same ones.
+void write_places(const Report& report, bool by_design, std::string_view heading, Text& text) {
+  struct Line {
+    std::vector<std::string> nodes;
+    std::vector<ReportClass> classes;
+    const NotLookedAt* place = nullptr;
+  };
+  const auto has_same_reason = [](const Line& line, const NotLookedAt& place) {
+    return line.place->reason == place.reason && line.place->detail == place.detail;
+  };
+  std::vector<Line> of_nodes;
+  for (const NotLookedAt& place : report.not_looked_at) {
+    if (place.is_by_design != by_design) continue;
+    const auto known = std::ranges::find_if(of_nodes, [&](const Line& line) {
+      return line.place->node == place.node && has_same_reason(line, place);
+    });
+    Line& line = known != of_nodes.end() ? *known : of_nodes.emplace_back();
+    if (line.place == nullptr) line.place = &place;
+    if (place.report_class) line.classes.push_back(*place.report_class);
+  }
+  std::vector<Line> lines;
+  for (Line& of_node : of_nodes) {
+    const auto known = std::ranges::find_if(lines, [&](const Line& line) {
+      return line.classes == of_node.classes && has_same_reason(line, *of_node.place);
+    });
+    Line& line = known != lines.end() ? *known : lines.emplace_back();
+    if (line.place == nullptr) line = of_node;
+    if (!of_node.place->node.empty()) line.nodes.push_back(of_node.place->node);
+  }
+  if (lines.empty()) return;
+  text.line("");
+  text.line("{}", heading);
+  for (const Line& line : lines) {
+    const std::string where = places_text(line.nodes, line.classes);
+    const std::string why =
+        line.place->reason ? std::string(reason_text(*line.place->reason)) + ": " : "";
+    text.wrapped("  ", where + (where.empty() ? "" : ": ") + why + line.place->detail);
+  }
 }
 
 void write_coverage(const Report& report, Text& text) {
   const Coverage& coverage = report.coverage;
   std::vector<std::string> parts = {
-      fmt::format("{} of {} reached", coverage.nodes_reached, plural(coverage.nodes, "node"))};
+      fmt::format("{} of {} reached", coverage.nodes_reached, counted(coverage.nodes, "node"))};
   if (std::ranges::find(report.checks, Check::kInterfaces) != report.checks.end()) {
-    parts.push_back(plural(coverage.expected_keys, "expected key"));
-    parts.push_back(plural(coverage.programmed_keys, "programmed key"));
+    parts.push_back(counted(coverage.expected_keys, "expected key"));
+    parts.push_back(counted(coverage.programmed_keys, "programmed key"));
   }
   if (std::ranges::find(report.checks, Check::kMulticast) != report.checks.end()) {
-    parts.push_back(plural(coverage.routes, "route"));
+    parts.push_back(counted(coverage.routes, "route"));
   }
-  parts.push_back(plural(coverage.dumps_failed, "dump") + " failed");
+  parts.push_back(counted(coverage.dumps_failed, "dump") + " failed");
   const auto seconds = std::chrono::duration<double>(report.took).count();
   parts.push_back(fmt::format("{:.1f} s", seconds));
   text.line("");
-  text.line("Coverage: {}", fmt::join(parts, ", "));
+  text.wrapped("Coverage: ", fmt::format("{}", fmt::join(parts, ", ")));
 }
 
 std::string last_word(const Report& report) {
@@ -314,7 +365,7 @@ std::string summarize(const Report& report, const SummaryStyle& style) {
   write_places(report, true, "Not looked at, by design:", text);
   for (const RunError& error : report.run_errors) {
     text.line("");
-    text.line("The {} check failed: {}", check_name(error.check), error.error);
+    text.wrapped("", fmt::format("The {} check failed: {}", check_name(error.check), error.error));
   }
   write_coverage(report, text);
   text.line("{}: {}", text.painted(verdict_text(report.verdict), report.verdict),

@@ -47,9 +47,7 @@ class Truth {
         })) {
     for (const NodeFacts& node : run.nodes) {
       nodes_.emplace(node.name, &node);
-      if (doubtful_ == nullptr && node.dumps_pidb && first_problem(node) != nullptr) {
-        doubtful_ = &node;
-      }
+      if (node.dumps_pidb && first_problem(node) != nullptr) doubtful_.push_back(&node);
     }
   }
 
@@ -82,9 +80,8 @@ class Truth {
     return nullptr;
   }
 
-  // A node whose interfaces are not all known: any of them may own a key that seems to leak. Null
-  // if there is none.
-  const NodeFacts* doubtful_node() const { return doubtful_; }
+  // The nodes whose interfaces are not all known: any of them may own a key that seems to leak.
+  const std::vector<const NodeFacts*>& doubtful_nodes() const { return doubtful_; }
 
   // Whether the configuration that the nodes' workers saw holds no GRE tunnel at all.
   bool has_no_tunnels() const { return !somebody_has_tunnels_; }
@@ -117,7 +114,7 @@ class Truth {
   const RunFacts& run_;
   const bool somebody_has_tunnels_;
   std::map<std::string_view, const NodeFacts*> nodes_;
-  const NodeFacts* doubtful_ = nullptr;
+  std::vector<const NodeFacts*> doubtful_;
 };
 
 // Findings of one cell, by whether they can be relied on.
@@ -127,14 +124,14 @@ struct Count {
 };
 using Counts = std::map<std::pair<std::string, ReportClass>, Count>;
 
-// What ends every verdict on a node's keys.
+// What ends every verdict on a node's keys. They are dumped after the PIDB: what went wrong there
+// may be why there are none.
 const Problem* pmdb_problem(const RunFacts& run, const NodeFacts& node) {
   if (const Problem* const problem = first_of({&run.set_up, &node.pmdb})) return problem;
   if (node.programmed) return nullptr;
-  // The PIDB comes before it: what ended the work there is why.
   if (!node.pidb.empty()) return &node.pidb.front();
-  for (auto of_class = node.classes.rbegin(); of_class != node.classes.rend(); ++of_class) {
-    if (!of_class->problems.empty()) return &of_class->problems.front();
+  for (const ClassFacts& of_class : node.classes) {
+    if (!of_class.problems.empty()) return &of_class.problems.front();
   }
   return &kNotReached;
 }
@@ -145,8 +142,18 @@ class InterfaceJudge {
     for (auto& [id, finding] : run_.findings) {
       finding.is_confirmed = stands(finding);
       Count& count = counts_[{finding.node, finding.report_class}];
-      (finding.is_confirmed ? count.confirmed : count.unconfirmed) += finding.times;
+      ++(finding.is_confirmed ? count.confirmed : count.unconfirmed);
     }
+  }
+
+  // What no node's hardware was checked for, if anything.
+  std::optional<NotLookedAt> unknown_interfaces() const {
+    const std::vector<const NodeFacts*>& doubtful = truth_.doubtful_nodes();
+    if (doubtful.empty()) return std::nullopt;
+    std::string nodes;
+    for (const NodeFacts* const node : doubtful) nodes += (nodes.empty() ? "" : ", ") + node->name;
+    return NotLookedAt{"", std::nullopt, false, truth_.first_problem(*doubtful.front())->reason,
+                       "keys of interfaces that are not known, on any node; of node " + nodes};
   }
 
   Cell judge_class(const NodeFacts& node, InterfaceClass intf_class) const {
@@ -188,12 +195,11 @@ class InterfaceJudge {
                               std::to_string(node.leaks->marked_in_dump) +
                                   " keys are marked as claimed by the dump itself"});
     } else if (cell.unconfirmed > 0) {
-      const NodeFacts* const doubtful = truth_.doubtful_node();
-      set_not_verified(
-          cell,
-          {doubtful == nullptr ? Reason::kWorkerEnded : truth_.first_problem(*doubtful)->reason, "",
-           "whether keys leak cannot be told while the interfaces of node " +
-               (doubtful == nullptr ? std::string("?") : doubtful->name) + " are not known"});
+      const std::vector<const NodeFacts*>& doubtful = truth_.doubtful_nodes();
+      set_not_verified(cell,
+                       {doubtful.empty() ? Reason::kWorkerEnded
+                                         : truth_.first_problem(*doubtful.front())->reason,
+                        "", "whether keys leak cannot be told while not all interfaces are known"});
     } else {
       // Interfaces that are not known could only claim keys: where none is left over, none leaks.
       cell.verdict = Verdict::kConsistent;
@@ -225,7 +231,7 @@ class InterfaceJudge {
     const auto node = std::ranges::find(run_.nodes, finding.node, &NodeFacts::name);
     if (node == run_.nodes.end() || pmdb_problem(run_, *node) != nullptr) return false;
     if (finding.report_class == ReportClass::kLeak) {
-      return truth_.doubtful_node() == nullptr && node->leak_questions.empty();
+      return truth_.doubtful_nodes().empty() && node->leak_questions.empty();
     }
     const auto intf_class = static_cast<InterfaceClass>(finding.report_class);
     return std::ranges::any_of(finding.interface->owners, [&](const std::string& owner) {
@@ -272,13 +278,12 @@ class MulticastJudge {
       if (node.type == "RP" && !node.multicast.empty() && routes_problem_ == nullptr) {
         routes_problem_ = &node.multicast.front();
       }
-      routes_ += node.routes.value_or(0);
     }
     for (auto& [id, finding] : run_.findings) {
       const auto node = std::ranges::find(run_.nodes, finding.node, &NodeFacts::name);
       finding.is_confirmed = node != run_.nodes.end() && ground_problem(*node) == nullptr;
       Count& count = counts_[{finding.node, finding.report_class}];
-      (finding.is_confirmed ? count.confirmed : count.unconfirmed) += finding.times;
+      ++(finding.is_confirmed ? count.confirmed : count.unconfirmed);
     }
   }
 
@@ -303,9 +308,7 @@ class MulticastJudge {
       cell.verdict = Verdict::kByDesign;
       cell.detail = "a standby route processor without routes of its own";
     } else if (!node.routes_compared) {
-      set_not_verified(cell, run_.multicast_verification.empty()
-                                 ? kNotReached
-                                 : run_.multicast_verification.front());
+      set_not_verified(cell, end_of_verification());
     } else if (*node.routes_compared == 0) {
       set_not_verified(cell, {Reason::kNothingToCompare, "", "no route processor lists a route"});
     } else if (node.routes_uncompared > 0) {
@@ -325,9 +328,15 @@ class MulticastJudge {
     return node.type == "RP" ? nullptr : routes_problem_;
   }
 
+  // The comparison takes the nodes one after the other; what ends it need not be this node's fault.
+  Problem end_of_verification() const {
+    if (run_.multicast_verification.empty()) return kNotReached;
+    const Problem& end = run_.multicast_verification.front();
+    return {Reason::kWorkerEnded, "the comparison ended before this node was done", end.detail};
+  }
+
   RunFacts& run_;
   const Problem* routes_problem_ = nullptr;
-  std::size_t routes_ = 0;
   Counts counts_;
 };
 
@@ -369,6 +378,9 @@ void add_problems(NodeReport& row, const Problems& problems) {
 
 void judge_interfaces(RunFacts& run, Report& report) {
   const InterfaceJudge judge(run);
+  if (std::optional<NotLookedAt> unknown = judge.unknown_interfaces()) {
+    report.not_looked_at.push_back(std::move(*unknown));
+  }
   for (NodeFacts& node : run.nodes) {
     NodeReport& row = row_of(report.nodes, node);
     std::vector<const Problems*> dumps = {&node.pidb, &node.pmdb};
@@ -392,14 +404,13 @@ void judge_interfaces(RunFacts& run, Report& report) {
       const bool is_standby = node.role == "Standby";
       report.not_looked_at.push_back(
           {node.name, std::nullopt, true, std::nullopt,
-           is_standby ? "its PIDB: a standby node has none that counts"
-                      : "its PIDB: a route processor has no interfaces of its own here"});
+           is_standby ? "the PIDB of a standby node" : "the PIDB of a route processor"});
     }
     if (node.leaks && node.leaks->of_bundles > 0) {
       report.not_looked_at.push_back(
           {node.name, ReportClass::kLeak, true, std::nullopt,
-           std::to_string(node.leaks->of_bundles) +
-               " keys that no interface claims: the interface manager takes them for bundles"});
+           "keys that no interface claims, but that the interface manager takes for a bundle's: " +
+               std::to_string(node.leaks->of_bundles)});
     }
   }
 }
@@ -415,58 +426,29 @@ void judge_multicast(RunFacts& run, Report& report) {
   }
 }
 
-// What the cells say was not looked at: once for a node if it is the same for all its classes, once
-// for a class if it is the same for all nodes.
 void list_not_looked_at(Report& report) {
-  std::map<std::pair<ReportClass, std::string>, std::size_t> by_class;
   for (const NodeReport& node : report.nodes) {
     for (const Cell& cell : node.cells) {
-      if (cell.verdict == Verdict::kByDesign) ++by_class[{cell.report_class, cell.detail}];
+      if (cell.verdict != Verdict::kNotVerified && cell.verdict != Verdict::kByDesign) continue;
+      report.not_looked_at.push_back({node.name, cell.report_class,
+                                      cell.verdict == Verdict::kByDesign, cell.reason,
+                                      cell.detail});
     }
   }
-  for (const auto& [what, count] : by_class) {
-    if (count == report.nodes.size() && count > 1) {
-      report.not_looked_at.push_back({"", what.first, true, std::nullopt, what.second});
-    }
-  }
-  for (const NodeReport& node : report.nodes) {
-    std::map<std::string, std::vector<const Cell*>> by_detail;
-    std::vector<const std::string*> order;
-    for (const Cell& cell : node.cells) {
-      const bool is_everywhere = cell.verdict == Verdict::kByDesign && report.nodes.size() > 1 &&
-                                 by_class[{cell.report_class, cell.detail}] == report.nodes.size();
-      const bool is_listed =
-          cell.verdict == Verdict::kNotVerified || cell.verdict == Verdict::kByDesign;
-      if (!is_listed || is_everywhere) continue;
-      const auto [place, is_new] = by_detail.try_emplace(cell.detail);
-      if (is_new) order.push_back(&place->first);
-      place->second.push_back(&cell);
-    }
-    for (const std::string* const detail : order) {
-      const std::vector<const Cell*>& cells = by_detail[*detail];
-      const auto add = [&](std::optional<ReportClass> report_class) {
-        const Cell& cell = *cells.front();
-        report.not_looked_at.push_back({node.name, report_class, cell.verdict == Verdict::kByDesign,
-                                        cell.reason, cell.detail});
-      };
-      if (cells.size() == node.cells.size()) {
-        add(std::nullopt);
-        continue;
-      }
-      for (const Cell* const cell : cells) add(cell->report_class);
-    }
-  }
+}
+
+std::string_view why_not_run(Check check, const Report& report) {
+  if (check == Check::kInterfaces) return "interfaces: not asked for";
+  return report.model_code && is_single_processor(*report.model_code)
+             ? "multicast state: a single-processor model has none to compare"
+             : "multicast state: not asked for";
 }
 
 void list_other_checks(Report& report) {
   for (const Check check : {Check::kInterfaces, Check::kMulticast}) {
     if (std::ranges::find(report.checks, check) != report.checks.end()) continue;
-    const bool is_single = report.model_code && is_single_processor(*report.model_code);
     report.not_looked_at.push_back(
-        {"", std::nullopt, true, std::nullopt,
-         check == Check::kInterfaces ? "interfaces: not asked for"
-         : is_single ? "multicast state: a single-processor model has none to compare"
-                     : "multicast state: not asked for"});
+        {"", std::nullopt, true, std::nullopt, std::string(why_not_run(check, report))});
   }
 }
 

@@ -197,7 +197,7 @@ class Observer {
   virtual void observe(const Event& event) = 0;
 };
 
-// The observer of the run state, null if nobody watches.
+// The observer of the run state that is up, null if nobody watches.
 Observer* the_observer();
 
 // Tells the observer what make() returns; without an observer nothing is made.

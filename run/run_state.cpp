@@ -37,7 +37,7 @@ bool run_state_is_up() {
 }
 
 Observer* the_observer() {
-  return run_state().observer;
+  return run_state_is_up() ? run_state().observer : nullptr;
 }
 
 }  // namespace zorbec

@@ -115,7 +115,7 @@ def verdict_complaints(report):
     confirmed, unconfirmed = Counter(), Counter()
     for finding in report["findings"]:
         count = confirmed if finding["confirmed"] else unconfirmed
-        count[finding["node"], finding["class"]] += finding["times"]
+        count[finding["node"], finding["class"]] += 1
     verdicts = set()
     for node in report["nodes"]:
         cells = set()

@@ -1,0 +1,204 @@
+// The parts of a check, each by itself, on the dumps of one line card; and what a command costs.
+//
+// ZORBEC_BENCH_ROUTER is the folder of a generated router. Runs in the lab, since it writes to
+// /tmp.
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "keys/interface_truth.h"
+#include "keys/key_encoding.h"
+#include "platform/platform_probes.h"
+#include "run/command_runner.h"
+#include "run/dump_tables.h"
+#include "run/files.h"
+#include "run/json_document.h"
+#include "run/log_stream.h"
+#include "run/paths.h"
+#include "run/run_state.h"
+#include "run/table_rendering.h"
+#include "verify/interface_verification.h"
+
+namespace zorbec {
+namespace {
+
+const std::string kNode = "0";
+
+std::string dump_path(const std::string& name) {
+  return std::string(std::getenv("ZORBEC_BENCH_ROUTER")) + "/nodes/192.0.16.1/dumps/" + name +
+         ".dat";
+}
+
+FileText dump(const std::string& name) {
+  return read_file(dump_path(name), JsonDocument::kMostBytes);
+}
+
+// Loads what the node reports; no keys are derived yet.
+void load_interfaces() {
+  RunState& state = run_state();
+  const std::array<std::pair<const char*, InterfaceTables*>, 6> tables = {{
+      {"pidb_physical", &state.pidb_physical_ifh},
+      {"pidb_physical_subif", &state.pidb_physical_subifh},
+      {"pidb_bundle", &state.pidb_bundle_ifh},
+      {"pidb_bundle_subif", &state.pidb_bundle_subifh},
+      {"pidb_bvi_intf", &state.pidb_bvi_ifh},
+      {"pidb_gre_intf", &state.pidb_gre_ifh},
+  }};
+  for (const auto& [name, table] : tables) {
+    table->set(kNode, InterfaceTable(name, JsonDocument(dump(name))));
+  }
+}
+
+void encode_keys(benchmark::State& state) {
+  int number = 0;
+  for ([[maybe_unused]] const auto turn : state) {
+    ++number;
+    benchmark::DoNotOptimize(get_pmdb_key_value(0, 1, number, number % 64));
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(encode_keys);
+
+void load(benchmark::State& state, const char* name) {
+  for ([[maybe_unused]] const auto turn : state) {
+    benchmark::DoNotOptimize(JsonDocument(dump(name)));
+  }
+  const auto bytes = static_cast<std::int64_t>(file_size(dump_path(name)));
+  state.SetBytesProcessed(state.iterations() * bytes);
+}
+BENCHMARK_CAPTURE(load, pidb, "pidb_physical_subif")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(load, pmdb, "pmdb")->Unit(benchmark::kMillisecond);
+
+void derive(benchmark::State& state) {
+  for ([[maybe_unused]] const auto turn : state) {
+    state.PauseTiming();
+    load_interfaces();
+    state.ResumeTiming();
+    construct_pidb_truth_db(kNode);
+  }
+  const auto interfaces = run_state().pidb_physical_subifh.find(kNode)->document.size();
+  state.SetItemsProcessed(state.iterations() * interfaces);
+}
+BENCHMARK(derive)->Unit(benchmark::kMillisecond);
+
+void compare(benchmark::State& state) {
+  LogStream log("/tmp/compare.txt");
+  load_interfaces();
+  construct_pidb_truth_db(kNode);
+  const InterfaceTables& tables = run_state().pidb_physical_subifh;
+  std::size_t keys = 0;
+  for (const RecordAdditions& added : tables.find(kNode)->additions) keys += added.key_list->size();
+  PmdbTable pmdb("pmdb", JsonDocument(dump("pmdb")));
+  for ([[maybe_unused]] const auto turn : state) {
+    if (verify_intf_specific(tables, pmdb, log, kNode) != 0)
+      state.SkipWithError("a key is missing");
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(keys));
+}
+BENCHMARK(compare)->Unit(benchmark::kMillisecond);
+
+void render_interfaces(benchmark::State& state) {
+  load_interfaces();
+  construct_pidb_truth_db(kNode);
+  std::size_t bytes = 0;
+  for ([[maybe_unused]] const auto turn : state) {
+    bytes += render(run_state().pidb_physical_subifh).size();
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
+}
+BENCHMARK(render_interfaces)->Unit(benchmark::kMillisecond);
+
+void render_keys(benchmark::State& state) {
+  const PmdbTable pmdb("keys", JsonDocument(dump("pmdb")));
+  std::size_t bytes = 0;
+  for ([[maybe_unused]] const auto turn : state) {
+    render(pmdb, [&](std::string_view piece) { bytes += piece.size(); });
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
+}
+BENCHMARK(render_keys)->Unit(benchmark::kMillisecond);
+
+constexpr const char* kCommand = "echo answer";
+constexpr std::string_view kAnswer = "answer\n";
+
+// As much memory as the check holds on a large router: fork() would have to copy its page tables.
+void hold_memory() {
+  static const std::vector<char> kHeld(std::size_t{2} << 30U, '\1');
+  benchmark::DoNotOptimize(kHeld.data());
+}
+
+void run_executed(benchmark::State& state) {
+  hold_memory();
+  const std::string suffix = "_bench_" + std::to_string(state.thread_index());
+  for ([[maybe_unused]] const auto turn : state) {
+    if (execute(kCommand, suffix) != kAnswer) state.SkipWithError("another answer");
+  }
+}
+
+// The least that starts the same shell line and reads back what it printed.
+std::string bare_spawn(const std::string& path) {
+  const UniqueFd output(
+      ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, output.get(), STDOUT_FILENO);
+  const std::array<char*, 4> argv = {const_cast<char*>("bash"), const_cast<char*>("-c"),
+                                     const_cast<char*>(kCommand), nullptr};
+  pid_t pid = 0;
+  const int error = posix_spawn(&pid, paths::kShell, &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (error != 0 || ::waitpid(pid, nullptr, 0) != pid) throw std::runtime_error("no shell");
+  std::array<char, 256> text;
+  const ssize_t got = ::pread(output.get(), text.data(), text.size(), 0);
+  return {text.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0))};
+}
+
+void run_spawned(benchmark::State& state) {
+  hold_memory();
+  const std::string path = "/tmp/bare_" + std::to_string(state.thread_index());
+  for ([[maybe_unused]] const auto turn : state) {
+    if (bare_spawn(path) != kAnswer) state.SkipWithError("another answer");
+  }
+}
+
+BENCHMARK(run_executed)
+    ->Name("execute")
+    ->Threads(1)
+    ->Threads(16)
+    ->UseRealTime()
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(run_spawned)
+    ->Name("spawn")
+    ->Threads(1)
+    ->Threads(16)
+    ->UseRealTime()
+    ->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+}  // namespace zorbec
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (std::getenv("ZORBEC_BENCH_ROUTER") == nullptr) return 2;
+  zorbec::bring_up_run_state();
+  // A model on which no command is run for keys; those of slot 0 are the same on all models.
+  zorbec::run_state().router = zorbec::kModelK310x;
+  zorbec::run_state().db_file.set(
+      std::make_shared<zorbec::UniqueFd>(zorbec::create_fresh_file(zorbec::paths::kCommandErrors)));
+  zorbec::run_state().dl_fd.set(std::make_shared<zorbec::LogStream>(zorbec::paths::kFirstLog));
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
