@@ -69,6 +69,7 @@ Watch::~Watch() {
 void Watch::run() {
   std::optional<Reason> ended;
   std::chrono::steady_clock::time_point kill_at{};
+  std::chrono::steady_clock::time_point look_at{};
   while (!is_over_) {
     const int signal = next_signal();
     const auto now = std::chrono::steady_clock::now();
@@ -89,7 +90,11 @@ void Watch::run() {
       options_.end_early(*ended, SIGTERM);
     }
     if (ended && now >= kill_at) options_.end_early(*ended, SIGKILL);
-    if (options_.shows_progress) show_progress(false);
+    // A wait may end before its time.
+    if (options_.shows_progress && now >= look_at) {
+      show_progress(false);
+      look_at = now + kBetweenLooks;
+    }
   }
   if (options_.shows_progress) show_progress(true);
 }
