@@ -47,11 +47,18 @@ UniqueFd create_fresh_file(const std::string& path);
 std::size_t file_size(const std::string& path);
 std::chrono::nanoseconds modification_time(const std::string& path);
 
-// The bytes of one file, owned. Not initialised before they are read, and exactly as many.
+// The bytes of one file, owned, exactly as many. They are not initialised before they are read;
+// some zero bytes behind them are, so that who scans them need not look for the end at every step.
 struct FileText {
+  FileText() = default;
+  explicit FileText(std::size_t length);
+  // Leaves out what is behind `length`.
+  void shorten(std::size_t length);
+
+  std::string_view view() const noexcept { return {bytes.get(), size}; }
+
   std::unique_ptr<char[]> bytes;
   std::size_t size = 0;
-  std::string_view view() const noexcept { return {bytes.get(), size}; }
 };
 
 // Everything in the file at `path`. Throws std::system_error if it cannot be opened or read, or is

@@ -3,8 +3,11 @@
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <deque>
 #include <limits>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -55,6 +58,9 @@ struct JsonShape {
     std::string_view name;
     std::uint32_t slot;  // which of the object's values in the file, counted from 0
   };
+  // Of an object whose values have these names, in file order.
+  static JsonShape of(const std::vector<std::string_view>& names);
+
   std::vector<Member> members;         // in file order; of a repeated name the last value counts
   std::vector<std::uint32_t> by_name;  // indices into `members`, sorted by name
   std::uint32_t slots = 0;             // values in the file, repeated names included
@@ -83,6 +89,13 @@ class JsonValue {
   bool is_flat() const;
   JsonValue at_slot(std::uint32_t slot) const;
   std::optional<JsonValue> member(std::string_view name) const;
+
+  // Of a flat object: calls use(shape, number of the shape, bytes of all values with their quotes,
+  // copy_value) if each value stands in the file as it would be written, and returns what that
+  // returns; else false. copy_value(slot, to) writes a value at `to`, where kScanSlack bytes more
+  // must be free, and returns its end.
+  template <typename Use>
+  bool with_plain_values(Use use) const;
 
   // Calls visit(value) for each element of an array, or each value of an object in file order,
   // until one returns false. Returns whether none did.
@@ -129,11 +142,19 @@ class JsonDocument {
   std::optional<std::uint32_t> find(std::uint64_t number) const;
 
   // The members' numbers sorted by name, byte by byte.
-  std::vector<std::uint32_t> sorted_entries() const;
+  const std::vector<std::uint32_t>& sorted_entries() const;
+
+  // Has the memory of an entry, or of its value, brought near, which will be read soon.
+  void prefetch_entry(std::uint32_t entry) const { __builtin_prefetch(&entries_[entry]); }
+  void prefetch_value(std::uint32_t entry) const;
+
+  // Whether each member is an object.
+  bool holds_only_objects() const { return holds_only_objects_; }
 
  private:
   friend class JsonValue;
   friend class JsonLoader;
+  friend class TableReader;
 
   struct Token {
     std::uint32_t kind : 4;
@@ -152,6 +173,15 @@ class JsonDocument {
   };
   // The kind of a text whose characters are in `decoded_`, not in the file.
   static constexpr std::uint32_t kDecoded = 15;
+  static constexpr std::uint32_t kMostExtra = (1U << 28U) - 1;
+
+  // What is made of the finished document when it is first asked for: many are never asked.
+  struct Index {
+    std::once_flag numbers_once;
+    boost::unordered_flat_map<std::uint64_t, std::uint32_t> by_number;
+    std::once_flag order_once;
+    std::vector<std::uint32_t> order;
+  };
 
   std::string_view text_of(const Token& token) const;
 
@@ -161,8 +191,13 @@ class JsonDocument {
   std::vector<Entry> entries_;
   std::deque<std::string> names_;  // member names of shapes
   std::vector<JsonShape> shapes_;
-  boost::unordered_flat_map<std::uint64_t, std::uint32_t> by_number_;
+  // Names that are no canonical numbers; those that are stand in the index.
   boost::unordered_flat_map<std::string, std::uint32_t> by_text_;
+  bool holds_only_objects_ = true;
+  std::unique_ptr<Index> index_ = std::make_unique<Index>();
+
+  const boost::unordered_flat_map<std::uint64_t, std::uint32_t>& by_number() const;
+  void parse();
 };
 
 // A value in few words for a message: what it is, and its characters if it is a scalar.
@@ -175,6 +210,34 @@ bool JsonValue::for_each_child(Visit visit) const {
     if (!visit(JsonValue(*document_, at))) return false;
   }
   return true;
+}
+
+template <typename Use>
+bool JsonValue::with_plain_values(Use use) const {
+  const JsonDocument::Token* const values = &document_->tokens_[token_] + 1;
+  const JsonShape& its_shape = shape();
+  std::size_t bytes = 0;
+  for (std::uint32_t slot = 0; slot < its_shape.slots; ++slot) {
+    const JsonDocument::Token& value = values[slot];
+    // A text that the file writes without escapes needs none here either.
+    const bool is_plain = value.kind == static_cast<std::uint32_t>(JsonKind::kInteger) ||
+                          value.kind == static_cast<std::uint32_t>(JsonKind::kText) ||
+                          value.kind == static_cast<std::uint32_t>(JsonKind::kReal);
+    if (!is_plain) return false;
+    bytes += value.extra + 2;
+  }
+  const char* const file = document_->file_.bytes.get();
+  const auto copy_value = [&](std::uint32_t slot, char* to) {
+    const JsonDocument::Token& value = values[slot];
+    const std::size_t quote = value.kind == static_cast<std::uint32_t>(JsonKind::kText) ? 1 : 0;
+    const char* const from = file + value.word - quote;
+    const std::size_t length = value.extra + 2 * quote;
+    constexpr std::size_t kWide = 16;
+    std::memcpy(to, from, kWide);
+    if (length > kWide) std::memcpy(to + kWide, from + kWide, length - kWide);
+    return to + length;
+  };
+  return use(its_shape, document_->tokens_[token_].extra, bytes, copy_value);
 }
 
 // The number that `text` writes if it is the canonical decimal text of one below 2^64.
