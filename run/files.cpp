@@ -66,7 +66,8 @@ std::chrono::nanoseconds modification_time(const std::string& path) {
 }
 
 FileText::FileText(std::size_t length)
-    : bytes(std::make_unique_for_overwrite<char[]>(length + kScanSlack)) {
+    : bytes(static_cast<char*>(allocate_large(length + kScanSlack)),
+            FreeLarge{length + kScanSlack}) {
   shorten(length);
 }
 

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <utility>
 
+#include "run/large_pages.h"
+
 namespace zorbec {
 
 // Owns one file descriptor; closes it when it goes. close() is never retried: after EINTR the
@@ -57,7 +59,7 @@ struct FileText {
 
   std::string_view view() const noexcept { return {bytes.get(), size}; }
 
-  std::unique_ptr<char[]> bytes;
+  std::unique_ptr<char[], FreeLarge> bytes;
   std::size_t size = 0;
 };
 

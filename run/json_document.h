@@ -15,6 +15,7 @@
 
 #include "run/error.h"
 #include "run/files.h"
+#include "run/large_pages.h"
 
 namespace zorbec {
 
@@ -187,7 +188,7 @@ class JsonDocument {
 
   FileText file_;
   std::string decoded_;  // texts that the file writes with escapes
-  std::vector<Token> tokens_;
+  std::vector<Token, LargePages<Token>> tokens_;
   std::vector<Entry> entries_;
   std::deque<std::string> names_;  // member names of shapes
   std::vector<JsonShape> shapes_;

@@ -10,9 +10,8 @@ namespace {
 
 constexpr std::size_t kMostLayouts = 16;
 constexpr std::size_t kMostMembers = 64;
-// Names up to this length, one hexadecimal digit for each of their own, can be sorted as one
-// number.
-constexpr std::size_t kLongestName = 15;
+// What handles and keys of 32 bits take. One hexadecimal digit for each of their own makes 40 bits.
+constexpr std::size_t kLongestName = 10;
 
 // A number by whose size decimal texts stand in the order of their characters.
 std::uint64_t text_order(std::string_view digits) {
@@ -169,23 +168,24 @@ bool TableReader::learn_layout() {
 }
 
 bool TableReader::sort_entries() {
-  struct Key {
-    std::uint64_t order;
-    std::uint32_t entry;
-    bool operator<(const Key& other) const { return order < other.order; }
-  };
-  std::vector<Key> keys;
+  // Name and number in one word, as long as they have room in it, which they have on every router.
+  constexpr unsigned kNumberBits = 24;
+  std::vector<std::uint64_t> keys;
   keys.reserve(document_.entries_.size());
   for (std::uint32_t entry = 0; entry < document_.size(); ++entry) {
-    keys.push_back({text_order(document_.name(entry)), entry});
+    keys.push_back(text_order(document_.name(entry)) << kNumberBits | entry);
   }
-  boost::sort::spreadsort::integer_sort(
-      keys.begin(), keys.end(), [](const Key& key, unsigned bits) { return key.order >> bits; });
-  const auto is_same = [](const Key& a, const Key& b) { return a.order == b.order; };
+  if (keys.size() >> kNumberBits != 0) return false;
+  boost::sort::spreadsort::integer_sort(keys.begin(), keys.end());
+  const auto is_same = [](std::uint64_t a, std::uint64_t b) {
+    return a >> kNumberBits == b >> kNumberBits;
+  };
   if (std::ranges::adjacent_find(keys, is_same) != keys.end()) return false;
   std::vector<std::uint32_t>& order = document_.index_->order;
   order.reserve(keys.size());
-  for (const Key& key : keys) order.push_back(key.entry);
+  for (const std::uint64_t key : keys) {
+    order.push_back(static_cast<std::uint32_t>(key & ((1U << kNumberBits) - 1)));
+  }
   return true;
 }
 
