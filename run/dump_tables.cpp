@@ -66,7 +66,7 @@ void PmdbTable::match(std::shared_ptr<const ExpectedIndex> index) {
   if (!document_.is_object()) return;
   entry_of_.assign(index->size(), kNoEntry);
   for (std::uint32_t entry = 0; entry < size(); ++entry) {
-    const std::optional<std::uint64_t> key = canonical_number(name(entry));
+    const std::optional<std::uint64_t> key = document_.number(entry);
     if (!key) continue;
     if (const std::optional<std::uint32_t> number = index->find(*key)) entry_of_[*number] = entry;
   }

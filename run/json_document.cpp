@@ -234,7 +234,10 @@ class JsonLoader {
         canonical ? by_number_.try_emplace(*canonical, number).first->second
                   : document_.by_text_.try_emplace(std::string(text), number).first->second;
     if (entry == number) {
-      document_.entries_.push_back({name, next_token()});
+      const bool is_short = canonical && *canonical < JsonDocument::kNoShortNumber;
+      document_.entries_.push_back(
+          {name, next_token(),
+           is_short ? static_cast<std::uint32_t>(*canonical) : JsonDocument::kNoShortNumber});
     } else {
       document_.entries_[entry].value = next_token();
     }

@@ -38,6 +38,9 @@ enum class JsonKind : std::uint8_t {
 // "a text", "a list" and so on, for messages.
 std::string_view kind_name(JsonKind kind);
 
+// The number that `text` writes if it is the canonical decimal text of one below 2^64.
+std::optional<std::uint64_t> canonical_number(std::string_view text);
+
 class JsonDocument;
 
 // A text that is not one valid JSON document; says at which byte and why.
@@ -137,6 +140,12 @@ class JsonDocument {
   std::uint32_t size() const { return static_cast<std::uint32_t>(entries_.size()); }
   std::string_view name(std::uint32_t entry) const;
   JsonValue value(std::uint32_t entry) const { return {*this, entries_[entry].value}; }
+  // The number of which the member's name is the canonical decimal text, if it is one below 2^64.
+  std::optional<std::uint64_t> number(std::uint32_t entry) const {
+    const std::uint32_t short_number = entries_[entry].short_number;
+    if (short_number != kNoShortNumber) return short_number;
+    return canonical_number(name(entry));
+  }
 
   // The member named `name`, or the one whose name is the canonical decimal text of `number`.
   std::optional<std::uint32_t> find(std::string_view name) const;
@@ -170,8 +179,10 @@ class JsonDocument {
   };
   struct Entry {
     Token name;
-    std::uint32_t value;  // index of a token
+    std::uint32_t value;         // index of a token
+    std::uint32_t short_number;  // that the name writes, kNoShortNumber if it is none of 32 bits
   };
+  static constexpr std::uint32_t kNoShortNumber = std::numeric_limits<std::uint32_t>::max();
   // The kind of a text whose characters are in `decoded_`, not in the file.
   static constexpr std::uint32_t kDecoded = 15;
   static constexpr std::uint32_t kMostExtra = (1U << 28U) - 1;
@@ -240,8 +251,5 @@ bool JsonValue::with_plain_values(Use use) const {
   };
   return use(its_shape, document_->tokens_[token_].extra, bytes, copy_value);
 }
-
-// The number that `text` writes if it is the canonical decimal text of one below 2^64.
-std::optional<std::uint64_t> canonical_number(std::string_view text);
 
 }  // namespace zorbec

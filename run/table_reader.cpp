@@ -61,7 +61,11 @@ bool TableReader::read_entry() {
   const std::size_t digits = count_digits(at_);
   if (digits == 0 || digits > kLongestName || (*at_ == '0' && digits > 1)) return false;
   const auto name_at = static_cast<std::uint32_t>(at_ - begin_);
-  at_ += digits;
+  std::uint64_t number = 0;
+  for (const char* const end = at_ + digits; at_ != end; ++at_) {
+    number = 10 * number + static_cast<std::uint64_t>(*at_ - '0');
+  }
+  if (number >= JsonDocument::kNoShortNumber) return false;
   if (!skip('"')) return false;
   skip_blanks();
   if (!skip(':')) return false;
@@ -69,7 +73,8 @@ bool TableReader::read_entry() {
   document_.entries_.push_back(
       {{static_cast<std::uint32_t>(JsonKind::kText) & 15U,
         static_cast<std::uint32_t>(digits) & JsonDocument::kMostExtra, name_at},
-       static_cast<std::uint32_t>(document_.tokens_.size())});
+       static_cast<std::uint32_t>(document_.tokens_.size()),
+       static_cast<std::uint32_t>(number)});
   return read_record();
 }
 
