@@ -1,7 +1,14 @@
 #include "run/dump_tables.h"
 
+#include <algorithm>
+#include <limits>
+
+#include "run/expected_index.h"
+
 namespace zorbec {
 namespace {
+
+constexpr std::uint32_t kNoEntry = std::numeric_limits<std::uint32_t>::max();
 
 void require_table(const JsonDocument& document, const std::string& source) {
   if (document.is_object()) return;
@@ -37,17 +44,50 @@ void InterfaceRecord::fail(const std::string& what) const {
 
 std::optional<std::uint32_t> PmdbTable::find(std::string_view name) const {
   require_object();
+  if (const std::optional<std::uint64_t> number = canonical_number(name)) return find(*number);
   return document_.find(name);
 }
 
 std::optional<std::uint32_t> PmdbTable::find(const Integer& key) const {
   require_object();
-  if (const std::optional<std::uint64_t> word = key.word()) return document_.find(*word);
-  return document_.find(key.decimal());
+  const std::optional<std::uint64_t> word = key.word();
+  if (!word) return document_.find(key.decimal());
+  if (index_ != nullptr) {
+    if (const std::optional<std::uint32_t> number = index_->find(*word)) {
+      const std::uint32_t entry = entry_of_[*number];
+      return entry == kNoEntry ? std::nullopt : std::optional(entry);
+    }
+  }
+  return document_.find(*word);
+}
+
+void PmdbTable::match(std::shared_ptr<const ExpectedIndex> index) {
+  forget_match();
+  if (!document_.is_object()) return;
+  entry_of_.assign(index->size(), kNoEntry);
+  for (std::uint32_t entry = 0; entry < size(); ++entry) {
+    const std::optional<std::uint64_t> key = document_.number(entry);
+    if (!key) continue;
+    if (const std::optional<std::uint32_t> number = index->find(*key)) entry_of_[*number] = entry;
+  }
+  index_ = std::move(index);
+}
+
+void PmdbTable::forget_match() {
+  index_.reset();
+  entry_of_ = {};
+}
+
+bool PmdbTable::claim_all(const std::vector<std::uint32_t>& numbers) {
+  if (index_ == nullptr || !document_.holds_only_objects()) return false;
+  const auto is_there = [this](std::uint32_t number) { return entry_of_[number] != kNoEntry; };
+  if (!std::ranges::all_of(numbers, is_there)) return false;
+  for (const std::uint32_t number : numbers) visited_[entry_of_[number]] = true;
+  return true;
 }
 
 void PmdbTable::set_visited(std::uint32_t entry) {
-  record(entry);  // must be one
+  if (!document_.holds_only_objects()) record(entry);  // must be one
   visited_[entry] = true;
 }
 

@@ -76,6 +76,8 @@ class InterfaceRecord {
   std::uint32_t entry_;
 };
 
+class ExpectedIndex;
+
 // One node's programmed keys: the dump as loaded, and which of its entries an interface claimed.
 class PmdbTable {
  public:
@@ -91,6 +93,14 @@ class PmdbTable {
   // texts: "007" is nobody's key. Throw CheckError if the dump is not an object.
   std::optional<std::uint32_t> find(std::string_view name) const;
   std::optional<std::uint32_t> find(const Integer& key) const;
+
+  // Goes through the entries once, so that keys of the index are found without another search, and
+  // all keys of a class can be claimed at once. To be called again for another index.
+  void match(std::shared_ptr<const ExpectedIndex> index);
+  void forget_match();
+  // Marks the entries of all these numbers of the index as claimed and returns true; if one is not
+  // there, or nothing was matched, or some entry is no record, returns false and changes nothing.
+  bool claim_all(const std::vector<std::uint32_t>& numbers);
 
   // Marks an entry as claimed. Throws CheckError if the entry is not an object.
   void set_visited(std::uint32_t entry);
@@ -110,6 +120,8 @@ class PmdbTable {
   std::string source_;
   JsonDocument document_;
   std::vector<bool> visited_;
+  std::shared_ptr<const ExpectedIndex> index_;
+  std::vector<std::uint32_t> entry_of_;  // by number of the index
 };
 
 // A table with one place per node. Nodes stand in node-table order, once declare() has named them;

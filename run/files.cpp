@@ -5,8 +5,10 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "run/error.h"
+#include "run/scanning.h"
 
 namespace zorbec {
 namespace {
@@ -63,6 +65,17 @@ std::chrono::nanoseconds modification_time(const std::string& path) {
   return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
+FileText::FileText(std::size_t length)
+    : bytes(static_cast<char*>(allocate_large(length + kScanSlack)),
+            FreeLarge{length + kScanSlack}) {
+  shorten(length);
+}
+
+void FileText::shorten(std::size_t length) {
+  size = length;
+  std::memset(bytes.get() + length, 0, kScanSlack);
+}
+
 FileText read_file(const std::string& path, std::size_t most_bytes) {
   const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (fd.get() < 0) throw_errno("open", path);
@@ -71,13 +84,14 @@ FileText read_file(const std::string& path, std::size_t most_bytes) {
 
   const auto expected = static_cast<std::size_t>(status.st_size);
   if (expected > most_bytes) throw_error_number(EFBIG, "read", path);
-  FileText text;
-  text.bytes = std::make_unique_for_overwrite<char[]>(expected);
-  while (text.size < expected) {
-    const std::size_t got =
-        read_some(fd.get(), text.bytes.get() + text.size, expected - text.size, path);
-    if (got == 0) break;  // the file became shorter
-    text.size += got;
+  FileText text(expected);
+  for (std::size_t done = 0; done < expected;) {
+    const std::size_t got = read_some(fd.get(), text.bytes.get() + done, expected - done, path);
+    if (got == 0) {
+      text.shorten(done);  // the file became shorter
+      break;
+    }
+    done += got;
   }
   return text;
 }

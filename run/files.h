@@ -9,6 +9,8 @@
 #include <string_view>
 #include <utility>
 
+#include "run/large_pages.h"
+
 namespace zorbec {
 
 // Owns one file descriptor; closes it when it goes. close() is never retried: after EINTR the
@@ -47,11 +49,18 @@ UniqueFd create_fresh_file(const std::string& path);
 std::size_t file_size(const std::string& path);
 std::chrono::nanoseconds modification_time(const std::string& path);
 
-// The bytes of one file, owned. Not initialised before they are read, and exactly as many.
+// The bytes of one file, owned, exactly as many. They are not initialised before they are read;
+// some zero bytes behind them are, so that who scans them need not look for the end at every step.
 struct FileText {
-  std::unique_ptr<char[]> bytes;
-  std::size_t size = 0;
+  FileText() = default;
+  explicit FileText(std::size_t length);
+  // Leaves out what is behind `length`.
+  void shorten(std::size_t length);
+
   std::string_view view() const noexcept { return {bytes.get(), size}; }
+
+  std::unique_ptr<char[], FreeLarge> bytes;
+  std::size_t size = 0;
 };
 
 // Everything in the file at `path`. Throws std::system_error if it cannot be opened or read, or is

@@ -13,6 +13,7 @@
 #include <boost/json/src.hpp>
 
 #include "run/columns.h"
+#include "run/table_reader.h"
 
 namespace zorbec {
 namespace {
@@ -21,7 +22,6 @@ namespace {
 constexpr std::size_t kDeepest = 32;
 constexpr std::uint32_t kLongestText = (1U << 28U) - 1;  // what a token can say
 constexpr std::uint32_t kMostShapes = (1U << 28U) - 1;
-
 }  // namespace
 
 std::string_view kind_name(JsonKind kind) {
@@ -45,6 +45,32 @@ std::optional<std::uint32_t> JsonShape::find(std::string_view name) const {
       by_name, name, {}, [this](std::uint32_t index) { return members[index].name; });
   if (found == by_name.end() || members[*found].name != name) return std::nullopt;
   return *found;
+}
+
+JsonShape JsonShape::of(const std::vector<std::string_view>& names) {
+  JsonShape shape;
+  shape.slots = static_cast<std::uint32_t>(names.size());
+  boost::unordered_flat_map<std::string_view, std::uint32_t> places;
+  for (std::uint32_t slot = 0; slot < shape.slots; ++slot) {
+    const auto place = static_cast<std::uint32_t>(shape.members.size());
+    const auto [known, is_new] = places.try_emplace(names[slot], place);
+    if (is_new) {
+      shape.members.push_back({names[slot], slot});
+    } else {
+      shape.members[known->second].slot = slot;
+    }
+  }
+  shape.by_name.resize(shape.members.size());
+  std::iota(shape.by_name.begin(), shape.by_name.end(), 0U);
+  std::ranges::sort(shape.by_name, {},
+                    [&](std::uint32_t index) { return shape.members[index].name; });
+
+  // {"name": v, "name": v}: braces, and for each member quotes, colon, blank, a value, comma,
+  // blank, less the last comma and blank.
+  shape.least_columns = 2;
+  for (const Member& member : shape.members) shape.least_columns += columns_of(member.name) + 7;
+  if (!shape.members.empty()) shape.least_columns -= 2;
+  return shape;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -205,10 +231,13 @@ class JsonLoader {
     const std::uint32_t number = document_.size();
     const std::optional<std::uint64_t> canonical = canonical_number(text);
     const std::uint32_t entry =
-        canonical ? document_.by_number_.try_emplace(*canonical, number).first->second
+        canonical ? by_number_.try_emplace(*canonical, number).first->second
                   : document_.by_text_.try_emplace(std::string(text), number).first->second;
     if (entry == number) {
-      document_.entries_.push_back({name, next_token()});
+      const bool is_short = canonical && *canonical < JsonDocument::kNoShortNumber;
+      document_.entries_.push_back(
+          {name, next_token(),
+           is_short ? static_cast<std::uint32_t>(*canonical) : JsonDocument::kNoShortNumber});
     } else {
       document_.entries_[entry].value = next_token();
     }
@@ -239,38 +268,15 @@ class JsonLoader {
     std::vector<std::string_view> names;
     for (std::uint32_t at = last; at != 0; at = steps_[at].parent) names.push_back(steps_[at].name);
     std::ranges::reverse(names);
-
-    JsonShape shape;
-    shape.slots = static_cast<std::uint32_t>(names.size());
-    boost::unordered_flat_map<std::string_view, std::uint32_t> places;
-    for (std::uint32_t slot = 0; slot < shape.slots; ++slot) {
-      const auto place = static_cast<std::uint32_t>(shape.members.size());
-      const auto [known, is_new] = places.try_emplace(names[slot], place);
-      if (is_new) {
-        shape.members.push_back({names[slot], slot});
-      } else {
-        shape.members[known->second].slot = slot;
-      }
-    }
-    shape.by_name.resize(shape.members.size());
-    std::iota(shape.by_name.begin(), shape.by_name.end(), 0U);
-    std::ranges::sort(shape.by_name, {},
-                      [&](std::uint32_t index) { return shape.members[index].name; });
-
-    // {"name": v, "name": v}: braces, and for each member quotes, colon, blank, a value, comma,
-    // blank, less the last comma and blank.
-    shape.least_columns = 2;
-    for (const JsonShape::Member& member : shape.members) {
-      shape.least_columns += columns_of(member.name) + 7;
-    }
-    if (!shape.members.empty()) shape.least_columns -= 2;
-    return shape;
+    return JsonShape::of(names);
   }
 
   JsonDocument& document_;
   std::vector<Open> open_;
   std::vector<Step> steps_;
   boost::unordered_flat_map<StepKey, std::uint32_t> by_key_;
+  // Of the entries with canonical names, to find repeated ones.
+  boost::unordered_flat_map<std::uint64_t, std::uint32_t> by_number_;
   std::string parts_;             // of a text that came in several parts
   const char* number_ = nullptr;  // where a number that came in several parts begins
 };
@@ -281,6 +287,15 @@ JsonDocument::JsonDocument()
     : tokens_{{static_cast<std::uint32_t>(JsonKind::kObject) & 15U, 0, 0}} {}
 
 JsonDocument::JsonDocument(FileText text) : file_(std::move(text)) {
+  if (TableReader(*this).read()) return;
+  FileText file = std::move(file_);
+  *this = JsonDocument();
+  file_ = std::move(file);
+  parse();
+}
+
+void JsonDocument::parse() {
+  tokens_.clear();
   boost::json::parse_options options;
   options.max_depth = kDeepest;
   boost::json::basic_parser<JsonLoader> parser(options, *this);
@@ -291,6 +306,8 @@ JsonDocument::JsonDocument(FileText text) : file_(std::move(text)) {
     throw JsonError("not valid JSON at byte " + std::to_string(read) + ": " + error.message(),
                     error == boost::json::error::incomplete);
   }
+  holds_only_objects_ = std::ranges::all_of(
+      entries_, [this](const Entry& entry) { return JsonValue(*this, entry.value).is_object(); });
 }
 
 std::string_view JsonDocument::text_of(const Token& token) const {
@@ -298,13 +315,33 @@ std::string_view JsonDocument::text_of(const Token& token) const {
   return {base + token.word, token.extra};
 }
 
+void JsonDocument::prefetch_value(std::uint32_t entry) const {
+  constexpr std::size_t kLine = 64;
+  const char* const token = reinterpret_cast<const char*>(&tokens_[entries_[entry].value]);
+  const char* const text = file_.bytes.get() + entries_[entry].name.word;
+  __builtin_prefetch(token);
+  __builtin_prefetch(token + kLine);
+  for (std::size_t line = 0; line < 3; ++line) __builtin_prefetch(text + line * kLine);
+}
+
 std::string_view JsonDocument::name(std::uint32_t entry) const {
   return text_of(entries_[entry].name);
 }
 
+const boost::unordered_flat_map<std::uint64_t, std::uint32_t>& JsonDocument::by_number() const {
+  std::call_once(index_->numbers_once, [this] {
+    index_->by_number.reserve(entries_.size());
+    for (std::uint32_t entry = 0; entry < size(); ++entry) {
+      if (const auto number = canonical_number(name(entry)))
+        index_->by_number.emplace(*number, entry);
+    }
+  });
+  return index_->by_number;
+}
+
 std::optional<std::uint32_t> JsonDocument::find(std::uint64_t number) const {
-  const auto found = by_number_.find(number);
-  if (found == by_number_.end()) return std::nullopt;
+  const auto found = by_number().find(number);
+  if (found == by_number().end()) return std::nullopt;
   return found->second;
 }
 
@@ -315,31 +352,15 @@ std::optional<std::uint32_t> JsonDocument::find(std::string_view name) const {
   return found->second;
 }
 
-std::vector<std::uint32_t> JsonDocument::sorted_entries() const {
-  // Names are nearly always decimal numbers of up to ten digits. Their first eight characters as
-  // one number settle most comparisons without following a pointer.
-  struct Key {
-    std::uint64_t first_characters;
-    std::uint32_t entry;
-  };
-  std::vector<Key> keys;
-  keys.reserve(entries_.size());
-  for (std::uint32_t entry = 0; entry < size(); ++entry) {
-    const std::string_view text = name(entry);
-    std::uint64_t packed = 0;
-    for (std::size_t i = 0; i < sizeof packed; ++i) {
-      packed = packed << 8U | (i < text.size() ? static_cast<unsigned char>(text[i]) : 0U);
-    }
-    keys.push_back({packed, entry});
-  }
-  std::ranges::sort(keys, [this](const Key& a, const Key& b) {
-    if (a.first_characters != b.first_characters) return a.first_characters < b.first_characters;
-    return name(a.entry) < name(b.entry);
+const std::vector<std::uint32_t>& JsonDocument::sorted_entries() const {
+  std::call_once(index_->order_once, [this] {
+    if (!index_->order.empty()) return;  // the reader has sorted them
+    std::vector<std::uint32_t>& order = index_->order;
+    order.resize(entries_.size());
+    std::iota(order.begin(), order.end(), 0U);
+    std::ranges::sort(order, {}, [this](std::uint32_t entry) { return name(entry); });
   });
-  std::vector<std::uint32_t> sorted;
-  sorted.reserve(keys.size());
-  for (const Key& key : keys) sorted.push_back(key.entry);
-  return sorted;
+  return index_->order;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -3,8 +3,11 @@
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <deque>
 #include <limits>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +15,7 @@
 
 #include "run/error.h"
 #include "run/files.h"
+#include "run/large_pages.h"
 
 namespace zorbec {
 
@@ -34,6 +38,9 @@ enum class JsonKind : std::uint8_t {
 // "a text", "a list" and so on, for messages.
 std::string_view kind_name(JsonKind kind);
 
+// The number that `text` writes if it is the canonical decimal text of one below 2^64.
+std::optional<std::uint64_t> canonical_number(std::string_view text);
+
 class JsonDocument;
 
 // A text that is not one valid JSON document; says at which byte and why.
@@ -55,6 +62,9 @@ struct JsonShape {
     std::string_view name;
     std::uint32_t slot;  // which of the object's values in the file, counted from 0
   };
+  // Of an object whose values have these names, in file order.
+  static JsonShape of(const std::vector<std::string_view>& names);
+
   std::vector<Member> members;         // in file order; of a repeated name the last value counts
   std::vector<std::uint32_t> by_name;  // indices into `members`, sorted by name
   std::uint32_t slots = 0;             // values in the file, repeated names included
@@ -83,6 +93,13 @@ class JsonValue {
   bool is_flat() const;
   JsonValue at_slot(std::uint32_t slot) const;
   std::optional<JsonValue> member(std::string_view name) const;
+
+  // Of a flat object: calls use(shape, number of the shape, bytes of all values with their quotes,
+  // copy_value) if each value stands in the file as it would be written, and returns what that
+  // returns; else false. copy_value(slot, to) writes a value at `to`, where kScanSlack bytes more
+  // must be free, and returns its end.
+  template <typename Use>
+  bool with_plain_values(Use use) const;
 
   // Calls visit(value) for each element of an array, or each value of an object in file order,
   // until one returns false. Returns whether none did.
@@ -123,17 +140,31 @@ class JsonDocument {
   std::uint32_t size() const { return static_cast<std::uint32_t>(entries_.size()); }
   std::string_view name(std::uint32_t entry) const;
   JsonValue value(std::uint32_t entry) const { return {*this, entries_[entry].value}; }
+  // The number of which the member's name is the canonical decimal text, if it is one below 2^64.
+  std::optional<std::uint64_t> number(std::uint32_t entry) const {
+    const std::uint32_t short_number = entries_[entry].short_number;
+    if (short_number != kNoShortNumber) return short_number;
+    return canonical_number(name(entry));
+  }
 
   // The member named `name`, or the one whose name is the canonical decimal text of `number`.
   std::optional<std::uint32_t> find(std::string_view name) const;
   std::optional<std::uint32_t> find(std::uint64_t number) const;
 
   // The members' numbers sorted by name, byte by byte.
-  std::vector<std::uint32_t> sorted_entries() const;
+  const std::vector<std::uint32_t>& sorted_entries() const;
+
+  // Has the memory of an entry, or of its value, brought near, which will be read soon.
+  void prefetch_entry(std::uint32_t entry) const { __builtin_prefetch(&entries_[entry]); }
+  void prefetch_value(std::uint32_t entry) const;
+
+  // Whether each member is an object.
+  bool holds_only_objects() const { return holds_only_objects_; }
 
  private:
   friend class JsonValue;
   friend class JsonLoader;
+  friend class TableReader;
 
   struct Token {
     std::uint32_t kind : 4;
@@ -148,21 +179,37 @@ class JsonDocument {
   };
   struct Entry {
     Token name;
-    std::uint32_t value;  // index of a token
+    std::uint32_t value;         // index of a token
+    std::uint32_t short_number;  // that the name writes, kNoShortNumber if it is none of 32 bits
   };
+  static constexpr std::uint32_t kNoShortNumber = std::numeric_limits<std::uint32_t>::max();
   // The kind of a text whose characters are in `decoded_`, not in the file.
   static constexpr std::uint32_t kDecoded = 15;
+  static constexpr std::uint32_t kMostExtra = (1U << 28U) - 1;
+
+  // What is made of the finished document when it is first asked for: many are never asked.
+  struct Index {
+    std::once_flag numbers_once;
+    boost::unordered_flat_map<std::uint64_t, std::uint32_t> by_number;
+    std::once_flag order_once;
+    std::vector<std::uint32_t> order;
+  };
 
   std::string_view text_of(const Token& token) const;
 
   FileText file_;
   std::string decoded_;  // texts that the file writes with escapes
-  std::vector<Token> tokens_;
+  std::vector<Token, LargePages<Token>> tokens_;
   std::vector<Entry> entries_;
   std::deque<std::string> names_;  // member names of shapes
   std::vector<JsonShape> shapes_;
-  boost::unordered_flat_map<std::uint64_t, std::uint32_t> by_number_;
+  // Names that are no canonical numbers; those that are stand in the index.
   boost::unordered_flat_map<std::string, std::uint32_t> by_text_;
+  bool holds_only_objects_ = true;
+  std::unique_ptr<Index> index_ = std::make_unique<Index>();
+
+  const boost::unordered_flat_map<std::uint64_t, std::uint32_t>& by_number() const;
+  void parse();
 };
 
 // A value in few words for a message: what it is, and its characters if it is a scalar.
@@ -177,7 +224,32 @@ bool JsonValue::for_each_child(Visit visit) const {
   return true;
 }
 
-// The number that `text` writes if it is the canonical decimal text of one below 2^64.
-std::optional<std::uint64_t> canonical_number(std::string_view text);
+template <typename Use>
+bool JsonValue::with_plain_values(Use use) const {
+  const JsonDocument::Token* const values = &document_->tokens_[token_] + 1;
+  const JsonShape& its_shape = shape();
+  std::size_t bytes = 0;
+  for (std::uint32_t slot = 0; slot < its_shape.slots; ++slot) {
+    const JsonDocument::Token& value = values[slot];
+    // A text that the file writes without escapes needs none here either.
+    const bool is_plain = value.kind == static_cast<std::uint32_t>(JsonKind::kInteger) ||
+                          value.kind == static_cast<std::uint32_t>(JsonKind::kText) ||
+                          value.kind == static_cast<std::uint32_t>(JsonKind::kReal);
+    if (!is_plain) return false;
+    bytes += value.extra + 2;
+  }
+  const char* const file = document_->file_.bytes.get();
+  const auto copy_value = [&](std::uint32_t slot, char* to) {
+    const JsonDocument::Token& value = values[slot];
+    const std::size_t quote = value.kind == static_cast<std::uint32_t>(JsonKind::kText) ? 1 : 0;
+    const char* const from = file + value.word - quote;
+    const std::size_t length = value.extra + 2 * quote;
+    constexpr std::size_t kWide = 16;
+    std::memcpy(to, from, kWide);
+    if (length > kWide) std::memcpy(to + kWide, from + kWide, length - kWide);
+    return to + length;
+  };
+  return use(its_shape, document_->tokens_[token_].extra, bytes, copy_value);
+}
 
 }  // namespace zorbec

@@ -26,6 +26,9 @@ void append_json_text(std::string& out, std::string_view text);
 // An entry that returns false ends the walk, which then returns false.
 //   any of these  void visit_json(const T& value, F f);  calls f with what the value is
 //   and, if known  std::size_t least_columns(const T& map);  it is never narrower on one line
+//   and with that  bool append_folded(std::string& out, const T& map, std::size_t indent);
+//                  a quicker way to write it on several lines; false, changing nothing, if it
+//                  cannot
 class JsonWriter {
  public:
   using Sink = std::function<void(std::string_view)>;
@@ -103,6 +106,11 @@ concept KnowsLeastColumns = requires(const T& value) {
   least_columns(value);
 };
 
+template <typename T>
+concept FoldsItself = requires(std::string& out, const T& value) {
+  append_folded(out, value, std::size_t{});
+};
+
 }  // namespace json_writer
 
 template <typename T>
@@ -114,6 +122,9 @@ void JsonWriter::put(const T& value, std::size_t indent, std::size_t taken) {
   } else {
     const std::size_t start = buffer_.size();
     const std::size_t room = taken < kColumns ? kColumns - taken : 0;
+    if constexpr (json_writer::FoldsItself<T>) {
+      if (least_columns(value) > room && append_folded(buffer_, value, indent)) return;
+    }
     if (append_compact(value, start, room)) return;
     buffer_.resize(start);
     put_folded(value, indent);

@@ -85,7 +85,9 @@ void for_each_reachable(const NodeInfo& nodes, Start start) {
   }
 }
 
-void forget_renderings(RunState& state) {
+// What verification workers share was made of tables that may change now.
+void forget_shared(RunState& state) {
+  state.expected_index.clear();
   for (SharedRendering* const rendering :
        {&state.physical_rendering, &state.physical_sub_rendering, &state.bundle_rendering,
         &state.bundle_sub_rendering, &state.bvi_rendering, &state.gre_rendering}) {
@@ -106,7 +108,7 @@ void declare_node(RunState& state, const std::string& node) {
 void check_interfaces(const NodeInfo& nodes) {
   RunState& state = run_state();
   for (const auto& [node, record] : nodes) declare_node(state, node);
-  forget_renderings(state);
+  forget_shared(state);
 
   Phase dump(event::Phase::kDump, "\nThread : ", "\nwaiting for pid ");
   for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr& record) {
@@ -122,7 +124,7 @@ void check_interfaces(const NodeInfo& nodes) {
                        [node](LogStream& log) { verify(node, log); });
   });
   verification.join();
-  forget_renderings(state);
+  forget_shared(state);
 }
 
 // While a phase runs in which route processors report their tunnel RIFs. If the main thread fails

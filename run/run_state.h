@@ -9,8 +9,10 @@
 
 #include "run/commands_in_flight.h"
 #include "run/dump_tables.h"
+#include "run/expected_index.h"
 #include "run/files.h"
 #include "run/log_stream.h"
+#include "run/made_once.h"
 #include "run/multicast_tables.h"
 #include "run/mutex.h"
 #include "run/node_record.h"
@@ -69,6 +71,9 @@ struct RunState {
 
   // Who watches; belongs to whoever set it, before a run.
   Observer* observer = nullptr;
+
+  // What all nodes are compared with.
+  MadeOnce<ExpectedIndex> expected_index;
 
   // Renderings for the verification logs, one for each interface truth table.
   SharedRendering physical_rendering;

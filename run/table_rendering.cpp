@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "run/scanning.h"
+
 namespace zorbec {
 namespace {
 
@@ -111,11 +113,80 @@ class Additions {
   std::size_t count_ = 0;
 };
 
+// The lines of flat records that stand on several lines, at one indentation: what is on each of
+// them before its value. Made for each shape when it first comes.
+class FoldedLines {
+ public:
+  explicit FoldedLines(std::size_t indent) : indent_(indent) {}
+
+  struct Form {
+    struct Line {
+      Piece before;
+      std::uint32_t slot;
+    };
+    std::vector<Line> lines;  // sorted by name
+    std::string closing;
+    std::size_t bytes = 0;  // of all that is not values
+  };
+
+  const Form& of(const JsonShape& shape, std::uint32_t number) {
+    if (number >= forms_.size()) forms_.resize(number + 1);
+    Form& form = forms_[number];
+    if (form.closing.empty()) form = make(shape);
+    return form;
+  }
+  std::size_t indent() const { return indent_; }
+
+ private:
+  Form make(const JsonShape& shape) const {
+    Form form;
+    char opening = '{';
+    for (const std::uint32_t index : shape.by_name) {
+      std::string before{opening, '\n'};
+      before.append(indent_ + 1, ' ');
+      append_json_text(before, shape.members[index].name);
+      before += ": ";
+      form.bytes += before.size();
+      form.lines.push_back({Piece(before), shape.members[index].slot});
+      opening = ',';
+    }
+    form.closing.append(1, '\n').append(indent_, ' ').append(1, '}');
+    form.bytes += form.closing.size();
+    return form;
+  }
+
+  std::size_t indent_;
+  std::vector<Form> forms_;
+};
+
 // An object of a dump with what was added to it. An addition hides a dumped member of its name.
 struct Record {
   JsonValue value;
   Additions additions;
+  FoldedLines* lines = nullptr;  // for the quick way below, if there is one
 };
+
+// The quick way for most of a log: a flat record without additions that fits on no line.
+bool append_folded(std::string& out, const Record& record, std::size_t indent) {
+  if (record.lines == nullptr || record.lines->indent() != indent || !record.value.is_flat() ||
+      record.additions.begin() != record.additions.end()) {
+    return false;
+  }
+  return record.value.with_plain_values([&](const JsonShape& shape, std::uint32_t number,
+                                            std::size_t value_bytes, const auto& copy_value) {
+    const FoldedLines::Form& form = record.lines->of(shape, number);
+    if (form.lines.empty()) return false;
+    const std::size_t before = out.size();
+    out.resize(before + form.bytes + value_bytes + kScanSlack);
+    char* at = out.data() + before;
+    for (const FoldedLines::Form::Line& line : form.lines) {
+      at = copy_value(line.slot, line.before.copy_to(at));
+    }
+    at += form.closing.copy(at, form.closing.size());
+    out.resize(static_cast<std::size_t>(at - out.data()));
+    return true;
+  });
+}
 
 template <typename Visitor>
 void visit_json(const Dumped& dumped, Visitor visitor) {
@@ -216,11 +287,19 @@ std::size_t least_columns_of_table(std::size_t entries) {
 // Calls entry(name, value) for each member of the table in the order of the names.
 template <typename Value, typename Entry>
 bool for_each_sorted(const JsonDocument& document, Value value, Entry entry) {
-  return std::ranges::all_of(document.sorted_entries(), [&](std::uint32_t number) {
-    const JsonValue dumped = document.value(number);
-    if (!dumped.is_object()) return entry(document.name(number), Dumped{dumped});
-    return entry(document.name(number), value(number, dumped));
-  });
+  // A dump is in no order, so nearly every record is far from the one before.
+  constexpr std::size_t kAhead = 8;
+  const std::vector<std::uint32_t>& order = document.sorted_entries();
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    if (i + 2 * kAhead < order.size()) document.prefetch_entry(order[i + 2 * kAhead]);
+    if (i + kAhead < order.size()) document.prefetch_value(order[i + kAhead]);
+    const JsonValue dumped = document.value(order[i]);
+    const bool goes_on = dumped.is_object()
+                             ? entry(document.name(order[i]), value(order[i], dumped))
+                             : entry(document.name(order[i]), Dumped{dumped});
+    if (!goes_on) return false;
+  }
+  return true;
 }
 
 struct Interfaces {
@@ -244,6 +323,7 @@ bool for_each_member(const Interfaces& map, Entry entry) {
 
 struct ProgrammedKeys {
   const PmdbTable* pmdb;
+  FoldedLines* lines;
 };
 std::size_t entry_count(const ProgrammedKeys& map) {
   return map.pmdb->size();
@@ -256,7 +336,7 @@ bool for_each_member(const ProgrammedKeys& map, Entry entry) {
   return for_each_sorted(
       map.pmdb->document(),
       [&](std::uint32_t number, const JsonValue& dumped) {
-        Record record{dumped, {}};
+        Record record{dumped, {}, map.lines};
         if (map.pmdb->is_claimed(number)) record.additions.add({"visited", {.number = 1}});
         return record;
       },
@@ -315,18 +395,8 @@ std::string render(const SubifList& handles) {
 }
 
 void render(const PmdbTable& pmdb, const JsonWriter::Sink& sink) {
-  JsonWriter(sink).write(Dump<ProgrammedKeys>{&pmdb.document(), ProgrammedKeys{&pmdb}});
-}
-
-std::shared_ptr<const std::string> SharedRendering::get(const InterfaceTables& tables) {
-  const MutexLock lock(mutex_);
-  if (text_ == nullptr) text_ = std::make_shared<const std::string>(render(tables));
-  return text_;
-}
-
-void SharedRendering::clear() {
-  const MutexLock lock(mutex_);
-  text_.reset();
+  FoldedLines lines(1);
+  JsonWriter(sink).write(Dump<ProgrammedKeys>{&pmdb.document(), ProgrammedKeys{&pmdb, &lines}});
 }
 
 }  // namespace zorbec

@@ -6,7 +6,7 @@
 
 #include "run/dump_tables.h"
 #include "run/json_writer.h"
-#include "run/mutex.h"
+#include "run/made_once.h"
 
 namespace zorbec {
 
@@ -26,16 +26,16 @@ void render(const PmdbTable& pmdb, const JsonWriter::Sink& sink);
 // made once, by the first worker that needs it, and shared by all.
 class SharedRendering {
  public:
-  // `tables` must not change until clear(). A worker that comes while another renders waits for
-  // it: it could do nothing else but render the same text again.
-  std::shared_ptr<const std::string> get(const InterfaceTables& tables);
+  // `tables` must not change until clear().
+  std::shared_ptr<const std::string> get(const InterfaceTables& tables) {
+    return text_.get([&] { return render(tables); });
+  }
 
   // Forgets it; to be called whenever the tables may have changed.
-  void clear();
+  void clear() { text_.clear(); }
 
  private:
-  Mutex mutex_;
-  std::shared_ptr<const std::string> text_ ZORBEC_GUARDED_BY(mutex_);
+  MadeOnce<std::string> text_;
 };
 
 }  // namespace zorbec

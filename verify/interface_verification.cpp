@@ -1,5 +1,6 @@
 #include "verify/interface_verification.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <memory>
@@ -7,6 +8,7 @@
 #include <string_view>
 
 #include "keys/interface_records.h"
+#include "run/expected_index.h"
 #include "run/integer.h"
 #include "run/interface_class.h"
 #include "run/observer.h"
@@ -73,6 +75,41 @@ void report_missing(const InterfaceRecord& record, const std::string& owner, con
   report_finding("\n" + text + "\n", "\nMISSING" + finding, log);
 }
 
+// What all nodes are compared with, made when the first of them is.
+std::shared_ptr<const ExpectedIndex> expected_index(RunState& state) {
+  return state.expected_index.get([&] {
+    std::array<const InterfaceTables*, kSections.size()> tables{};
+    std::ranges::transform(kSections, tables.begin(),
+                           [&](const ClassSection& section) { return &(state.*section.table); });
+    return ExpectedIndex(tables);
+  });
+}
+
+// A node's keys, matched with the index for as long as it lives.
+class Matching {
+ public:
+  Matching(PmdbTable& pmdb, std::shared_ptr<const ExpectedIndex> index)
+      : pmdb_(pmdb), index_(index) {
+    pmdb_.match(std::move(index));
+  }
+  ~Matching() { pmdb_.forget_match(); }
+  Matching(const Matching&) = delete;
+  Matching& operator=(const Matching&) = delete;
+
+  // Whether all that the class expects is there; then it is marked as visited. If not, the
+  // interfaces have to be gone through, to say which of them lack what.
+  bool is_all_there(InterfaceClass intf_class, const std::string& nodename) {
+    const ExpectedIndex::Class& expected = index_->of(intf_class);
+    if (!expected.is_complete || !pmdb_.claim_all(expected.numbers)) return false;
+    tell([&] { return event::ClassCompared{nodename, expected.expected, 0}; });
+    return true;
+  }
+
+ private:
+  PmdbTable& pmdb_;
+  const std::shared_ptr<const ExpectedIndex> index_;
+};
+
 }  // namespace
 
 void verify(const std::string& nodename, LogStream& dl_fd) {
@@ -88,6 +125,7 @@ void verify(const std::string& nodename, LogStream& dl_fd) {
     dl_fd.write(std::string(label) + std::to_string(result));
     if (overall == 0) overall = result;
   };
+  Matching matching(*pmdb_dict, expected_index(state));
   for (const ClassSection& section : kSections) {
     tell([&] {
       return event::StepStarted{nodename, event::Step::kComparison, section.intf_class};
@@ -98,7 +136,10 @@ void verify(const std::string& nodename, LogStream& dl_fd) {
     dl_fd.write(*(state.*section.rendering).get(table));
     // Shown once, before anything in it is marked.
     if (&section == &kSections.front()) write_key_map(*pmdb_dict, dl_fd);
-    write_result(section.result_label, verify_intf_specific(table, *pmdb_dict, dl_fd, nodename));
+    const int result = matching.is_all_there(section.intf_class, nodename)
+                           ? 0
+                           : verify_intf_specific(table, *pmdb_dict, dl_fd, nodename);
+    write_result(section.result_label, result);
   }
   tell([&] { return event::StepStarted{nodename, event::Step::kLeaks, std::nullopt}; });
   dl_fd.write("\nChecking pmdb leaks: \n");
