@@ -488,7 +488,11 @@ void sort_findings(Report& report) {
 Verdict verdict_on(const Report& report) {
   if (!report.run_errors.empty() && !report.ended_early) return Verdict::kRunFailed;
   bool has_consistent = false;
-  bool has_unverified = report.nodes.empty() || report.ended_early.has_value();
+  // What is known of no node leaves a doubt on all, selected or not.
+  const bool has_unknown = std::ranges::any_of(report.not_looked_at, [](const NotLookedAt& place) {
+    return place.node.empty() && !place.is_by_design;
+  });
+  bool has_unverified = has_unknown || report.nodes.empty() || report.ended_early.has_value();
   for (const NodeReport& node : report.nodes) {
     if (node.verdict == Verdict::kInconsistent) return Verdict::kInconsistent;
     has_unverified |= node.verdict == Verdict::kNotVerified;

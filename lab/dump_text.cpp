@@ -124,7 +124,7 @@ std::string pidb_text(const std::vector<Interface>& interfaces, InterfaceClass i
   for (const Interface& interface : interfaces) {
     if (interface.interface_class == interface_class) append_interface(lines, interface);
   }
-  return lines.empty() ? lines : enclose(lines);
+  return enclose(lines);
 }
 
 PmdbText::PmdbText(const std::vector<std::uint64_t>& keys) : keys_(keys) {

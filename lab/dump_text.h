@@ -10,7 +10,7 @@
 // Dump files as a node's dump tools write them: one JSON object, one member a line.
 namespace zorbec::lab {
 
-// The table of the interfaces of one class; the empty text if there is none.
+// The table of the interfaces of one class.
 std::string pidb_text(const std::vector<Interface>& interfaces, InterfaceClass interface_class);
 
 // The complete PMDB as text, from which each node's own is cut.

@@ -88,10 +88,15 @@ std::vector<std::uint64_t> programmed_keys(const std::vector<NodeKeys>& nodes, R
 
 void write_pidb(const Node& node, const fs::path& dumps) {
   for (const DumpFile& file : kDumpFiles) {
-    const std::string text = pidb_text(node.interfaces, file.interface_class);
     // Without tunnels there is no tunnel database to write a file.
-    if (text.empty() && file.interface_class == InterfaceClass::kGre) continue;
-    write_text(dumps / file.name, text);
+    const auto is_tunnel = [](const Interface& interface) {
+      return interface.interface_class == InterfaceClass::kGre;
+    };
+    if (file.interface_class == InterfaceClass::kGre &&
+        std::none_of(node.interfaces.begin(), node.interfaces.end(), is_tunnel)) {
+      continue;
+    }
+    write_text(dumps / file.name, pidb_text(node.interfaces, file.interface_class));
   }
 }
 

@@ -89,7 +89,6 @@ class Router:
         # of every other node.
         self.ends_others = False
         for node in self.nodes:
-            self._write_empty_tables(node)
         self.owners = self._owners()
 
     def _nodes(self):
@@ -104,13 +103,6 @@ class Router:
             name = words[0].split("/")[1]
             nodes.append(Node(name, words[1], words[2] == "(ACTIVE)", words[6], model, self.folder))
         return nodes
-
-    def _write_empty_tables(self, node):
-        """A sound node writes a table without entries for what it has none of, never nothing."""
-        for of in PIDB_FILES:
-            path = self.dump_file(node, of)
-            if path.exists() and path.stat().st_size == 0:
-                path.write_text("{}")
 
     def _owners(self):
         """The nodes that report an interface, by its handle."""
