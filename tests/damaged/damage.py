@@ -88,7 +88,6 @@ class Router:
         # Whether a node's interfaces may be loaded in part or wrong, which can end the verification
         # of every other node.
         self.ends_others = False
-        for node in self.nodes:
         self.owners = self._owners()
 
     def _nodes(self):
