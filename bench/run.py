@@ -129,7 +129,7 @@ def nodes_of(router):
 
 def key_rules(router):
     plan = json.loads((router / "planted.json").read_text())["router"]
-    return ["--model", str(plan["model"])]
+    return ["--model", str(plan["model"]), "--bundle-scale", str(plan["bundle_scale"])]
 
 
 def dump_bytes(router):
@@ -235,10 +235,12 @@ def section_growth(bench):
     grown = {}
     for cards, interfaces in ((16, 4000), (16, 1000), (16, 16000), (8, 4000), (32, 4000),
                               (46, 1000)):
-        model = 8 if cards > 16 else 1
-        router = bench.router(f"{cards}x{interfaces}" + ("-model8" if model == 8 else ""),
-                              f"--line-cards {cards} --interfaces {interfaces} --model {model} "
-                              "--seed 1")
+        options = f"--line-cards {cards} --interfaces {interfaces} --seed 1"
+        if cards > 16:
+            options += " --model 8"
+        if interfaces > 10000:
+            options += " --bundle-scale 512"
+        router = bench.router(f"{cards}x{interfaces}", options)
         results = bench.interleaved(check=lambda: bench.check_answered(router, 2),
                                     floor=lambda: bench.floor(router, 2))
         grown[cards, interfaces] = results["check"]
