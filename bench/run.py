@@ -129,7 +129,7 @@ def nodes_of(router):
 
 def key_rules(router):
     plan = json.loads((router / "planted.json").read_text())["router"]
-    return ["--model", str(plan["model"])]
+    return ["--model", str(plan["model"]), "--bundle-scale", str(plan["bundle_scale"])]
 
 
 def dump_bytes(router):
@@ -235,10 +235,12 @@ def section_growth(bench):
     grown = {}
     for cards, interfaces in ((16, 4000), (16, 1000), (16, 16000), (8, 4000), (32, 4000),
                               (46, 1000)):
-        model = 8 if cards > 16 else 1
-        router = bench.router(f"{cards}x{interfaces}" + ("-model8" if model == 8 else ""),
-                              f"--line-cards {cards} --interfaces {interfaces} --model {model} "
-                              "--seed 1")
+        options = f"--line-cards {cards} --interfaces {interfaces} --seed 1"
+        if cards > 16:
+            options += " --model 8"
+        if interfaces > 10000:
+            options += " --bundle-scale 512"
+        router = bench.router(f"{cards}x{interfaces}", options)
         results = bench.interleaved(check=lambda: bench.check_answered(router, 2),
                                     floor=lambda: bench.floor(router, 2))
         grown[cards, interfaces] = results["check"]
@@ -307,7 +309,7 @@ def section_parts(bench):
     report = bench.work / "parts.json"
     router = bench.router("16x4000", "--line-cards 16 --interfaces 4000 --seed 1")
     run([bench.lab, "run", router, "--", bench.program("parts"),
-         "--benchmark_enable_random_interleaving=true", f"--benchmark_repetitions={bench.rounds}",
+         "--benchmark_enable_random_interleaving=true", f"--benchmark_repetitions={max(2, bench.rounds)}",
          "--benchmark_report_aggregates_only=true", f"--benchmark_out={report}",
          "--benchmark_out_format=json"],
         environment={"ZORBEC_BENCH_ROUTER": str(router)})
@@ -317,10 +319,13 @@ def section_parts(bench):
         if part.get("aggregate_name") != "median":
             continue
         medians[part["run_name"]] = part["real_time"]
+        if part["run_name"] == "report_missing":
+            finding = 1e6 / part["items_per_second"]
         rates = ", ".join(f"{part[rate] / 1e6:.1f} M{unit}/s" for rate, unit in
                           (("bytes_per_second", "B"), ("items_per_second", " items"))
                           if rate in part)
         print(f"  {part['run_name']:<54}{part['real_time']:14.1f} {part['time_unit']}  {rates}")
+    print_target("us a finding", finding, 1)
     for name, time in medians.items():
         if name.startswith("execute/"):
             print_target(f"{name} : bare spawn", time / medians[name.replace("execute", "spawn")],

@@ -103,6 +103,7 @@ struct Shared {
 
 Shared render_shared(const std::vector<Node>& nodes, unsigned threads, Stage& stage) {
   std::vector<const Node*> sorted;
+  sorted.reserve(nodes.size());
   for (const Node& node : nodes) sorted.push_back(&node);
   std::ranges::sort(sorted, {}, &Node::name);
   std::vector<std::string> parts(kSections.size() * sorted.size());
@@ -137,7 +138,7 @@ Shared render_shared(const std::vector<Node>& nodes, unsigned threads, Stage& st
 // Numbers of a PMDB's records in the order of their names, after looking up that every expected
 // key is among them and no other.
 std::vector<std::uint32_t> compare(const Table& pmdb, const ExpectedKeys& expected) {
-  constexpr std::uint32_t kMissing = static_cast<std::uint32_t>(-1);
+  constexpr auto kMissing = static_cast<std::uint32_t>(-1);
   std::vector<std::uint32_t> order(expected.size(), kMissing);
   for (std::uint32_t i = 0; i < pmdb.records.size(); ++i) {
     const std::optional<std::uint32_t> number = expected.number_of(pmdb.records[i].name);

@@ -126,7 +126,7 @@ class RecordWriter {
     // Lists and what stands before them find room for themselves.
     constexpr std::size_t kBeforeLists = 64;
     form.bytes += begin_.size() + name_end_.size() + end_.size() + kBeforeLists;
-    form.folding += kBeforeLists + indent_ + 3;
+    form.folding += kBeforeLists + indent_ + 4;
     forms_.push_back(std::move(form));
   }
 

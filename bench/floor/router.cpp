@@ -211,13 +211,15 @@ std::vector<std::string> find_nodes(const std::string& folder) {
 Node load_node(const std::string& folder, const std::string& name, const KeyRules& rules) {
   Node node;
   node.name = name;
-  const std::string end = "_" + name + ".dat";
+  const auto path = [&](const char* dump) {
+    return std::string(folder).append("/").append(dump).append("_").append(name).append(".dat");
+  };
   for (std::size_t i = 0; i < kFiles.size(); ++i) {
-    const std::string path = folder + "/" + kFiles[i] + end;
-    if (std::filesystem::exists(path)) node.classes[i].table = read_table(path);
+    if (std::filesystem::exists(path(kFiles[i])))
+      node.classes[i].table = read_table(path(kFiles[i]));
   }
   KeyDeriver(node, rules).derive();
-  node.pmdb = read_table(folder + "/pmdb" + end);
+  node.pmdb = read_table(path("pmdb"));
   return node;
 }
 
@@ -225,7 +227,7 @@ ExpectedKeys::ExpectedKeys(const std::vector<Node>& nodes) {
   std::size_t all = 0;
   for_each_key(nodes, [&](std::uint64_t) { ++all; });
   // At most four fifths full.
-  const unsigned bits = static_cast<unsigned>(std::bit_width(all + all / 4));
+  const auto bits = static_cast<unsigned>(std::bit_width(all + all / 4 + 1));
   slots_.resize(std::size_t{1} << bits);
   shift_ = 64 - bits;
 

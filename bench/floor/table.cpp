@@ -60,17 +60,13 @@ class Reader {
     skip_blanks();
     expect('{');
     skip_blanks();
-    if (*at_ == '}') {
+    read_entry();
+    while (*at_ == ',') {
       ++at_;
-    } else {
+      skip_blanks();
       read_entry();
-      while (*at_ == ',') {
-        ++at_;
-        skip_blanks();
-        read_entry();
-      }
-      expect('}');
     }
+    expect('}');
     skip_blanks();
     if (at_ != begin_ + table_.bytes) fail("text after the table");
   }
