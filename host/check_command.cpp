@@ -3,13 +3,11 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <ctime>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,6 +25,7 @@
 #include "host/verdicts.h"
 #include "host/watch.h"
 #include "host/worker_places.h"
+#include "host/wrapped_text.h"
 #include "platform/platform_probes.h"
 #include "run/error.h"
 #include "run/files.h"
@@ -40,6 +39,8 @@ namespace {
 constexpr const char* kLockFile = "/tmp/zorbec.lock";
 constexpr const char* kLastReport = "/tmp/zorbec_report.json";
 constexpr const char* kStandardOutput = "-";
+constexpr double kLongestDeadline = 1e8;  // seconds
+constexpr int kUsage = 64;
 
 struct Options {
   std::string what = "interfaces";
@@ -49,7 +50,7 @@ struct Options {
   std::string jsonl;
   Selection selection;
   bool shows_progress = false;
-  std::optional<double> deadline;  // seconds
+  std::optional<std::chrono::duration<double>> deadline;
   bool waits = false;
 
   std::vector<Check> checks() const {
@@ -79,21 +80,14 @@ void require_known(std::string_view what, const std::vector<std::string>& names,
 }
 
 void check_options(const Options& options) {
-  if (options.json == kStandardOutput && options.jsonl == kStandardOutput) {
-    throw CLI::ValidationError("--json and --jsonl cannot both have standard output");
+  if (!options.json.empty() && options.json == options.jsonl) {
+    throw CLI::ValidationError("--json and --jsonl cannot have the same file");
   }
   std::vector<std::string> classes;
   for (const Check check : options.checks()) {
     for (const ReportClass of : classes_of(check)) classes.emplace_back(class_name(of));
   }
   require_known("class", options.selection.classes, classes);
-}
-
-// The time by the clock that the kernel stamps files with, which lags behind the finer one.
-std::chrono::nanoseconds file_time() {
-  timespec now{};
-  ::clock_gettime(CLOCK_REALTIME_COARSE, &now);
-  return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
 
 // One `check` from its options to its exit code.
@@ -109,18 +103,40 @@ class CheckRun : public Observer {
     bring_up_run_state();
     run_state().observer = this;
     if (options_.is_quiet || options_.gives_document()) mute();
+    watch_.emplace(watch_options());
     std::vector<RunFacts> runs;
-    {
-      const Watch watch(watch_options());
-      for (const Check check : options_.checks()) {
-        if (!runs.empty() && is_single_processor(run_state().router))
-          break;  // nothing to compare there
-        runs.push_back(run_check(check));
-      }
+    for (const Check check : options_.checks()) {
+      // Single processors have nothing that multicast state could be compared with.
+      if (usage_error_ || (!runs.empty() && is_single_processor(run_state().router))) break;
+      runs.push_back(run_check(check));
     }
+    watch_->end_progress();
+    const int code = usage_error_ ? kUsage : report(std::move(runs), started, clock);
+    watch_.reset();
     shut_down_run_state();
     if (usage_error_) throw CLI::ValidationError(*usage_error_);
+    return code;
+  }
 
+  void observe(const Event& event) override {
+    const Place place = places_.follow(event);
+    if (is_finding(event)) watch_->clear_line();
+    progress_.take(event);
+    recorder_->take(event, place);
+    if (stream_) stream_->take(event, place);
+    if (std::holds_alternative<event::NodesListed>(event)) check_nodes();
+  }
+
+ private:
+  static bool is_finding(const Event& event) {
+    return std::holds_alternative<event::MissingKey>(event) ||
+           std::holds_alternative<event::LeakedKey>(event) ||
+           std::holds_alternative<event::FaultyRoute>(event);
+  }
+
+  // Judges what came of the runs and puts it out. Returns the exit code.
+  int report(std::vector<RunFacts> runs, std::chrono::system_clock::time_point started,
+             std::chrono::steady_clock::time_point clock) {
     const int ended = ended_early_;
     Report report = judge(std::move(runs), options_.selection,
                           ended < 0 ? std::nullopt : std::optional(static_cast<Reason>(ended)));
@@ -130,15 +146,6 @@ class CheckRun : public Observer {
     return put_out(report) ? exit_code(report.verdict) : exit_code(Verdict::kRunFailed);
   }
 
-  void observe(const Event& event) override {
-    const Place place = places_.follow(event);
-    progress_.take(event);
-    recorder_->take(event, place);
-    if (stream_) stream_->take(event, place);
-    if (std::holds_alternative<event::NodesListed>(event)) check_nodes();
-  }
-
- private:
   void mute() {
     null_ = UniqueFd(::open("/dev/null", O_WRONLY | O_CLOEXEC));
     if (null_.get() < 0) throw_errno("open", "/dev/null");
@@ -148,12 +155,11 @@ class CheckRun : public Observer {
   WatchOptions watch_options() {
     WatchOptions watch;
     if (options_.deadline) {
-      watch.deadline = std::chrono::duration_cast<std::chrono::nanoseconds>(
-          std::chrono::duration<double>(*options_.deadline));
+      watch.deadline = std::chrono::duration_cast<std::chrono::nanoseconds>(*options_.deadline);
     }
     watch.is_terminal = ::isatty(STDERR_FILENO) == 1;
     watch.shows_progress = watch.is_terminal || options_.shows_progress;
-    watch.status_line = [this] { return progress_.line(); };
+    watch.status_line = [this] { return printable(progress_.line()); };
     watch.end_early = [this](Reason reason, int signal) {
       ended_early_ = static_cast<int>(reason);
       run_state().commands_in_flight.end(signal);
@@ -164,7 +170,7 @@ class CheckRun : public Observer {
   RunFacts run_check(Check check) {
     progress_.begin(check);
     if (stream_) stream_->begin(check);
-    recorder_.emplace(check, file_time(), ended_early_);
+    recorder_.emplace(check, ended_early_);
     std::string error;
     const int status = run_zorbec(check == Check::kInterfaces ? 0 : 1, error);
     RunFacts facts = recorder_->facts();
@@ -238,12 +244,17 @@ class CheckRun : public Observer {
   std::atomic<int> ended_early_{-1};
   std::optional<std::string> usage_error_;
   UniqueFd null_;
+  std::optional<Watch> watch_;
 };
 
 int check(const Options& options) {
   const SignalsForWatch signals;
+  const auto start = std::chrono::steady_clock::now();
+  bool has_said = false;
   const CheckLock lock(kLockFile, [&](const std::string& who) {
-    static bool has_said = false;
+    if (SignalsForWatch::is_end_asked_for()) return false;
+    if (options.deadline && std::chrono::steady_clock::now() - start > *options.deadline)
+      return false;
     if (options.waits && !std::exchange(has_said, true)) {
       report_error({"waiting for another check to end: ", who});
     }
@@ -277,8 +288,16 @@ void add_check_command(CLI::App& app, int& exit_code) {
       ->take_all();
   command->add_flag("--progress", options->shows_progress,
                     "Progress on standard error, though it is no terminal");
-  command->add_option("--deadline", options->deadline, "End the commands in flight after SECONDS")
-      ->check(CLI::PositiveNumber);
+  command->add_option_function<double>(
+      "--deadline",
+      [options](double seconds) {
+        // Written so that what is no number fails too.
+        if (!(seconds > 0 && seconds <= kLongestDeadline)) {
+          throw CLI::ValidationError("--deadline", "not between 0 and 100,000,000 seconds");
+        }
+        options->deadline = std::chrono::duration<double>(seconds);
+      },
+      "End the commands in flight after SECONDS");
   command->add_flag("--wait", options->waits, "Wait for another check here to end");
   command->final_callback([options, &exit_code] {
     check_options(*options);

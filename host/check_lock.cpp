@@ -25,6 +25,8 @@ UniqueFd open_lock(const std::string& path) {
   struct stat status {};
   if (::fstat(file.get(), &status) != 0) throw_errno("fstat", path);
   if (!S_ISREG(status.st_mode)) throw CheckError(path + " is not a file");
+  // What is written here would stand in somebody's file.
+  if (status.st_nlink != 1) throw CheckError(path + " has another name too");
   return file;
 }
 

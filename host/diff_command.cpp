@@ -55,6 +55,7 @@ std::string summary(const Options& options, const nlohmann::json& old_report,
   say_report(out, "Old  ", options.old_report, old_report);
   say_report(out, "New  ", options.new_report, new_report);
   say_group(out, "New", diff.fresh);
+  if (!diff.unconfirmed.empty()) say_group(out, "New, but unconfirmed", diff.unconfirmed);
   say_group(out, "Still there", diff.still);
   say_group(out, "Cleared", diff.cleared);
   if (!diff.not_looked_at_again.empty()) {

@@ -42,12 +42,6 @@ std::string_view step_name(event::Step step) {
   return kNames[static_cast<std::size_t>(step)];
 }
 
-std::string_view fault_name(event::RouteFault fault) {
-  constexpr std::array<std::string_view, 4> kNames = {"route-handle", "missing-bud",
-                                                      "missing-handle", "card-handle"};
-  return kNames[static_cast<std::size_t>(fault)];
-}
-
 // The name of an event and its members.
 struct Members {
   const Place& place;
@@ -67,6 +61,9 @@ struct Members {
   }
   Json operator()(const event::NodeIgnored& told) const {
     return {{"event", "node_ignored"}, {"line", told.line}};
+  }
+  Json operator()(const event::NodeReplaced& told) const {
+    return {{"event", "node_replaced"}, {"node", told.node}, {"address", told.address}};
   }
   Json operator()(const event::PhaseStarted& told) const {
     return {{"event", "phase_started"}, {"phase", phase_name(told.phase)}};
@@ -128,7 +125,8 @@ struct Members {
     return {{"event", "entries_collected"},
             {"node", told.node},
             {"step", step_name(told.step)},
-            {"entries", told.entries}};
+            {"entries", told.entries},
+            {"unreadable", told.unreadable}};
   }
   Json operator()(const event::RoutesCompared& told) const {
     return {{"event", "routes_compared"},

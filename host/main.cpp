@@ -1,4 +1,8 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <exception>
 
 #include "host/check_command.h"
@@ -28,9 +32,22 @@ int use(int argc, char** argv) {
   return exit_code;
 }
 
+// Whoever started us may have closed standard streams: the next file that is opened would be taken
+// for one.
+void open_standard_streams() {
+  int fd = 0;
+  do {
+    fd = ::open("/dev/null", O_RDWR);
+  } while (fd >= 0 && fd <= STDERR_FILENO);
+  if (fd >= 0) ::close(fd);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  open_standard_streams();
+  // Ignored, it would keep how commands end from us.
+  std::signal(SIGCHLD, SIG_DFL);
   try {
     return use(argc, argv);
   } catch (const std::exception& error) {

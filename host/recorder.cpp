@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
+#include <ctime>
 #include <system_error>
 #include <type_traits>
 #include <utility>
@@ -19,8 +21,6 @@ namespace zorbec {
 namespace {
 
 constexpr int kSshFailed = 255;
-constexpr int kNotExecutable = 126;
-constexpr int kNotFound = 127;
 
 std::string_view step_name(event::Step step) {
   switch (step) {
@@ -55,15 +55,9 @@ std::string where(const Place& place) {
   return text;
 }
 
+// A status that nobody knows is no success.
 bool has_failed(int status) {
-  return status > 0;
-}
-
-// An interface manager that knows no such handle may say so with its status; only if it could not
-// be asked at all is there no answer.
-bool was_not_asked(int status) {
-  return WIFSIGNALED(status) || WEXITSTATUS(status) == kNotExecutable ||
-         WEXITSTATUS(status) == kNotFound;
+  return status != 0;
 }
 
 bool goes_to_node(std::string_view command) {
@@ -73,11 +67,30 @@ bool goes_to_node(std::string_view command) {
 Problem problem_of(const event::CommandEnded& ended, const Place& place) {
   const bool is_lost = goes_to_node(ended.command) && WIFEXITED(ended.status) &&
                        WEXITSTATUS(ended.status) == kSshFailed;
-  const std::string how = WIFSIGNALED(ended.status)
+  const std::string how = ended.status < 0 ? "unknown status"
+                          : WIFSIGNALED(ended.status)
                               ? "signal " + std::to_string(WTERMSIG(ended.status))
                               : "status " + std::to_string(WEXITSTATUS(ended.status));
-  return {is_lost ? Reason::kUnreachable : Reason::kCommandFailed, where(place),
-          how + " of: " + std::string(ended.command)};
+  // A terminal sends Ctrl-C to the commands too, which may notice it first.
+  const bool is_interrupted = WIFSIGNALED(ended.status) && WTERMSIG(ended.status) == SIGINT;
+  const Reason reason = is_lost          ? Reason::kUnreachable
+                        : is_interrupted ? Reason::kInterrupted
+                                         : Reason::kCommandFailed;
+  return {reason, where(place), how + " of: " + std::string(ended.command)};
+}
+
+std::chrono::nanoseconds time_by(clockid_t clock) {
+  timespec now{};
+  ::clock_gettime(clock, &now);
+  return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+}
+
+// A file that is written now may be stamped by either clock; the coarse one lags behind the other.
+std::chrono::nanoseconds earliest_stamp() {
+  return time_by(CLOCK_REALTIME_COARSE);
+}
+std::chrono::nanoseconds latest_stamp() {
+  return time_by(CLOCK_REALTIME);
 }
 
 std::string dump_name(std::optional<InterfaceClass> intf_class) {
@@ -96,25 +109,10 @@ std::string age(std::chrono::nanoseconds before_start) {
   return std::to_string(seconds) + " seconds";
 }
 
-std::string_view fault_kind(event::RouteFault fault) {
-  switch (fault) {
-    case event::RouteFault::kProcessorHandle:
-      return "route-handle";
-    case event::RouteFault::kMissingBud:
-      return "missing-bud";
-    case event::RouteFault::kMissingHandle:
-      return "missing-handle";
-    case event::RouteFault::kCardHandle:
-      return "card-handle";
-  }
-  return {};
-}
-
 }  // namespace
 
-Recorder::Recorder(Check check, std::chrono::nanoseconds started,
-                   const std::atomic<int>& ended_early)
-    : started_(started), ended_early_(ended_early) {
+Recorder::Recorder(Check check, const std::atomic<int>& ended_early)
+    : started_(earliest_stamp()), ended_early_(ended_early) {
   facts_.check = check;
 }
 
@@ -129,6 +127,8 @@ void Recorder::take(const Event& event, const Place& place) {
           take_nodes(told.nodes);
         } else if constexpr (std::is_same_v<Told, event::NodeIgnored>) {
           take_ignored(told.line);
+        } else if constexpr (std::is_same_v<Told, event::NodeReplaced>) {
+          replaced_.emplace(told.node, told.address);
         } else if constexpr (std::is_same_v<Told, event::WorkerStarted>) {
           if (told.task != "verify_mcast") node(told.node).has_worker = true;
         } else if constexpr (std::is_same_v<Told, event::WorkerEnded>) {
@@ -161,6 +161,11 @@ void Recorder::take(const Event& event, const Place& place) {
         } else if constexpr (std::is_same_v<Told, event::EntriesCollected>) {
           if (told.step == event::Step::kRoutes) node(told.node).routes = told.entries;
           if (told.step == event::Step::kBuds) node(told.node).buds = told.entries;
+          if (told.unreadable > 0) {
+            problems_at(place).push_back(
+                {Reason::kWrongShape, where(place),
+                 std::to_string(told.unreadable) + " answers hold no field of an entry"});
+          }
         } else if constexpr (std::is_same_v<Told, event::RoutesCompared>) {
           NodeFacts& compared = node_at(told.address);
           compared.routes_compared = told.routes;
@@ -209,8 +214,29 @@ void Recorder::take_nodes(const NodeInfo& nodes) {
       facts.multicast.push_back(no_address);
     }
   }
+  take_shared_addresses();
   for (NodeFacts& passed_over : ignored) {
     if (!by_name_.contains(passed_over.name)) node(passed_over.name) = std::move(passed_over);
+  }
+}
+
+void Recorder::take_shared_addresses() {
+  const auto add_to_all = [](NodeFacts& facts, const Problem& problem) {
+    for (Problems* const problems : {&facts.pidb, &facts.pmdb, &facts.multicast}) {
+      problems->push_back(problem);
+    }
+  };
+  for (const auto& [name, address] : replaced_) {
+    add_to_all(node(name), {Reason::kUnreachable, "node table",
+                            "another node of this short name, at " + in_quotes(address) +
+                                ", is not checked at all"});
+  }
+  std::map<std::string_view, std::size_t> at_address;
+  for (const NodeFacts& facts : facts_.nodes) ++at_address[facts.address];
+  for (NodeFacts& facts : facts_.nodes) {
+    if (facts.address == kNone || at_address[facts.address] == 1) continue;
+    add_to_all(facts, {Reason::kWrongShape, "node table",
+                       "another node has the same address " + in_quotes(facts.address)});
   }
 }
 
@@ -234,7 +260,6 @@ void Recorder::take_command(const event::CommandEnded& ended, const Place& place
         {Reason::kEmpty, "set-up", "no answer from: " + std::string(ended.command)});
   }
   if (!has_failed(ended.status)) return;
-  if (place.step == event::Step::kLeaks && !was_not_asked(ended.status)) return;
   ++facts_.commands_failed;
   problems_at(place).push_back(problem_of(ended, place));
 }
@@ -246,7 +271,7 @@ void Recorder::take_dump(const event::DumpLoaded& loaded) {
                 .bytes = loaded.bytes,
                 .entries = loaded.content.entries,
                 .modified = loaded.modified,
-                .is_stale = loaded.modified < started_};
+                .is_stale = loaded.modified < started_ || loaded.modified > latest_stamp()};
   Problems* problems = &facts.pmdb;
   if (loaded.intf_class) {
     ClassFacts& of_class = facts.classes[static_cast<std::size_t>(*loaded.intf_class)];
@@ -260,7 +285,10 @@ void Recorder::take_dump(const event::DumpLoaded& loaded) {
   };
   if (file.is_stale) {
     // This counts most: what was compared is not this run's. What failed before may be why.
-    std::string what = file.path + " is older than this run by " + age(started_ - file.modified);
+    const bool is_old = file.modified < started_;
+    std::string what =
+        file.path + (is_old ? " is older than this run by " + age(started_ - file.modified)
+                            : " has a time that is yet to come");
     if (!problems->empty()) what += "; " + problems->front().detail;
     problems->insert(problems->begin(), {Reason::kStale, file.name, what});
   }
@@ -332,7 +360,7 @@ void Recorder::take_leaked(const event::LeakedKey& leaked) {
 }
 
 void Recorder::take_route(const event::FaultyRoute& faulty) {
-  const std::string kind(fault_kind(faulty.fault));
+  const std::string kind(fault_name(faulty.fault));
   const std::string& at = node_at(faulty.address).name;
   const std::string processor = node_at(faulty.processor).name;
   const std::string id = kind + "/" + at + "/" + processor + "/" + std::to_string(faulty.number);

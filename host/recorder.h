@@ -69,9 +69,9 @@ struct RunFacts {
 // events.
 class Recorder {
  public:
-  // Dumps last changed before `started`, by the clock that files are stamped with, are stale. What
-  // ends because the check was ended early does so for the reason that `ended_early` then holds.
-  Recorder(Check check, std::chrono::nanoseconds started, const std::atomic<int>& ended_early);
+  // Dumps last changed before this moment are stale. What ends because the check was ended early
+  // does so for the reason that `ended_early` then holds.
+  Recorder(Check check, const std::atomic<int>& ended_early);
 
   // Takes an event; from any thread.
   void take(const Event& event, const Place& place);
@@ -85,6 +85,7 @@ class Recorder {
  private:
   void take_nodes(const NodeInfo& nodes) ZORBEC_REQUIRES(mutex_);
   void take_ignored(std::string_view line) ZORBEC_REQUIRES(mutex_);
+  void take_shared_addresses() ZORBEC_REQUIRES(mutex_);
   void take_command(const event::CommandEnded& ended, const Place& place) ZORBEC_REQUIRES(mutex_);
   void take_dump(const event::DumpLoaded& loaded) ZORBEC_REQUIRES(mutex_);
   void take_end(const event::WorkerEnded& ended, const Place& place) ZORBEC_REQUIRES(mutex_);
@@ -103,6 +104,8 @@ class Recorder {
   mutable Mutex mutex_;
   RunFacts facts_ ZORBEC_GUARDED_BY(mutex_);
   std::map<std::string, std::size_t, std::less<>> by_name_ ZORBEC_GUARDED_BY(mutex_);
+  // Addresses of nodes whose name the node table gave to another one, by that name.
+  std::multimap<std::string, std::string> replaced_ ZORBEC_GUARDED_BY(mutex_);
 };
 
 }  // namespace zorbec

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <set>
 #include <string>
@@ -55,6 +56,25 @@ std::set<Cell> verified_cells(const Json& report) {
   return cells;
 }
 
+// Whether a check that verified these cells would have seen the finding: it has looked at the node,
+// and has known the interface, from one of the nodes that reported it.
+bool is_looked_at(const Json& finding, const std::set<Cell>& verified) {
+  const std::string& of_class = finding["class"].get_ref<const std::string&>();
+  if (!verified.contains(Cell(finding["node"], of_class))) return false;
+  const auto interface = finding.find("interface");
+  if (interface == finding.end() || !interface->is_object()) return true;
+  const auto owners = interface->find("owners");
+  if (owners == interface->end() || !owners->is_array()) return true;
+  return std::ranges::any_of(*owners, [&](const Json& owner) {
+    return owner.is_string() && verified.contains(Cell(owner, of_class));
+  });
+}
+
+bool is_unconfirmed(const Json& finding) {
+  const auto confirmed = finding.find("confirmed");
+  return confirmed != finding.end() && *confirmed == false;
+}
+
 // Calls visit(finding, fingerprint) for each finding, repetitions left out. Everything of a finding
 // that is read or shown is a text by then.
 template <typename Visit>
@@ -90,20 +110,27 @@ ReportDiff diff_reports(const Json& old_report, const Json& new_report) {
 
   ReportDiff diff;
   for_each_finding(new_report, [&](const Json& finding, const std::string& fingerprint) {
-    (in_old.contains(fingerprint) ? diff.still : diff.fresh).push_back(finding);
+    if (in_old.contains(fingerprint)) {
+      diff.still.push_back(finding);
+    } else {
+      (is_unconfirmed(finding) ? diff.unconfirmed : diff.fresh).push_back(finding);
+    }
   });
   for_each_finding(old_report, [&](const Json& finding, const std::string& fingerprint) {
     if (in_new.contains(fingerprint)) return;
-    const bool looked = verified.contains(Cell(finding["node"], finding["class"]));
-    (looked ? diff.cleared : diff.not_looked_at_again).push_back(finding);
+    (is_looked_at(finding, verified) ? diff.cleared : diff.not_looked_at_again).push_back(finding);
   });
   return diff;
 }
 
 nlohmann::ordered_json diff_document(const ReportDiff& diff) {
-  return {{"format", "zorbec-diff"}, {"version", 1},
-          {"new", diff.fresh},       {"still", diff.still},
-          {"cleared", diff.cleared}, {"not_looked_at_again", diff.not_looked_at_again}};
+  return {{"format", "zorbec-diff"},
+          {"version", 1},
+          {"new", diff.fresh},
+          {"new_unconfirmed", diff.unconfirmed},
+          {"still", diff.still},
+          {"cleared", diff.cleared},
+          {"not_looked_at_again", diff.not_looked_at_again}};
 }
 
 }  // namespace zorbec

@@ -7,9 +7,10 @@ namespace zorbec {
 
 // What became of the findings between two reports, each finding as its report holds it.
 struct ReportDiff {
-  std::vector<nlohmann::json> fresh;    // only in the new report
-  std::vector<nlohmann::json> still;    // in both, as the new report holds them
-  std::vector<nlohmann::json> cleared;  // only in the old one, and the new check looked there
+  std::vector<nlohmann::json> fresh;        // only in the new report
+  std::vector<nlohmann::json> unconfirmed;  // likewise, but resting on something not verified
+  std::vector<nlohmann::json> still;        // in both, as the new report holds them
+  std::vector<nlohmann::json> cleared;      // only in the old one, and the new check looked there
   // Only in the old one, but the new check did not reach the node, or could not verify the class
   // on it: nobody knows.
   std::vector<nlohmann::json> not_looked_at_again;

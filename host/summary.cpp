@@ -336,6 +336,10 @@ void write_coverage(const Report& report, Text& text) {
   text.wrapped("Coverage: ", fmt::format("{}", fmt::join(parts, ", ")));
 }
 
+bool is_compared(const NodeReport& node) {
+  return std::ranges::any_of(node.cells, [](const Cell& cell) { return cell.compared > 0; });
+}
+
 std::string last_word(const Report& report) {
   switch (report.verdict) {
     case Verdict::kConsistent:
@@ -347,10 +351,13 @@ std::string last_word(const Report& report) {
     case Verdict::kNotVerified:
     case Verdict::kNone:
     case Verdict::kByDesign:
-      return report.ended_early
-                 ? fmt::format("ended early ({}); what was compared is well",
-                               reason_text(*report.ended_early))
-                 : std::string("nothing is known to be wrong, but not all was checked");
+      if (report.ended_early) {
+        return fmt::format("ended early ({}), so not all was checked",
+                           reason_text(*report.ended_early));
+      }
+      return std::ranges::any_of(report.nodes, is_compared)
+                 ? "nothing is known to be wrong, but not all was checked"
+                 : "nothing was compared";
   }
   return {};
 }

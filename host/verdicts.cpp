@@ -153,7 +153,8 @@ class InterfaceJudge {
     std::string nodes;
     for (const NodeFacts* const node : doubtful) nodes += (nodes.empty() ? "" : ", ") + node->name;
     return NotLookedAt{"", std::nullopt, false, truth_.first_problem(*doubtful.front())->reason,
-                       "keys of interfaces that are not known, on any node; of node " + nodes};
+                       "the interfaces of node " + nodes +
+                           " are not all known, so that no node was checked for their keys"};
   }
 
   Cell judge_class(const NodeFacts& node, InterfaceClass intf_class) const {
@@ -444,6 +445,14 @@ std::string_view why_not_run(Check check, const Report& report) {
              : "multicast state: not asked for";
 }
 
+void list_unknown_model(Report& report) {
+  constexpr int kUnknownModel = 1;
+  if (report.model_code != kUnknownModel) return;
+  report.not_looked_at.push_back({"", std::nullopt, true, std::nullopt,
+                                  "the router's model: it is not one of those that are known by "
+                                  "name, and was taken for a standard one"});
+}
+
 void list_other_checks(Report& report) {
   for (const Check check : {Check::kInterfaces, Check::kMulticast}) {
     if (std::ranges::find(report.checks, check) != report.checks.end()) continue;
@@ -485,13 +494,21 @@ void sort_findings(Report& report) {
   });
 }
 
+bool speaks_of_interfaces(const Report& report) {
+  return std::ranges::any_of(report.nodes, [](const NodeReport& node) {
+    return std::ranges::any_of(
+        node.cells, [](const Cell& cell) { return cell.report_class != ReportClass::kMulticast; });
+  });
+}
+
 Verdict verdict_on(const Report& report) {
   if (!report.run_errors.empty() && !report.ended_early) return Verdict::kRunFailed;
   bool has_consistent = false;
-  // What is known of no node leaves a doubt on all, selected or not.
-  const bool has_unknown = std::ranges::any_of(report.not_looked_at, [](const NotLookedAt& place) {
-    return place.node.empty() && !place.is_by_design;
-  });
+  // Interfaces that are not known leave a doubt on all nodes, selected or not.
+  const bool has_unknown = speaks_of_interfaces(report) &&
+                           std::ranges::any_of(report.not_looked_at, [](const NotLookedAt& place) {
+                             return place.node.empty() && !place.is_by_design;
+                           });
   bool has_unverified = has_unknown || report.nodes.empty() || report.ended_early.has_value();
   for (const NodeReport& node : report.nodes) {
     if (node.verdict == Verdict::kInconsistent) return Verdict::kInconsistent;
@@ -527,6 +544,7 @@ Report judge(std::vector<RunFacts> runs, Selection selection, std::optional<Reas
     for (auto& [id, finding] : run.findings) report.findings.push_back(std::move(finding));
   }
   list_not_looked_at(report);
+  list_unknown_model(report);
   list_other_checks(report);
   for (const NodeReport& node : report.nodes) {
     ++report.coverage.nodes;

@@ -1,7 +1,10 @@
 #include "host/watch.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <csignal>
 #include <ctime>
 
@@ -39,6 +42,12 @@ void write_to_standard_error(const std::string& text) {
   }
 }
 
+std::size_t columns_of_terminal() {
+  winsize size{};
+  const bool is_known = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1;
+  return is_known ? size.ws_col : 80;
+}
+
 // One of the watched signals, 0 if none came within the time of a look.
 int next_signal() {
   const sigset_t signals = watched_signals();
@@ -56,14 +65,28 @@ SignalsForWatch::SignalsForWatch() {
 
 SignalsForWatch::~SignalsForWatch() {
   const sigset_t signals = watched_signals();
+  const timespec now{};
+  while (::sigtimedwait(&signals, nullptr, &now) > 0) {
+  }
   pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
-Watch::Watch(WatchOptions options) : options_(std::move(options)), thread_(&Watch::run, this) {}
+bool SignalsForWatch::is_end_asked_for() {
+  sigset_t pending;
+  sigpending(&pending);
+  const std::array<int, 3> kEnds = {SIGINT, SIGTERM, SIGHUP};
+  return std::ranges::any_of(kEnds, [&](int signal) { return sigismember(&pending, signal) == 1; });
+}
+
+Watch::Watch(WatchOptions options)
+    : options_(std::move(options)),
+      shows_progress_(options_.shows_progress),
+      thread_(&Watch::run, this) {}
 
 Watch::~Watch() {
   is_over_ = true;
   thread_.join();
+  end_progress();
 }
 
 void Watch::run() {
@@ -73,9 +96,13 @@ void Watch::run() {
   while (!is_over_) {
     const int signal = next_signal();
     const auto now = std::chrono::steady_clock::now();
-    if (signal == SIGUSR1) write_to_standard_error("zorbec: " + options_.status_line() + "\n");
+    if (signal == SIGUSR1) {
+      clear_line();
+      write_to_standard_error("zorbec: " + options_.status_line() + "\n");
+    }
     const bool is_interrupt = signal == SIGINT || signal == SIGTERM || signal == SIGHUP;
     if (is_interrupt && ended == Reason::kInterrupted) {
+      options_.end_early(*ended, SIGKILL);
       ::signal(signal, SIG_DFL);
       sigset_t this_one;
       sigemptyset(&this_one);
@@ -91,21 +118,34 @@ void Watch::run() {
     }
     if (ended && now >= kill_at) options_.end_early(*ended, SIGKILL);
     // A wait may end before its time.
-    if (options_.shows_progress && now >= look_at) {
-      show_progress(false);
+    if (shows_progress_ && now >= look_at) {
+      show_progress();
       look_at = now + kBetweenLooks;
     }
   }
-  if (options_.shows_progress) show_progress(true);
 }
 
-void Watch::show_progress(bool is_over) {
-  const std::string line = is_over ? std::string() : options_.status_line();
-  if (line == shown_) return;
+void Watch::clear_line() {
+  if (!options_.is_terminal) return;
+  const MutexLock lock(mutex_);
+  if (!shown_.empty()) write_to_standard_error("\r\x1b[K");
+  shown_.clear();
+}
+
+void Watch::end_progress() {
+  shows_progress_ = false;
+  clear_line();
+}
+
+void Watch::show_progress() {
+  const std::string line = options_.status_line();
+  const MutexLock lock(mutex_);
+  if (line == shown_ || !shows_progress_) return;
   shown_ = line;
   if (options_.is_terminal) {
-    write_to_standard_error("\r\x1b[K" + line);
-  } else if (!line.empty()) {
+    // A line that does not fit could not be rewritten.
+    write_to_standard_error("\r\x1b[K" + line.substr(0, columns_of_terminal() - 1));
+  } else {
     write_to_standard_error(line + "\n");
   }
 }

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "host/report.h"
+#include "run/mutex.h"
 
 namespace zorbec {
 
@@ -16,9 +17,13 @@ namespace zorbec {
 class SignalsForWatch {
  public:
   SignalsForWatch();
+  // What came meanwhile and nobody took is forgotten.
   ~SignalsForWatch();
   SignalsForWatch(const SignalsForWatch&) = delete;
   SignalsForWatch& operator=(const SignalsForWatch&) = delete;
+
+  // Whether somebody has asked the process to end, and no Watch has taken notice.
+  static bool is_end_asked_for();
 };
 
 struct WatchOptions {
@@ -27,13 +32,14 @@ struct WatchOptions {
   bool is_terminal = false;  // standard error is: progress rewrites its line
 
   std::function<std::string()> status_line;  // where the check stands
-  // Called once, on a thread of the watch, when the check is to end early: reason and signal for
-  // its commands; and again with SIGKILL for commands that do not end.
+  // Called on the thread of the watch when the check is to end early: reason and signal for its
+  // commands; and again and again with SIGKILL while commands do not end.
   std::function<void(Reason, int signal)> end_early;
 };
 
 // Stands beside a check in a thread of its own: ends it at the deadline or at Ctrl-C (a second one
-// ends the process), shows progress, and answers SIGUSR1 with one line on standard error.
+// kills its commands and ends the process), shows progress, and answers SIGUSR1 with one line on
+// standard error.
 class Watch {
  public:
   explicit Watch(WatchOptions options);
@@ -42,14 +48,21 @@ class Watch {
   Watch(const Watch&) = delete;
   Watch& operator=(const Watch&) = delete;
 
+  // Makes room on the terminal for a line of somebody else.
+  void clear_line();
+  // Shows no progress any more.
+  void end_progress();
+
  private:
   void run();
-  void show_progress(bool is_over);
+  void show_progress();
 
   const WatchOptions options_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
   std::atomic<bool> is_over_{false};
-  std::string shown_;
+  std::atomic<bool> shows_progress_;
+  Mutex mutex_;
+  std::string shown_ ZORBEC_GUARDED_BY(mutex_);  // in the terminal's last line
   std::thread thread_;
 };
 

@@ -9,16 +9,16 @@ namespace {
 
 constexpr std::size_t kColumns = 80;
 
-bool is_control(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return byte < 0x20 || byte == 0x7f;
+// Beyond ASCII a terminal knows controls too, and characters that turn a line round.
+bool is_no_plain_character(char c) {
+  return c < ' ' || c > '~';
 }
 
 }  // namespace
 
 std::string printable(std::string_view text) {
   std::string shown(text);
-  std::ranges::replace_if(shown, is_control, '?');
+  std::ranges::replace_if(shown, is_no_plain_character, '?');
   return shown;
 }
 

@@ -9,8 +9,8 @@ namespace zorbec {
 
 // Text for a person at a terminal of 80 columns.
 
-// `text` with "?" in place of control characters, which a dump or a report may hold and a terminal
-// would obey.
+// `text` with "?" in place of each byte that is no printable ASCII character: a dump or a report
+// may hold what a terminal would obey.
 std::string printable(std::string_view text);
 
 // Appends `text` in lines of at most 80 columns, broken at blanks, each ended by a newline. The

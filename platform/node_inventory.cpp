@@ -74,6 +74,13 @@ class NodeLine {
     return *record;
   }
 
+  // The node that stood under this name so far, if it is another one, is told of: nobody will go
+  // there.
+  void tell_replaced(const NodeRecord& record) const {
+    if (record.nodeip == kNone || record.nodeip == address()) return;
+    tell([&] { return event::NodeReplaced{*run_state().nodename, *record.nodeip}; });
+  }
+
  private:
   [[noreturn]] void fail(const std::string& what) const {
     throw CheckError(std::string(kNodeTableCommand) + ": line " + in_quotes(line_) + " " + what);
@@ -93,6 +100,7 @@ void take_active(const NodeLine& line, RunState& state) {
     record->pidb_dump = 1;
   }
   record->pmdb_dump = 1;
+  line.tell_replaced(*record);
   record->nodeip = line.address();
   record->act_standby = "Active";
   ++state.activenode_cnt;
@@ -105,6 +113,7 @@ void take_standby(const NodeLine& line, RunState& state) {
   record->pmdb_dump = 1;
   record->nodetype = line.type();
   if (record->nodetype == "RP") state.standbynodeinfo = record;
+  line.tell_replaced(*record);
   record->nodeip = line.address();
   record->act_standby = "Standby";
   ++state.standbynode_cnt;

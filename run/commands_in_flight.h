@@ -27,8 +27,9 @@ class CommandsInFlight {
   // ended it: half an answer must not be taken for one.
   bool remove(pid_t shell);
 
-  // Tells every running shell to end, with `signal`, and from now on lets none be started. A shell
-  // that was given a single command has become that command.
+  // Tells every running shell and its children to end, with `signal`, and from now on lets none be
+  // started. A shell that was given a single command has become that command, unless the command
+  // line redirects something: then the command is its child.
   void end(int signal);
 
  private:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -44,6 +45,12 @@ struct NodesListed {
 // A line of the node table that names a node, but not as active or standby: it is not checked.
 struct NodeIgnored {
   std::string_view line;
+};
+// A line of the node table takes the place of an earlier one, whose node has the same short name
+// and another address: the earlier node is not checked.
+struct NodeReplaced {
+  std::string_view node;
+  std::string_view address;  // of the earlier node
 };
 enum class Phase { kDump, kVerification };
 struct PhaseStarted {
@@ -135,6 +142,7 @@ struct EntriesCollected {
   std::string_view node;
   Step step;
   std::size_t entries;
+  std::size_t unreadable = 0;  // answers that hold something, but no field of an entry
 };
 // The routes of a route processor were compared with what a node has made of them, to the end.
 struct RoutesCompared {
@@ -164,6 +172,11 @@ enum class RouteFault {
   kMissingHandle,    // the card's hardware holds nothing for the tunnel
   kCardHandle,       // the card's hardware holds another RIF or handle
 };
+constexpr std::string_view fault_name(RouteFault fault) {
+  constexpr std::array<std::string_view, 4> kNames = {"route-handle", "missing-bud",
+                                                      "missing-handle", "card-handle"};
+  return kNames[static_cast<std::size_t>(fault)];
+}
 struct FaultyRoute {
   RouteFault fault;
   std::string_view address;    // of the node that is at fault
@@ -178,11 +191,11 @@ struct FaultyRoute {
 
 using Event =
     std::variant<event::RunStarted, event::RouterProbed, event::NodesListed, event::NodeIgnored,
-                 event::PhaseStarted, event::PhaseEnded, event::WorkerStarted, event::WorkerEnded,
-                 event::StepStarted, event::CommandStarted, event::CommandEnded, event::DumpLoaded,
-                 event::TunnelsAsked, event::ScaleModeProbed, event::ClassCompared,
-                 event::LeaksChecked, event::EntriesCollected, event::RoutesCompared,
-                 event::MissingKey, event::LeakedKey, event::FaultyRoute>;
+                 event::NodeReplaced, event::PhaseStarted, event::PhaseEnded, event::WorkerStarted,
+                 event::WorkerEnded, event::StepStarted, event::CommandStarted, event::CommandEnded,
+                 event::DumpLoaded, event::TunnelsAsked, event::ScaleModeProbed,
+                 event::ClassCompared, event::LeaksChecked, event::EntriesCollected,
+                 event::RoutesCompared, event::MissingKey, event::LeakedKey, event::FaultyRoute>;
 
 // Watches a run. It changes nothing of what the run does, unless it throws: that ends whoever told
 // it, as any failure there would.

@@ -144,6 +144,7 @@ bool TableReader::learn_layout() {
   while (*at_ != '}') {
     if (!skip('"')) return false;
     const std::size_t length = count_plain_characters(at_);
+    if (length > JsonDocument::kMostExtra) return false;
     const std::string_view name(at_, length);
     at_ += length;
     if (!skip('"')) return false;

@@ -115,8 +115,9 @@ void tell_step(const std::string& nodename, event::Step step) {
   tell([&] { return event::StepStarted{nodename, step, std::nullopt}; });
 }
 
-void tell_collected(const std::string& nodename, event::Step step, const Collection& entries) {
-  tell([&] { return event::EntriesCollected{nodename, step, entries.size()}; });
+void tell_collected(const std::string& nodename, event::Step step, const Collection& entries,
+                    std::size_t unreadable = 0) {
+  tell([&] { return event::EntriesCollected{nodename, step, entries.size(), unreadable}; });
 }
 
 // The items of a line: what stands between commas followed by a blank.
@@ -225,23 +226,27 @@ void check_pmdb_dump(const std::string& nodeip, const std::string& nodename, Log
   Collection entries(run_state().mcastpmdbkeys, nodeip);
   const std::string question =
       "ssh -o StrictHostKeyChecking=no " + nodeip + " /pkg/bin/hwkey_dump -r ";
+  std::size_t unreadable = 0;
   for (const std::string& rif : run_state().rifs.list()) {
     const std::string command = question + rif;
     // Nodes share the runner's file of a RIF; each call reads back its own output all the same.
     const std::string output = execute(command, "_pmdb_" + rif);
     entries.next_number();
+    bool has_field = output.empty();
     for (const std::string_view text : split_lines(output)) {
       const Item line(command, text);
       if (line.holds("intf_info.port_ifh")) {
+        has_field = true;
         entries.reset_record();
         entries.set("pmdb_port_ifh", line.after(": ").cleaned(), line);
       }
       // As the tool prints it, not converted.
       if (line.holds("intf_info.rif")) entries.set("rif", line.after(": ").cleaned(), line);
     }
+    if (!has_field) ++unreadable;
   }
   entries.finish(kPmdbFile);
-  tell_collected(nodename, event::Step::kHandles, entries);
+  tell_collected(nodename, event::Step::kHandles, entries, unreadable);
 }
 
 }  // namespace zorbec

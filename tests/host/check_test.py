@@ -142,7 +142,8 @@ class ExitCodes(CheckTest):
     def test_64_usage(self):
         self.make_router()
         for arguments in ("everything", "--colour", "--max-findings -1", "--deadline 0",
-                          "--json - --jsonl -"):  # fmt: skip
+                          "--deadline nan", "--deadline 1e300", "--json - --jsonl -",
+                          "--json /tmp/one --jsonl /tmp/one"):  # fmt: skip
             self.expect(64, arguments)
 
     def test_no_nodes_are_no_pass(self):
@@ -163,6 +164,50 @@ class ExitCodes(CheckTest):
         self.assertIn("the node reports no interface at all", shell.output)
         reasons = {cell["reason"] for cell in self.node(self.report(), "1")["classes"]}
         self.assertIn("nothing to compare", reasons)
+
+    def test_node_whose_name_another_one_took_is_no_pass(self):
+        self.make_router()
+        table = self.router / "nodemap.txt"
+        lines = table.read_text().splitlines(keepends=True)
+        card = next(line for line in lines if line.startswith("0/1/CPU0"))
+        lost = card.replace("192.0.17.1", "192.0.99.9")
+        table.write_text("".join(lines).replace(card, lost + card.replace("0/1/", "1/1/")))
+        self.assertIn("192.0.99.9", self.expect(2).output)
+
+    def test_two_nodes_with_one_address_are_no_pass(self):
+        self.make_router()
+        table = self.router / "nodemap.txt"
+        table.write_text(table.read_text().replace("192.0.17.1", "192.0.16.1"))
+        self.assertIn("same address", self.expect(2, "interfaces").output)
+
+    def test_failed_tool_is_seen_by_whom_ignores_his_children(self):
+        self.make_router(damage="192.0.17.1 hwkey_dump exit 3")
+        old = self.router / "nodes/192.0.17.1/tmp"
+        old.mkdir()
+        shutil.copy(self.router / "nodes/192.0.17.1/dumps/pmdb.dat", old)
+        shell = self.run_script("""bash -c 'trap "" CHLD; "$ZORBEC" check; echo $?'""")
+        self.assertEqual(shell.output.split()[-1], "2")
+
+    def test_copy_from_the_future_is_no_pass(self):
+        self.make_router(damage="192.0.17.1 scp none")
+        shell = self.run_script(
+            'cd "$WORK/router/nodes/192.0.17.1/dumps"\n'
+            'for f in *.dat; do cp $f /tmp/${f%.dat}_1.dat; done; touch -d "+1 day" /tmp/*_1.dat\n'
+            '"$ZORBEC" check; echo $?'
+        )
+        self.assertEqual(shell.output.split()[-1], "2")
+        self.assertIn("yet to come", " ".join(shell.output.split()))
+
+    def test_leaks_that_nobody_could_be_asked_about_are_no_findings(self):
+        self.make_router("--defect", "leaked-bundle:2")
+        self.expect(0)
+        for how in ("exit 1", "absent"):
+            self.damage(f"local ifmgr_print {how}")
+            self.expect(2)
+
+    def test_handles_that_cannot_be_read_are_no_findings(self):
+        self.make_router(damage="192.0.17.1 hwkey_dump rubbish")
+        self.expect(2, "multicast")
 
     def test_single_processor_has_no_multicast_state_to_check(self):
         self.make_router("--model", "9")
@@ -393,6 +438,13 @@ class EndedEarly(CheckTest):
         self.assertEqual(children, [shell])
         self.assertEqual(self.report()["ended_early"], "deadline")
 
+    def test_redirected_command_is_not_left_behind(self):
+        self.make_router(damage=f"192.0.17.1 tunnel_db_print late {FOREVER}")
+        check = self.run_script(
+            '"$ZORBEC" check --quiet --deadline 2; ps -e -o args= | grep "[t]unnel_db_print" || echo none'
+        )
+        self.assertEqual(check.output, "none\n")
+
     def test_second_interrupt_ends_the_process(self):
         self.make_router()
         check = self.start(STUBBORN_SSH + 'exec "$ZORBEC" check --jsonl "$WORK/events"')
@@ -451,6 +503,29 @@ class Lock(CheckTest):
         )
         self.assertEqual(shell.output.split(), ["2"], shell.errors)
         self.assertEqual(self.report()["ended_early"], "deadline")
+
+    def test_waiting_can_be_ended(self):
+        self.make_router()
+        self.card_is_slow()
+        shell = self.run_script(
+            self.FIRST + '"$ZORBEC" check --wait --deadline 1; echo $?; '
+            'timeout --signal INT 1 "$ZORBEC" check --wait; echo $?; kill $first; wait $first'
+        )
+        self.assertEqual(shell.output.split(), ["3", "124"], shell.errors)
+        self.assertEqual(shell.errors.count("another check is running"), 2)
+
+    def test_file_of_another_name_is_not_written_to(self):
+        self.make_router()
+        shell = self.run_script(
+            'echo mine >/tmp/other; ln /tmp/other /tmp/zorbec.lock; "$ZORBEC" check; echo $?; '
+            "cat /tmp/other"
+        )
+        self.assertEqual(shell.output, "3\nmine\n")
+
+    def test_closed_standard_streams_are_not_taken_for_the_lock(self):
+        self.make_router()
+        shell = self.run_script('"$ZORBEC" check >&- 2>&-; echo $?; wc -l </tmp/zorbec.lock')
+        self.assertEqual(shell.output.split(), ["0", "1"])
 
     def test_what_is_no_file_is_no_lock(self):
         self.make_router()

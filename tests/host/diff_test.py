@@ -75,12 +75,27 @@ class Diff(unittest.TestCase):
         self.assertIn("\nCleared: 0\n", out)
         self.assertIn("\nNot looked at again: 1\n", out)
 
+    def test_interface_that_nobody_reported_again_was_not_looked_at(self):
+        old = {**finding("0xa"), "interface": {"handle": "0xa", "name": None, "owners": ["4"]}}
+        new = report(verdict="CONSISTENT")
+        new["nodes"].append({"name": "4", "reached": True, "classes": [
+            {"class": "bundle", "verdict": "NOT VERIFIED"}]})  # fmt: skip
+        self.assertIn("\nNot looked at again: 1\n", self.diff(report(old), new, status=0))
+        new["nodes"][1]["classes"][0]["verdict"] = "CONSISTENT"
+        self.assertIn("\nCleared: 1\n", self.diff(report(old), new, status=0))
+
+    def test_unconfirmed_findings_are_no_alarm(self):
+        new = report({**finding("0xa"), "confirmed": False})
+        out = self.diff(report(), new, status=0)
+        self.assertIn("\nNew: 0\n", out)
+        self.assertIn("\nNew, but unconfirmed: 1\n", out)
+
     def test_document(self):
         old, new = report(finding("0xa"), finding("0xb")), report(finding("0xb"), finding("0xd"))
         out = self.diff(old, new, "--json", "-", status=1)
         expected = {
             "format": "zorbec-diff", "version": 1, "new": [finding("0xd")],
-            "still": [finding("0xb")], "cleared": [finding("0xa")], "not_looked_at_again": [],
+            "new_unconfirmed": [], "still": [finding("0xb")], "cleared": [finding("0xa")], "not_looked_at_again": [],
         }  # fmt: skip
         self.assertEqual(json.loads(out), expected)
         path = self.folder / "diff.json"

@@ -129,7 +129,8 @@ class Installed:
         names = FILES.format(
             major=version.split(".")[0], version=version, config=self.options.config
         ).split()
-        names += [f"share/doc/zorbec/docs/{file.name}" for file in SOURCE.glob("docs/*.md")]
+        for form in ("docs/*.md", "docs/*.json"):
+            names += [f"share/doc/zorbec/docs/{file.name}" for file in SOURCE.glob(form)]
         return sorted(names)
 
     def run_on_router(self, host, **environment):
