@@ -101,11 +101,14 @@ std::string dump_name(std::optional<InterfaceClass> intf_class) {
   return std::string(kNames[static_cast<std::size_t>(*intf_class)]);
 }
 
-std::string age(std::chrono::nanoseconds before_start) {
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(before_start).count();
-  if (seconds >= 2 * 86400) return std::to_string(seconds / 86400) + " days";
-  if (seconds >= 2 * 3600) return std::to_string(seconds / 3600) + " hours";
-  if (seconds >= 120) return std::to_string(seconds / 60) + " minutes";
+std::string age(std::chrono::nanoseconds time) {
+  constexpr std::int64_t kMinute = 60;
+  constexpr std::int64_t kHour = 60 * kMinute;
+  constexpr std::int64_t kDay = 24 * kHour;
+  const std::int64_t seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
+  if (seconds >= 2 * kDay) return std::to_string(seconds / kDay) + " days";
+  if (seconds >= 2 * kHour) return std::to_string(seconds / kHour) + " hours";
+  if (seconds >= 2 * kMinute) return std::to_string(seconds / kMinute) + " minutes";
   return std::to_string(seconds) + " seconds";
 }
 

@@ -59,7 +59,7 @@ std::set<Cell> verified_cells(const Json& report) {
 // Whether a check that verified these cells would have seen the finding: it has looked at the node,
 // and has known the interface, from one of the nodes that reported it.
 bool is_looked_at(const Json& finding, const std::set<Cell>& verified) {
-  const std::string& of_class = finding["class"].get_ref<const std::string&>();
+  const auto& of_class = finding["class"].get_ref<const std::string&>();
   if (!verified.contains(Cell(finding["node"], of_class))) return false;
   const auto interface = finding.find("interface");
   if (interface == finding.end() || !interface->is_object()) return true;

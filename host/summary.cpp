@@ -217,8 +217,8 @@ std::vector<FoldedFinding> fold(const std::vector<Finding>& findings) {
     std::string what = first.route ? first.route->mdt_handle : first.key;
     rows[place->second].what.push_back(what.empty() ? "-" : std::move(what));
   }
-  std::ranges::stable_partition(rows,
-                                [](const FoldedFinding& row) { return row.first->is_confirmed; });
+  std::stable_partition(rows.begin(), rows.end(),
+                        [](const FoldedFinding& row) { return row.first->is_confirmed; });
   return rows;
 }
 
@@ -311,10 +311,10 @@ void write_places(const Report& report, bool by_design, std::string_view heading
   text.line("");
   text.line("{}", heading);
   for (const Line& line : lines) {
-    const std::string where = places_text(line.nodes, line.classes);
-    const std::string why =
-        line.place->reason ? std::string(reason_text(*line.place->reason)) + ": " : "";
-    text.wrapped("  ", where + (where.empty() ? "" : ": ") + why + line.place->detail);
+    std::string what = places_text(line.nodes, line.classes);
+    if (!what.empty()) what += ": ";
+    if (line.place->reason) what.append(reason_text(*line.place->reason)).append(": ");
+    text.wrapped("  ", what + line.place->detail);
   }
 }
 

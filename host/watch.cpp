@@ -74,8 +74,8 @@ SignalsForWatch::~SignalsForWatch() {
 bool SignalsForWatch::is_end_asked_for() {
   sigset_t pending;
   sigpending(&pending);
-  const std::array<int, 3> kEnds = {SIGINT, SIGTERM, SIGHUP};
-  return std::ranges::any_of(kEnds, [&](int signal) { return sigismember(&pending, signal) == 1; });
+  const std::array<int, 3> ends = {SIGINT, SIGTERM, SIGHUP};
+  return std::ranges::any_of(ends, [&](int signal) { return sigismember(&pending, signal) == 1; });
 }
 
 Watch::Watch(WatchOptions options)

@@ -20,7 +20,7 @@ Place WorkerPlaces::follow(const Event& event) {
     place.command.clear();
   } else if (std::holds_alternative<event::WorkerEnded>(event)) {
     // Thread identifiers are used again.
-    const Place last = place;
+    Place last = place;
     places_.erase(found);
     return last;
   }

@@ -152,7 +152,8 @@ int verify_intf_specific(const InterfaceTables& pidb_dict, PmdbTable& pmdb_dict,
   std::size_t expected = 0;
   std::size_t missing = 0;
   // All nodes' interfaces: every node's hardware has to know every interface of the router.
-  for (const auto& [owner, table] : pidb_dict.nodes()) {
+  for (const auto& [node, table] : pidb_dict.nodes()) {
+    const std::string& owner = node;
     table->require_object();
     for (std::uint32_t number = 0; number < table->document.size(); ++number) {
       const InterfaceRecord record(*table, number);
