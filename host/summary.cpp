@@ -204,6 +204,7 @@ std::vector<FoldedFinding> fold(const std::vector<Finding>& findings) {
   for (const Fault& fault : faults) {
     const std::vector<const Finding*>& same = by_fault[fault];
     std::vector<std::string> nodes;
+    nodes.reserve(same.size());
     for (const Finding* const finding : same) nodes.push_back(finding->node);
     const Finding& first = *same.front();
     const std::string cause = cause_of(first, what_of(first));
