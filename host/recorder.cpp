@@ -200,7 +200,6 @@ void Recorder::take_nodes(const NodeInfo& nodes) {
   // Lines that were passed over came first, but stand behind the others.
   std::vector<NodeFacts> ignored = std::exchange(facts_.nodes, {});
   by_name_.clear();
-  facts_.knows_nodes = true;
   for (const auto& [name, record] : nodes) {
     // A slot that the node table did not name has no node. A record without a type is the one of a
     // single-processor model.

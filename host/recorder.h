@@ -56,7 +56,6 @@ struct RunFacts {
   std::optional<std::string> run_error;
   std::optional<int> model_code;
   std::optional<int> scale_mode;
-  bool knows_nodes = false;
   std::vector<NodeFacts> nodes;  // in node-table order, behind them those that are not in service
   Problems set_up;
   Problems multicast_verification;

@@ -44,7 +44,6 @@ NodeFacts sound_node(const std::string& name, bool dumps_pidb) {
 RunFacts sound_run() {
   RunFacts run;
   run.model_code = 1;
-  run.knows_nodes = true;
   run.nodes = {sound_node("RP0", false), sound_node("1", true), sound_node("2", true)};
   return run;
 }
