@@ -20,8 +20,8 @@ namespace {
 
 // Records are flat; whatever is nested deeper than this is no dump of a router.
 constexpr std::size_t kDeepest = 32;
-constexpr std::uint32_t kLongestText = (1U << 28U) - 1;  // what a token can say
-constexpr std::uint32_t kMostShapes = (1U << 28U) - 1;
+constexpr std::uint32_t kLongestText = JsonToken::kMostExtra;
+constexpr std::uint32_t kMostShapes = JsonToken::kMostExtra;
 }  // namespace
 
 std::string_view kind_name(JsonKind kind) {
@@ -127,13 +127,13 @@ class JsonLoader {
     return true;
   }
   bool on_key(View last, std::size_t, Error&) {
-    const JsonDocument::Token name = text_token(last);
+    const JsonToken name = text_token(last);
     if (open_.size() == 1) {
       add_entry(name);
     } else {
       open_.back().step = step(open_.back().step, document_.text_of(name));
       // The step keeps the name; what was decoded for it is not needed again.
-      if (name.kind == JsonDocument::kDecoded) document_.decoded_.resize(name.word);
+      if (name.kind == JsonToken::kDecoded) document_.decoded_.resize(name.word);
     }
     return true;
   }
@@ -181,8 +181,7 @@ class JsonLoader {
   std::uint32_t next_token() const { return static_cast<std::uint32_t>(document_.tokens_.size()); }
 
   void add(JsonKind kind, std::uint32_t extra, std::uint32_t word) {
-    document_.tokens_.push_back(
-        {static_cast<std::uint32_t>(kind) & 15U, extra & kMostShapes, word});
+    document_.tokens_.push_back({kind, extra, word});
   }
 
   void open(JsonKind kind) {
@@ -196,19 +195,18 @@ class JsonLoader {
     return ended;
   }
 
-  JsonDocument::Token text_token(View last) {
+  JsonToken text_token(View last) {
     const std::string_view file = document_.file_.view();
     const auto length = static_cast<std::uint32_t>(parts_.size() + last.size());
     const std::less_equal<> not_after;
     if (parts_.empty() && not_after(file.data(), last.data()) &&
         not_after(last.data() + last.size(), file.data() + file.size())) {
-      return {static_cast<std::uint32_t>(JsonKind::kText) & 15U, length & kMostShapes,
-              static_cast<std::uint32_t>(last.data() - file.data())};
+      return {JsonKind::kText, length, static_cast<std::uint32_t>(last.data() - file.data())};
     }
     const auto offset = static_cast<std::uint32_t>(document_.decoded_.size());
     document_.decoded_.append(parts_).append(last);
     parts_.clear();
-    return {JsonDocument::kDecoded, length & kMostShapes, offset};
+    return {JsonToken::kDecoded, length, offset};
   }
 
   bool add_number(View last, Error& error) {
@@ -226,7 +224,7 @@ class JsonLoader {
     return true;
   }
 
-  void add_entry(const JsonDocument::Token& name) {
+  void add_entry(const JsonToken& name) {
     const std::string_view text = document_.text_of(name);
     const std::uint32_t number = document_.size();
     const std::optional<std::uint64_t> canonical = canonical_number(text);
@@ -283,8 +281,7 @@ class JsonLoader {
 
 // ---------------------------------------------------------------------------------------------
 
-JsonDocument::JsonDocument()
-    : tokens_{{static_cast<std::uint32_t>(JsonKind::kObject) & 15U, 0, 0}} {}
+JsonDocument::JsonDocument() : tokens_{{JsonKind::kObject, 0, 0}} {}
 
 JsonDocument::JsonDocument(FileText text) : file_(std::move(text)) {
   if (TableReader(*this).read()) return;
@@ -307,21 +304,19 @@ void JsonDocument::parse() {
                     error == boost::json::error::incomplete);
   }
   holds_only_objects_ = std::ranges::all_of(
-      entries_, [this](const Entry& entry) { return JsonValue(*this, entry.value).is_object(); });
+      entries_, [this](const Entry& entry) { return tokens_[entry.value].is(JsonKind::kObject); });
 }
 
-std::string_view JsonDocument::text_of(const Token& token) const {
-  const char* const base = token.kind == kDecoded ? decoded_.data() : file_.bytes.get();
+std::string_view JsonDocument::text_of(const JsonToken& token) const {
+  const char* const base = token.kind == JsonToken::kDecoded ? decoded_.data() : file_.bytes.get();
   return {base + token.word, token.extra};
 }
 
 void JsonDocument::prefetch_value(std::uint32_t entry) const {
   constexpr std::size_t kLine = 64;
-  const char* const token = reinterpret_cast<const char*>(&tokens_[entries_[entry].value]);
   const char* const text = file_.bytes.get() + entries_[entry].name.word;
-  __builtin_prefetch(token);
-  __builtin_prefetch(token + kLine);
   for (std::size_t line = 0; line < 3; ++line) __builtin_prefetch(text + line * kLine);
+  if (!lengths_.empty()) __builtin_prefetch(&lengths_[entries_[entry].value]);
 }
 
 std::string_view JsonDocument::name(std::uint32_t entry) const {
@@ -365,28 +360,21 @@ const std::vector<std::uint32_t>& JsonDocument::sorted_entries() const {
 
 // ---------------------------------------------------------------------------------------------
 
-JsonKind JsonValue::kind() const {
-  const std::uint32_t kind = document_->tokens_[token_].kind;
-  return kind == JsonDocument::kDecoded ? JsonKind::kText : static_cast<JsonKind>(kind);
-}
-
 std::string_view JsonValue::text() const {
-  return document_->text_of(document_->tokens_[token_]);
+  return document_->text_of(token_);
 }
 
 const JsonShape& JsonValue::shape() const {
-  return document_->shapes_[document_->tokens_[token_].extra];
-}
-
-bool JsonValue::is_flat() const {
-  return document_->tokens_[token_].word == shape().slots;
+  return document_->shapes_[token_.extra];
 }
 
 JsonValue JsonValue::at_slot(std::uint32_t slot) const {
-  std::uint32_t at = token_ + 1;
-  if (is_flat()) return {*document_, at + slot};
-  for (; slot > 0; --slot) at += document_->tokens_[at].length();
-  return {*document_, at};
+  std::optional<JsonValue> found;
+  for_each_child([&](const JsonValue& value) {
+    if (slot == 0) found = value;
+    return slot-- != 0;
+  });
+  return found.value();
 }
 
 std::optional<JsonValue> JsonValue::member(std::string_view name) const {

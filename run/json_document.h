@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
@@ -15,25 +16,17 @@
 
 #include "run/error.h"
 #include "run/files.h"
+#include "run/json_token.h"
 #include "run/large_pages.h"
+#include "run/record_layout.h"
 
 namespace zorbec {
 
-// How a dump is held: the file's own text, and beside it a flat row of 8-byte tokens that point
-// into it. An object's member names are not repeated: all objects with the same names in the same
+// How a dump is held: the file's own text, and beside it where each record begins and how it is laid
+// out. A dump that is not all flat records has a flat row of 8-byte tokens instead, which point into
+// its text. An object's member names are not repeated: all objects with the same names in the same
 // order share one shape. So a dump costs little more memory than its file, and a field is found
 // without building a map per record.
-
-enum class JsonKind : std::uint8_t {
-  kNull,
-  kFalse,
-  kTrue,
-  kInteger,
-  kReal,
-  kText,
-  kArray,
-  kObject
-};
 
 // "a text", "a list" and so on, for messages.
 std::string_view kind_name(JsonKind kind);
@@ -77,26 +70,29 @@ struct JsonShape {
 // A view of one value in a document, which must outlive it and stay where it is.
 class JsonValue {
  public:
-  JsonValue(const JsonDocument& document, std::uint32_t token)
-      : document_(&document), token_(token) {}
+  // `place` is that of the token in the document's row, if it stands there.
+  JsonValue(const JsonDocument& document, JsonToken token, std::uint32_t place = 0)
+      : document_(&document), token_(token), place_(place) {}
 
-  JsonKind kind() const;
+  JsonKind kind() const {
+    if (token_.kind == JsonToken::kLaidOut) return JsonKind::kObject;
+    if (token_.kind == JsonToken::kDecoded) return JsonKind::kText;
+    return static_cast<JsonKind>(token_.kind);
+  }
   bool is_object() const { return kind() == JsonKind::kObject; }
 
   // A text's characters, or a number as the file writes it.
   std::string_view text() const;
 
-  // Of an object below the top level: its shape, whether nothing stands inside its values, the
-  // value at a slot of it (constant time if nothing does), and the value of a name, if it has that
-  // name.
+  // Of an object below the top level: its shape, the value at a slot of it, and the value of a name,
+  // if it has that name.
   const JsonShape& shape() const;
-  bool is_flat() const;
   JsonValue at_slot(std::uint32_t slot) const;
   std::optional<JsonValue> member(std::string_view name) const;
 
-  // Of a flat object: calls use(shape, number of the shape, bytes of all values with their quotes,
-  // copy_value) if each value stands in the file as it would be written, and returns what that
-  // returns; else false. copy_value(slot, to) writes a value at `to`, where kScanSlack bytes more
+  // Of a record that is laid out, whose values stand in the file as they would be written: calls
+  // use(shape, number of the shape, bytes of all values, copy_value) and returns what that returns;
+  // of any other value returns false. copy_value(slot, to) writes a value at `to`, where kScanSlack bytes more
   // must be free, and returns its end.
   template <typename Use>
   bool with_plain_values(Use use) const;
@@ -107,8 +103,15 @@ class JsonValue {
   bool for_each_child(Visit visit) const;
 
  private:
+  bool is_laid_out() const { return token_.kind == JsonToken::kLaidOut; }
+  // Of a record that is laid out: calls visit(offset in the file, length) for each value, quotes
+  // included, until one returns false. Returns whether none did.
+  template <typename Visit>
+  bool for_each_scalar(Visit visit) const;
+
   const JsonDocument* document_;
-  std::uint32_t token_;
+  JsonToken token_;
+  std::uint32_t place_;
 };
 
 // One parsed JSON document. A top-level object is the table that a dump is: its members are
@@ -133,13 +136,17 @@ class JsonDocument {
   JsonDocument(JsonDocument&&) = default;
   JsonDocument& operator=(JsonDocument&&) = default;
 
-  JsonValue root() const { return {*this, 0}; }
+  JsonValue root() const { return {*this, tokens_.front()}; }
   bool is_object() const { return root().is_object(); }
 
   // Members of a top-level object; none if the document is something else.
   std::uint32_t size() const { return static_cast<std::uint32_t>(entries_.size()); }
   std::string_view name(std::uint32_t entry) const;
-  JsonValue value(std::uint32_t entry) const { return {*this, entries_[entry].value}; }
+  JsonValue value(std::uint32_t entry) const {
+    if (!layout_of_.empty()) return {*this, {JsonToken::kLaidOut, layout_of_[entry], entry}};
+    const std::uint32_t at = entries_[entry].value;
+    return {*this, tokens_[at], at};
+  }
   // The number of which the member's name is the canonical decimal text, if it is one below 2^64.
   std::optional<std::uint64_t> number(std::uint32_t entry) const {
     const std::uint32_t short_number = entries_[entry].short_number;
@@ -166,26 +173,12 @@ class JsonDocument {
   friend class JsonLoader;
   friend class TableReader;
 
-  struct Token {
-    std::uint32_t kind : 4;
-    std::uint32_t extra : 28;  // text, number: length; object: shape
-    std::uint32_t word;        // text, number: offset; array, object: tokens inside
-
-    // Tokens that the value takes, its own included.
-    std::uint32_t length() const {
-      const auto what = static_cast<JsonKind>(kind);
-      return what == JsonKind::kArray || what == JsonKind::kObject ? word + 1 : 1;
-    }
-  };
   struct Entry {
-    Token name;
-    std::uint32_t value;         // index of a token
+    JsonToken name;
+    std::uint32_t value;         // its place in `tokens_`; if laid out, in `lengths_`
     std::uint32_t short_number;  // that the name writes, kNoShortNumber if it is none of 32 bits
   };
   static constexpr std::uint32_t kNoShortNumber = std::numeric_limits<std::uint32_t>::max();
-  // The kind of a text whose characters are in `decoded_`, not in the file.
-  static constexpr std::uint32_t kDecoded = 15;
-  static constexpr std::uint32_t kMostExtra = (1U << 28U) - 1;
 
   // What is made of the finished document when it is first asked for: many are never asked.
   struct Index {
@@ -195,12 +188,15 @@ class JsonDocument {
     std::vector<std::uint32_t> order;
   };
 
-  std::string_view text_of(const Token& token) const;
+  std::string_view text_of(const JsonToken& token) const;
 
   FileText file_;
   std::string decoded_;  // texts that the file writes with escapes
-  std::vector<Token, LargePages<Token>> tokens_;
+  std::vector<JsonToken> tokens_;  // the first is the document itself
   std::vector<Entry> entries_;
+  std::vector<std::uint8_t> layout_of_;  // of each entry, if all are laid out; else empty
+  std::vector<RecordLayout> layouts_;    // a layout has its shape's number
+  std::vector<std::uint8_t> lengths_;    // of all values of records that are laid out
   std::deque<std::string> names_;  // member names of shapes
   std::vector<JsonShape> shapes_;
   // Names that are no canonical numbers; those that are stand in the index.
@@ -216,40 +212,57 @@ class JsonDocument {
 std::string describe(const JsonValue& value);
 
 template <typename Visit>
+bool JsonValue::for_each_scalar(Visit visit) const {
+  const JsonDocument::Entry& entry = document_->entries_[token_.word];
+  const std::uint8_t* length = &document_->lengths_[entry.value];
+  std::uint32_t at = entry.name.word + entry.name.extra;
+  for (const Piece& before : document_->layouts_[token_.extra].before) {
+    at += static_cast<std::uint32_t>(before.size());
+    if (!visit(at, std::uint32_t{*length})) return false;
+    at += *length++;
+  }
+  return true;
+}
+
+template <typename Visit>
 bool JsonValue::for_each_child(Visit visit) const {
-  const std::uint32_t end = token_ + document_->tokens_[token_].length();
-  for (std::uint32_t at = token_ + 1; at < end; at += document_->tokens_[at].length()) {
-    if (!visit(JsonValue(*document_, at))) return false;
+  if (is_laid_out()) {
+    const char* const file = document_->file_.bytes.get();
+    return for_each_scalar([&](std::uint32_t at, std::uint32_t length) {
+      return visit(JsonValue(*document_, scalar_token(file, at, length)));
+    });
+  }
+  const std::uint32_t end = place_ + token_.length();
+  for (std::uint32_t at = place_ + 1; at < end; at += document_->tokens_[at].length()) {
+    if (!visit(JsonValue(*document_, document_->tokens_[at], at))) return false;
   }
   return true;
 }
 
 template <typename Use>
 bool JsonValue::with_plain_values(Use use) const {
-  const JsonDocument::Token* const values = &document_->tokens_[token_] + 1;
-  const JsonShape& its_shape = shape();
+  if (!is_laid_out()) return false;
+  struct Scalar {
+    std::uint32_t at;
+    std::uint32_t length;
+  };
+  std::array<Scalar, RecordLayout::kMostMembers> values;
   std::size_t bytes = 0;
-  for (std::uint32_t slot = 0; slot < its_shape.slots; ++slot) {
-    const JsonDocument::Token& value = values[slot];
-    // A text that the file writes without escapes needs none here either.
-    const bool is_plain = value.kind == static_cast<std::uint32_t>(JsonKind::kInteger) ||
-                          value.kind == static_cast<std::uint32_t>(JsonKind::kText) ||
-                          value.kind == static_cast<std::uint32_t>(JsonKind::kReal);
-    if (!is_plain) return false;
-    bytes += value.extra + 2;
-  }
+  Scalar* next = values.data();
+  for_each_scalar([&](std::uint32_t at, std::uint32_t length) {
+    *next++ = {at, length};
+    bytes += length;
+    return true;
+  });
   const char* const file = document_->file_.bytes.get();
   const auto copy_value = [&](std::uint32_t slot, char* to) {
-    const JsonDocument::Token& value = values[slot];
-    const std::size_t quote = value.kind == static_cast<std::uint32_t>(JsonKind::kText) ? 1 : 0;
-    const char* const from = file + value.word - quote;
-    const std::size_t length = value.extra + 2 * quote;
+    const auto [at, length] = values[slot];
     constexpr std::size_t kWide = 16;
-    std::memcpy(to, from, kWide);
-    if (length > kWide) std::memcpy(to + kWide, from + kWide, length - kWide);
+    std::memcpy(to, file + at, kWide);
+    if (length > kWide) std::memcpy(to + kWide, file + at + kWide, length - kWide);
     return to + length;
   };
-  return use(its_shape, document_->tokens_[token_].extra, bytes, copy_value);
+  return use(shape(), token_.extra, bytes, copy_value);
 }
 
 }  // namespace zorbec

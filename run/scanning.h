@@ -59,9 +59,9 @@ class Piece {
     if (text_.size() > kWide) return std::strncmp(at, text_.data(), text_.size()) == 0;
     Words here;
     std::memcpy(here.data(), at, kWide);
-    std::uint64_t differing = 0;
-    for (std::size_t i = 0; i < here.size(); ++i) differing |= (here[i] ^ words_[i]) & mask_[i];
-    return differing == 0;
+    const auto differs = [&](std::size_t i) { return (here[i] ^ words_[i]) & mask_[i]; };
+    if ((differs(0) | differs(1)) != 0) return false;
+    return text_.size() <= kWide / 2 || (differs(2) | differs(3)) == 0;
   }
 
   // Writes it at `to`, where kScanSlack bytes more must be free, and returns its end.

@@ -1,13 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
-#include <optional>
-#include <string_view>
-#include <vector>
 
 #include "run/json_document.h"
-#include "run/scanning.h"
+#include "run/record_layout.h"
 
 namespace zorbec {
 
@@ -27,19 +23,10 @@ class TableReader {
   bool read();
 
  private:
-  // What records with the same members share: the text before each value and behind the last.
-  struct Layout {
-    std::vector<Piece> before;
-    Piece closing;
-    std::uint32_t shape = 0;
-  };
-
   bool read_entry();
   bool read_record();
-  bool follows(const Layout& layout);
+  bool follows(const RecordLayout& layout);
   bool learn_layout();
-  // Makes the token of the value at `at` and returns its end, null if it is no plain scalar.
-  const char* scan_value(const char* at, JsonDocument::Token& token) const;
   // Puts the entries' numbers in the order of their names; false if two have the same.
   bool sort_entries();
 
@@ -50,7 +37,6 @@ class TableReader {
   const char* const begin_;
   const char* const end_;
   const char* at_;
-  std::vector<Layout> layouts_;
   std::size_t last_layout_ = 0;
 };
 

@@ -168,7 +168,7 @@ struct Record {
 
 // The quick way for most of a log: a flat record without additions that fits on no line.
 bool append_folded(std::string& out, const Record& record, std::size_t indent) {
-  if (record.lines == nullptr || record.lines->indent() != indent || !record.value.is_flat() ||
+  if (record.lines == nullptr || record.lines->indent() != indent ||
       record.additions.begin() != record.additions.end()) {
     return false;
   }
@@ -241,14 +241,12 @@ std::size_t entry_count(const Record& record) {
 template <typename Entry>
 bool for_each_member(const Record& record, Entry entry) {
   const JsonShape& shape = record.value.shape();
-  // Of a record whose values have to be looked for one after another.
   std::vector<JsonValue> values;
-  if (!record.value.is_flat()) {
-    record.value.for_each_child([&](const JsonValue& value) {
-      values.push_back(value);
-      return true;
-    });
-  }
+  values.reserve(shape.slots);
+  record.value.for_each_child([&](const JsonValue& value) {
+    values.push_back(value);
+    return true;
+  });
   const Addition* added = record.additions.begin();
   const Addition* const last = record.additions.end();
   for (const std::uint32_t index : shape.by_name) {
@@ -257,9 +255,7 @@ bool for_each_member(const Record& record, Entry entry) {
       if (!entry(added->name, added->value)) return false;
     }
     if (added != last && added->name == member.name) continue;  // written when its turn comes
-    const JsonValue value =
-        values.empty() ? record.value.at_slot(member.slot) : values[member.slot];
-    if (!entry(member.name, Dumped{value})) return false;
+    if (!entry(member.name, Dumped{values[member.slot]})) return false;
   }
   for (; added != last; ++added) {
     if (!entry(added->name, added->value)) return false;
