@@ -1,14 +1,9 @@
 #include "run/dump_tables.h"
 
-#include <algorithm>
-#include <limits>
-
 #include "run/expected_index.h"
 
 namespace zorbec {
 namespace {
-
-constexpr std::uint32_t kNoEntry = std::numeric_limits<std::uint32_t>::max();
 
 void require_table(const JsonDocument& document, const std::string& source) {
   if (document.is_object()) return;
@@ -76,14 +71,6 @@ void PmdbTable::match(std::shared_ptr<const ExpectedIndex> index) {
 void PmdbTable::forget_match() {
   index_.reset();
   entry_of_ = {};
-}
-
-bool PmdbTable::claim_all(const std::vector<std::uint32_t>& numbers) {
-  if (index_ == nullptr || !document_.holds_only_objects()) return false;
-  const auto is_there = [this](std::uint32_t number) { return entry_of_[number] != kNoEntry; };
-  if (!std::ranges::all_of(numbers, is_there)) return false;
-  for (const std::uint32_t number : numbers) visited_[entry_of_[number]] = true;
-  return true;
 }
 
 void PmdbTable::set_visited(std::uint32_t entry) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -94,13 +95,19 @@ class PmdbTable {
   std::optional<std::uint32_t> find(std::string_view name) const;
   std::optional<std::uint32_t> find(const Integer& key) const;
 
-  // Goes through the entries once, so that keys of the index are found without another search, and
-  // all keys of a class can be claimed at once. To be called again for another index.
+  // Goes through the entries once, so that keys of the index are found without another search. To
+  // be called again for another index.
   void match(std::shared_ptr<const ExpectedIndex> index);
   void forget_match();
-  // Marks the entries of all these numbers of the index as claimed and returns true; if one is not
-  // there, or nothing was matched, or some entry is no record, returns false and changes nothing.
-  bool claim_all(const std::vector<std::uint32_t>& numbers);
+  // Whether entries can be claimed by their numbers in the index: not if some entry is no record.
+  bool can_claim() const { return index_ != nullptr && document_.holds_only_objects(); }
+  // Marks the entry of that number as claimed; false if there is none. Only if it can_claim().
+  bool claim(std::uint32_t number) {
+    const std::uint32_t entry = entry_of_[number];
+    if (entry == kNoEntry) return false;
+    visited_[entry] = true;
+    return true;
+  }
 
   // Marks an entry as claimed. Throws CheckError if the entry is not an object.
   void set_visited(std::uint32_t entry);
@@ -115,6 +122,8 @@ class PmdbTable {
   [[noreturn]] void fail(std::uint32_t entry, const std::string& what) const;
 
  private:
+  static constexpr std::uint32_t kNoEntry = std::numeric_limits<std::uint32_t>::max();
+
   JsonValue record(std::uint32_t entry) const;
 
   std::string source_;

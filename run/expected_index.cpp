@@ -4,16 +4,21 @@ namespace zorbec {
 
 ExpectedIndex::ExpectedIndex(const std::array<const InterfaceTables*, 6>& tables) {
   for (std::size_t at = 0; at < tables.size(); ++at) {
-    std::vector<bool> is_listed;
-    for (const auto& [node, table] : tables[at]->nodes()) add(*table, classes_[at], is_listed);
+    for (Owner& owner : tables[at]->nodes()) {
+      owners_.push_back(std::move(owner));
+      add(*owners_.back().second, classes_[at]);
+    }
   }
 }
 
 std::uint32_t ExpectedIndex::number(std::uint64_t key) {
-  return numbers_.try_emplace(key, size()).first->second;
+  const auto [known, is_new] = numbers_.try_emplace(key, size());
+  if (is_new) keys_.push_back(key);
+  return known->second;
 }
 
-void ExpectedIndex::add(const InterfaceTable& table, Class& to, std::vector<bool>& is_listed) {
+void ExpectedIndex::add(const InterfaceTable& table, Class& to) {
+  const auto owner = static_cast<std::uint32_t>(owners_.size() - 1);
   if (!table.document.is_object()) to.is_complete = false;
   for (std::uint32_t entry = 0; entry < table.document.size(); ++entry) {
     const std::optional<KeyList>& keys = table.additions[entry].key_list;
@@ -25,16 +30,11 @@ void ExpectedIndex::add(const InterfaceTable& table, Class& to, std::vector<bool
     }
     for (const Integer& key : *keys) {
       const std::optional<std::uint64_t> word = key.word();
-      if (!word || *word == 0) {
+      if (word && *word != 0) {
+        to.keys.push_back({number(*word), owner, entry});
+      } else {
         to.is_complete = false;
-        continue;
       }
-      ++to.expected;
-      const std::uint32_t numbered = number(*word);
-      if (numbered >= is_listed.size()) is_listed.resize(2 * std::size_t{numbered} + 1);
-      if (is_listed[numbered]) continue;
-      is_listed[numbered] = true;
-      to.numbers.push_back(numbered);
     }
   }
 }

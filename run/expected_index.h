@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "run/dump_tables.h"
@@ -14,19 +16,26 @@ namespace zorbec {
 
 // All keys that the interfaces of the router expect, each numbered once.
 //
-// Every node's hardware has to hold nearly the same keys, so going through all interfaces for every
-// node looks each key up once a node and interface. With numbers, a node's own keys are gone
-// through once, and what a class expects is a list of numbers.
+// Every node's hardware has to hold nearly the same keys, so looking each key of each interface up
+// in every node is the same work again and again. With numbers, a node's own keys are looked up
+// once, and what a class expects is a list of numbers.
 class ExpectedIndex {
  public:
+  // A key that an interface expects.
+  struct Expected {
+    std::uint32_t number;
+    std::uint32_t owner;  // whose interface it is, as owner() counts
+    std::uint32_t entry;  // the interface in its owner's table
+  };
   // What one class expects.
   struct Class {
-    // Whether the numbers tell all of it. Not if an interface has no keys of its own, or one that
-    // is no plain word, or if a dump is no table: then the interfaces have to be gone through.
+    // Whether `keys` tells all of it. Not if an interface has no keys of its own, or one that is no
+    // plain word, or if a dump is no table: then the interfaces have to be gone through.
     bool is_complete = true;
-    std::size_t expected = 0;            // keys, counted for each interface that expects them
-    std::vector<std::uint32_t> numbers;  // no number twice
+    std::vector<Expected> keys;  // in the order in which the interfaces would be gone through
   };
+  // A node and its table of one class.
+  using Owner = std::pair<std::string, InterfaceTable*>;
 
   // The tables stand in the order of InterfaceClass and must not change any more.
   explicit ExpectedIndex(const std::array<const InterfaceTables*, 6>& tables);
@@ -34,7 +43,10 @@ class ExpectedIndex {
   const Class& of(InterfaceClass intf_class) const {
     return classes_[static_cast<std::size_t>(intf_class)];
   }
-  std::uint32_t size() const { return static_cast<std::uint32_t>(numbers_.size()); }
+  const Owner& owner(std::uint32_t number) const { return owners_[number]; }
+
+  std::uint32_t size() const { return static_cast<std::uint32_t>(keys_.size()); }
+  std::uint64_t key(std::uint32_t number) const { return keys_[number]; }
   std::optional<std::uint32_t> find(std::uint64_t key) const {
     const auto found = numbers_.find(key);
     if (found == numbers_.end()) return std::nullopt;
@@ -43,9 +55,11 @@ class ExpectedIndex {
 
  private:
   std::uint32_t number(std::uint64_t key);
-  void add(const InterfaceTable& table, Class& to, std::vector<bool>& is_listed);
+  void add(const InterfaceTable& table, Class& to);
 
   boost::unordered_flat_map<std::uint64_t, std::uint32_t> numbers_;
+  std::vector<std::uint64_t> keys_;
+  std::vector<Owner> owners_;
   std::array<Class, 6> classes_;
 };
 

@@ -22,11 +22,11 @@
 
 namespace zorbec {
 
-// How a dump is held: the file's own text, and beside it where each record begins and how it is laid
-// out. A dump that is not all flat records has a flat row of 8-byte tokens instead, which point into
-// its text. An object's member names are not repeated: all objects with the same names in the same
-// order share one shape. So a dump costs little more memory than its file, and a field is found
-// without building a map per record.
+// How a dump is held: the file's own text, and beside it where each record begins and how it is
+// laid out. A dump that is not all flat records has a flat row of 8-byte tokens instead, which
+// point into its text. An object's member names are not repeated: all objects with the same names
+// in the same order share one shape. So a dump costs little more memory than its file, and a field
+// is found without building a map per record.
 
 // "a text", "a list" and so on, for messages.
 std::string_view kind_name(JsonKind kind);
@@ -84,16 +84,16 @@ class JsonValue {
   // A text's characters, or a number as the file writes it.
   std::string_view text() const;
 
-  // Of an object below the top level: its shape, the value at a slot of it, and the value of a name,
-  // if it has that name.
+  // Of an object below the top level: its shape, the value at a slot of it, and the value of a
+  // name, if it has that name.
   const JsonShape& shape() const;
   JsonValue at_slot(std::uint32_t slot) const;
   std::optional<JsonValue> member(std::string_view name) const;
 
   // Of a record that is laid out, whose values stand in the file as they would be written: calls
   // use(shape, number of the shape, bytes of all values, copy_value) and returns what that returns;
-  // of any other value returns false. copy_value(slot, to) writes a value at `to`, where kScanSlack bytes more
-  // must be free, and returns its end.
+  // of any other value returns false. copy_value(slot, to) writes a value at `to`, where kScanSlack
+  // bytes more must be free, and returns its end.
   template <typename Use>
   bool with_plain_values(Use use) const;
 
@@ -191,13 +191,13 @@ class JsonDocument {
   std::string_view text_of(const JsonToken& token) const;
 
   FileText file_;
-  std::string decoded_;  // texts that the file writes with escapes
+  std::string decoded_;            // texts that the file writes with escapes
   std::vector<JsonToken> tokens_;  // the first is the document itself
   std::vector<Entry> entries_;
   std::vector<std::uint8_t> layout_of_;  // of each entry, if all are laid out; else empty
   std::vector<RecordLayout> layouts_;    // a layout has its shape's number
   std::vector<std::uint8_t> lengths_;    // of all values of records that are laid out
-  std::deque<std::string> names_;  // member names of shapes
+  std::deque<std::string> names_;        // member names of shapes
   std::vector<JsonShape> shapes_;
   // Names that are no canonical numbers; those that are stand in the index.
   boost::unordered_flat_map<std::string, std::uint32_t> by_text_;

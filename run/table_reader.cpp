@@ -81,10 +81,9 @@ bool TableReader::read_entry() {
     number = 10 * number + static_cast<std::uint64_t>(*at_ - '0');
   }
   if (number >= JsonDocument::kNoShortNumber) return false;
-  document_.entries_.push_back(
-      {{JsonKind::kText, static_cast<std::uint32_t>(digits), name_at},
-       static_cast<std::uint32_t>(document_.lengths_.size()),
-       static_cast<std::uint32_t>(number)});
+  document_.entries_.push_back({{JsonKind::kText, static_cast<std::uint32_t>(digits), name_at},
+                                static_cast<std::uint32_t>(document_.lengths_.size()),
+                                static_cast<std::uint32_t>(number)});
   if (!read_record()) return false;
   document_.layout_of_.push_back(static_cast<std::uint8_t>(last_layout_));
   return true;

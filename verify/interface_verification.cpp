@@ -75,6 +75,10 @@ void report_missing(const InterfaceRecord& record, const std::string& owner, con
   report_finding("\n" + text + "\n", "\nMISSING" + finding, log);
 }
 
+int result_of(std::size_t missing) {
+  return missing == 0 ? 0 : -1;
+}
+
 // What all nodes are compared with, made when the first of them is.
 std::shared_ptr<const ExpectedIndex> expected_index(RunState& state) {
   return state.expected_index.get([&] {
@@ -96,13 +100,22 @@ class Matching {
   Matching(const Matching&) = delete;
   Matching& operator=(const Matching&) = delete;
 
-  // Whether all that the class expects is there; then it is marked as visited. If not, the
-  // interfaces have to be gone through, to say which of them lack what.
-  bool is_all_there(InterfaceClass intf_class, const std::string& nodename) {
+  // Claims all that a class expects and reports what is missing, like verify_intf_specific() and in
+  // the same order. Nothing, and nothing is done, if the interfaces have to be gone through.
+  std::optional<int> verify(InterfaceClass intf_class, LogStream& log,
+                            const std::string& nodename) {
     const ExpectedIndex::Class& expected = index_->of(intf_class);
-    if (!expected.is_complete || !pmdb_.claim_all(expected.numbers)) return false;
-    tell([&] { return event::ClassCompared{nodename, expected.expected, 0}; });
-    return true;
+    if (!expected.is_complete || !pmdb_.can_claim()) return std::nullopt;
+    std::size_t missing = 0;
+    for (const ExpectedIndex::Expected& key : expected.keys) {
+      if (pmdb_.claim(key.number)) continue;
+      ++missing;
+      const auto& [owner, table] = index_->owner(key.owner);
+      report_missing(InterfaceRecord(*table, key.entry), owner, Integer(index_->key(key.number)),
+                     nodename, log);
+    }
+    tell([&] { return event::ClassCompared{nodename, expected.keys.size(), missing}; });
+    return result_of(missing);
   }
 
  private:
@@ -136,10 +149,9 @@ void verify(const std::string& nodename, LogStream& dl_fd) {
     dl_fd.write(*(state.*section.rendering).get(table));
     // Shown once, before anything in it is marked.
     if (&section == &kSections.front()) write_key_map(*pmdb_dict, dl_fd);
-    const int result = matching.is_all_there(section.intf_class, nodename)
-                           ? 0
-                           : verify_intf_specific(table, *pmdb_dict, dl_fd, nodename);
-    write_result(section.result_label, result);
+    std::optional<int> result = matching.verify(section.intf_class, dl_fd, nodename);
+    if (!result) result = verify_intf_specific(table, *pmdb_dict, dl_fd, nodename);
+    write_result(section.result_label, *result);
   }
   tell([&] { return event::StepStarted{nodename, event::Step::kLeaks, std::nullopt}; });
   dl_fd.write("\nChecking pmdb leaks: \n");
@@ -170,7 +182,7 @@ int verify_intf_specific(const InterfaceTables& pidb_dict, PmdbTable& pmdb_dict,
     }
   }
   tell([&] { return event::ClassCompared{nodename, expected, missing}; });
-  return missing == 0 ? 0 : -1;
+  return result_of(missing);
 }
 
 }  // namespace zorbec

@@ -2,8 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tests/unit/support/tables.h"
 
@@ -30,6 +33,12 @@ class IndexedPorts : public ::testing::Test {
     return index.of(InterfaceClass::kPhysical);
   }
 
+  static std::vector<std::uint32_t> numbers(const ExpectedIndex& index) {
+    std::vector<std::uint32_t> numbers;
+    for (const ExpectedIndex::Expected& key : ports_of(index).keys) numbers.push_back(key.number);
+    return numbers;
+  }
+
   InterfaceTables ports;
   InterfaceTables others;
 };
@@ -40,16 +49,26 @@ TEST_F(IndexedPorts, numbers_each_key_once_and_counts_it_for_each_interface) {
   const auto made = index();
   EXPECT_EQ(made->size(), 4U);
   EXPECT_TRUE(ports_of(*made).is_complete);
-  EXPECT_EQ(ports_of(*made).expected, 8U);
-  EXPECT_THAT(ports_of(*made).numbers, ElementsAre(0, 1, 2, 3));
+  EXPECT_THAT(numbers(*made), ElementsAre(0, 1, 2, 3, 2, 2, 0, 1));
   EXPECT_EQ(made->find(80), 2U);
   EXPECT_EQ(made->find(90), std::nullopt);
+}
+
+TEST_F(IndexedPorts, tells_of_each_expected_key_whose_it_is) {
+  load("0", R"({"1": {}, "2": {}})", {{1U}, {2U}});
+  load("3", R"({"7": {}, "8": {}})", {{}, {70U}});
+  const auto made = index();
+  const ExpectedIndex::Expected& last = ports_of(*made).keys.back();
+  EXPECT_EQ(made->key(last.number), 70U);
+  const auto& [node, table] = made->owner(last.owner);
+  EXPECT_EQ(node, "3");
+  EXPECT_EQ(table->document.name(last.entry), "8");
 }
 
 TEST_F(IndexedPorts, class_without_interfaces_is_complete_and_expects_nothing) {
   const auto made = index();
   EXPECT_TRUE(ports_of(*made).is_complete);
-  EXPECT_THAT(ports_of(*made).numbers, IsEmpty());
+  EXPECT_THAT(ports_of(*made).keys, IsEmpty());
 }
 
 TEST_F(IndexedPorts, interface_without_keys_makes_its_class_incomplete_and_its_handle_known) {
@@ -71,26 +90,23 @@ TEST_F(IndexedPorts, dump_that_is_no_table_makes_the_class_incomplete) {
   EXPECT_FALSE(ports_of(*index()).is_complete);
 }
 
-TEST_F(IndexedPorts, claims_all_keys_of_a_class_or_none) {
+TEST_F(IndexedPorts, claims_the_entry_of_a_key_that_is_there) {
   load("0", R"({"1": {}})", {{70U, 80U}});
-  PmdbTable whole = pmdb_table(R"({"80": {}, "70": {}, "5": {}})");
-  whole.match(index());
-  EXPECT_TRUE(whole.claim_all(ports_of(*index()).numbers));
-  EXPECT_TRUE(whole.is_claimed(0));
-  EXPECT_TRUE(whole.is_claimed(1));
-  EXPECT_FALSE(whole.is_claimed(2));
-
-  PmdbTable lacking = pmdb_table(R"({"70": {}, "5": {}})");
-  lacking.match(index());
-  EXPECT_FALSE(lacking.claim_all(ports_of(*index()).numbers));
-  EXPECT_FALSE(lacking.is_claimed(0));
+  PmdbTable pmdb = pmdb_table(R"({"70": {}, "5": {}})");
+  EXPECT_FALSE(pmdb.can_claim());
+  pmdb.match(index());
+  EXPECT_TRUE(pmdb.can_claim());
+  EXPECT_TRUE(pmdb.claim(0));
+  EXPECT_FALSE(pmdb.claim(1));
+  EXPECT_TRUE(pmdb.is_claimed(0));
+  EXPECT_FALSE(pmdb.is_claimed(1));
 }
 
-TEST_F(IndexedPorts, claims_nothing_at_once_where_an_entry_is_no_record) {
+TEST_F(IndexedPorts, claims_nothing_by_number_where_an_entry_is_no_record) {
   load("0", R"({"1": {}})", {{70U}});
   PmdbTable odd = pmdb_table(R"({"70": {}, "5": 1})");
   odd.match(index());
-  EXPECT_FALSE(odd.claim_all(ports_of(*index()).numbers));
+  EXPECT_FALSE(odd.can_claim());
 }
 
 TEST_F(IndexedPorts, finds_the_same_entries_with_and_without_it) {
