@@ -17,11 +17,16 @@ find_package(Threads REQUIRED)
 find_package(Boost 1.81 REQUIRED)
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
-if(ZORBEC_SANITIZE)
-  add_compile_options(-fsanitize=${ZORBEC_SANITIZE} -fno-sanitize-recover=all
-                      -fno-omit-frame-pointer)
-  add_link_options(-fsanitize=${ZORBEC_SANITIZE})
-endif()
+
+# Compiles and links with the sanitizers whatever is added from here on.
+macro(zorbec_sanitize)
+  if(ZORBEC_SANITIZE)
+    add_compile_options(-fsanitize=${ZORBEC_SANITIZE} -fno-sanitize-recover=all
+                        -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${ZORBEC_SANITIZE})
+    set(zorbec_is_sanitized ON)
+  endif()
+endmacro()
 
 # A library for one folder of the tree. Sources include headers as "folder/header.h".
 function(zorbec_folder name)
@@ -34,7 +39,7 @@ endfunction()
 # A program that can be copied to another machine by itself. A sanitizer's runtime is a shared
 # library, so sanitized programs stay dynamic.
 function(zorbec_self_contained target)
-  if(NOT ZORBEC_SANITIZE)
+  if(NOT zorbec_is_sanitized)
     target_link_options(${target} PRIVATE -static)
   endif()
 endfunction()
