@@ -120,7 +120,7 @@ void TunnelRifs::append_reported() {
   const auto missing =
       std::ranges::find_if(expected_, [](const auto& one) { return !one.second.has_value(); });
   for (auto reported = expected_.begin(); reported != missing; ++reported) {
-    rifs_.push_back(*std::move(reported->second));
+    if (!reported->second->empty()) rifs_.push_back(*std::move(reported->second));
   }
   expected_.erase(expected_.begin(), missing);
   if (expected_.empty()) all_reported_.notify_all();

@@ -109,7 +109,7 @@ class Planted(FaultTest):
             exec "$HOST" /dev/null init run:0 finalize
         """
         shell = self.run_script(script)
-        self.assertIn("node 0: dump_task: stat /tmp/pidb_physical_0.dat: No such file", shell.errors)
+        self.assertIn("dump_task: stat /tmp/pidb_physical_0.dat: No such file", shell.errors)
 
     def test_nobody_may_do_more_than_the_umask_allows(self):
         """With a umask of 0 everybody may write the files: such a host asks for it."""
