@@ -1,8 +1,5 @@
 #include "dump/dump_file.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <new>
 
 #include "run/command_runner.h"
@@ -10,18 +7,8 @@
 
 namespace zorbec {
 
-namespace {
-
-void remove_unless_file(const std::string& path) {
-  struct stat status {};
-  if (::lstat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return;
-  if (::unlink(path.c_str()) != 0) throw_errno("unlink", path);
-}
-
-}  // namespace
-
 void copy_from_node(const std::string& nodeip, std::string_view remote, const std::string& local) {
-  remove_unless_file(local);
+  remove_what_is_not_ours(local);
   execute("scp root@" + nodeip + ":" + std::string(remote) + " " + local);
 }
 

@@ -12,8 +12,10 @@
 namespace zorbec {
 
 // Copies the file `remote` of a node to the local file `local`. Whether it came is seen only when
-// the copy is loaded; an old copy stays if none did. A link or FIFO under the local name is removed
-// first: the copy must neither follow nor wait for it.
+// the copy is loaded; an old copy of ours stays if none did. Anything else under the local name is
+// removed first: the copy must neither follow a link nor wait for a FIFO, and what another user has
+// put there must not be taken for a node's dump.
+// Throws std::system_error if that fails.
 void copy_from_node(const std::string& nodeip, std::string_view remote, const std::string& local);
 
 // The parsed content of the file at `path`. Throws std::system_error if it cannot be read,

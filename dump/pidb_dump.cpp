@@ -7,6 +7,7 @@
 #include "dump/dump_file.h"
 #include "keys/interface_truth.h"
 #include "run/command_runner.h"
+#include "run/files.h"
 #include "run/observer.h"
 #include "run/run_state.h"
 
@@ -54,7 +55,9 @@ void pidb_dump(const std::string& nodeip, const std::string& nodename, LogStream
   const bool are_configured = show_runn.find("interface tunnel-ip") != std::string::npos;
   tell([&] { return event::TunnelsAsked{nodename, are_configured, show_runn.size()}; });
   if (are_configured) {
-    // The redirection is the local shell's, so the tool's output lands in /tmp/log here.
+    // The redirection is the local shell's, so the tool's output lands in /tmp/log here, whatever
+    // stands under that name.
+    keep_for_ourselves("/tmp/log");
     execute("ssh  -o 'StrictHostKeyChecking=no' " + nodeip +
                 " /pkg/bin/tunnel_db_print database >& /tmp/log",
             "pidb_" + nodename);

@@ -27,8 +27,8 @@ bool is_ignored(int signal) {
 sigset_t watched_signals() {
   sigset_t signals;
   sigemptyset(&signals);
-  // SIGPIPE is only kept from ending the process: whoever writes sees the error.
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGPIPE}) {
+  // The last two are only kept from ending the process: whoever writes sees the error.
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGPIPE, SIGXFSZ}) {
     if (!is_ignored(signal)) sigaddset(&signals, signal);
   }
   return signals;

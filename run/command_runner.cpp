@@ -76,21 +76,41 @@ bool waited(Wait wait, const char* call) {
   return true;
 }
 
-// Waits for the shell's end and reaps it. Returns its status as waitpid() gives it, -1 if nobody
-// knows it. Throws Interrupted if commands were told to end meanwhile.
-int wait_for_end(pid_t shell) {
-  CommandsInFlight& in_flight = run_state().commands_in_flight;
-  in_flight.add(shell);
-  siginfo_t ended{};
-  const bool is_there =
-      waited([&] { return ::waitid(P_PID, static_cast<id_t>(shell), &ended, WEXITED | WNOWAIT); },
-             "waitid");
-  const bool was_interrupted = in_flight.remove(shell);
-  int status = -1;
-  if (is_there) waited([&] { return ::waitpid(shell, &status, 0); }, "waitpid");
-  if (was_interrupted) throw Interrupted();
-  return status;
-}
+// A shell that was started. It is waited for in any case: one that is left behind would write into
+// files of the next run, and its number would be somebody else's one day.
+class Shell {
+ public:
+  explicit Shell(pid_t pid) noexcept : pid_(pid) {}
+  ~Shell() {
+    if (is_reaped_) return;
+    in_flight_.remove(pid_);
+    while (::waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+  }
+  Shell(const Shell&) = delete;
+  Shell& operator=(const Shell&) = delete;
+
+  // Waits for its end and reaps it. Returns its status as waitpid() gives it, -1 if nobody knows
+  // it. Throws Interrupted if commands were told to end meanwhile.
+  int wait() {
+    in_flight_.add(pid_);
+    siginfo_t ended{};
+    const bool is_there =
+        waited([&] { return ::waitid(P_PID, static_cast<id_t>(pid_), &ended, WEXITED | WNOWAIT); },
+               "waitid");
+    const bool was_interrupted = in_flight_.remove(pid_);
+    int status = -1;
+    if (is_there) waited([&] { return ::waitpid(pid_, &status, 0); }, "waitpid");
+    is_reaped_ = true;
+    if (was_interrupted) throw Interrupted();
+    return status;
+  }
+
+ private:
+  const pid_t pid_;
+  CommandsInFlight& in_flight_ = run_state().commands_in_flight;
+  bool is_reaped_ = false;
+};
 
 pid_t start_shell(const std::string& cmd, const UniqueFd& output, const UniqueFd& errors) {
   Redirections redirections;
@@ -125,7 +145,7 @@ std::string execute(const std::string& cmd, std::string_view suffix) {
   run_state().commands_in_flight.require_running();
   const auto start = std::chrono::steady_clock::now();
   tell([&] { return event::CommandStarted{cmd}; });
-  const int status = wait_for_end(start_shell(cmd, output, *errors));
+  const int status = Shell(start_shell(cmd, output, *errors)).wait();
   std::string text = read_from_start(output, path);
   tell([&] {
     return event::CommandEnded{cmd, status, std::chrono::steady_clock::now() - start, text.size()};

@@ -15,12 +15,8 @@ namespace {
 
 constexpr mode_t kNewFileMode = 0666;  // less the host's umask
 
-// Moves a descriptor out of the range of the standard streams.
-UniqueFd above_standard_streams(UniqueFd fd, const std::string& path) {
-  if (fd.get() > STDERR_FILENO) return fd;
-  UniqueFd moved(::fcntl(fd.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-  if (moved.get() < 0) throw_errno("fcntl", path);
-  return moved;
+int create_exclusively(const std::string& path) {
+  return ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode);
 }
 
 // One read(), again after a signal. 0 at the end of the file.
@@ -39,10 +35,28 @@ UniqueFd create_fresh_file(const std::string& path) {
   // one between our two calls; each round that fails is another worker's success.
   for (;;) {
     if (::unlink(path.c_str()) != 0 && errno != ENOENT) throw_errno("unlink", path);
-    UniqueFd fd(
-        ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode));
-    if (fd.get() >= 0) return above_standard_streams(std::move(fd), path);
+    UniqueFd fd(create_exclusively(path));
+    if (fd.get() >= 0) return fd;
     if (errno != EEXIST && errno != EINTR) throw_errno("open", path);
+  }
+}
+
+bool remove_what_is_not_ours(const std::string& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) {
+    if (errno != ENOENT) throw_errno("lstat", path);
+    return true;
+  }
+  if (S_ISREG(status.st_mode) && status.st_uid == ::geteuid() && status.st_nlink == 1) return false;
+  if (::unlink(path.c_str()) != 0 && errno != ENOENT) throw_errno("unlink", path);
+  return true;
+}
+
+void keep_for_ourselves(const std::string& path) {
+  while (remove_what_is_not_ours(path)) {
+    const UniqueFd fd(create_exclusively(path));
+    if (fd.get() >= 0) return;
+    if (errno != EEXIST) throw_errno("open", path);
   }
 }
 

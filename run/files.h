@@ -38,11 +38,19 @@ class UniqueFd {
 // close-on-exec. What was there before is removed, never opened: a link, a FIFO or somebody else's
 // file of that name is not followed, waited for or written to.
 //
-// The descriptor is never 0, 1 or 2, even in a host that closed those, so a command's redirections
-// cannot hit it.
-//
 // Throws std::system_error if the old file cannot be removed or the new one not be made.
 UniqueFd create_fresh_file(const std::string& path);
+
+// For files that commands write: removes what stands under `path`, unless it is a plain file of
+// this user without another name, to which a command may write. Links, FIFOs and other users' files
+// are neither followed, waited for nor trusted. True if the name is free now.
+//
+// Throws std::system_error if that cannot be found out or done.
+bool remove_what_is_not_ours(const std::string& path);
+
+// The same, and makes an empty file if the name is free: so that nobody else can take it before the
+// command does.
+void keep_for_ourselves(const std::string& path);
 
 // Size in bytes of the file at `path`, and when it was last changed, since 1970. Throw
 // std::system_error if there is none.

@@ -14,30 +14,34 @@ namespace {
 
 constexpr std::size_t kMostWaiting = std::size_t{64} * 1024;
 
-// Lets a write to a broken pipe fail instead of ending the process, in the host's own thread too.
-class PipeSignalBlocked {
+// Lets a write that a signal would punish fail instead, in the host's own thread too: to a broken
+// pipe, or beyond the size that a file may have.
+class WriteSignalsBlocked {
  public:
-  PipeSignalBlocked() noexcept {
-    sigemptyset(&pipe_);
-    sigaddset(&pipe_, SIGPIPE);
+  WriteSignalsBlocked() noexcept {
     sigset_t pending;
     sigpending(&pending);
-    was_pending_ = sigismember(&pending, SIGPIPE) == 1;
-    pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+    sigemptyset(&ours_);
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    for (const int signal : {SIGPIPE, SIGXFSZ}) {
+      sigaddset(&blocked, signal);
+      // The signal that our write may raise is not the host's; one from before is.
+      if (sigismember(&pending, signal) == 0) sigaddset(&ours_, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &blocked, &before_);
   }
-  ~PipeSignalBlocked() {
-    // The signal that our write may have raised is not the host's; one from before is.
+  ~WriteSignalsBlocked() {
     const timespec now{};
-    if (!was_pending_) sigtimedwait(&pipe_, nullptr, &now);
+    sigtimedwait(&ours_, nullptr, &now);
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
   }
-  PipeSignalBlocked(const PipeSignalBlocked&) = delete;
-  PipeSignalBlocked& operator=(const PipeSignalBlocked&) = delete;
+  WriteSignalsBlocked(const WriteSignalsBlocked&) = delete;
+  WriteSignalsBlocked& operator=(const WriteSignalsBlocked&) = delete;
 
  private:
-  sigset_t pipe_{};
+  sigset_t ours_{};
   sigset_t before_{};
-  bool was_pending_ = false;
 };
 
 }  // namespace
@@ -82,6 +86,7 @@ void LogStream::append(std::string_view piece) {
     return;
   }
   flush_locked();
+  const WriteSignalsBlocked blocked;
   write_all(fd_.get(), piece, path_);
 }
 
@@ -90,6 +95,7 @@ void LogStream::flush_locked() {
   // Taken out first: what could not be written is not tried again behind later texts.
   const std::string text = std::move(waiting_);
   waiting_.clear();
+  const WriteSignalsBlocked blocked;
   write_all(fd_.get(), text, path_);
 }
 
@@ -99,7 +105,7 @@ void OutputStream::write(std::string_view message) {
 }
 
 void report_error(std::initializer_list<std::string_view> pieces) noexcept {
-  const PipeSignalBlocked blocked;
+  const WriteSignalsBlocked blocked;
   try {
     std::string line = "zorbec: ";
     for (const std::string_view piece : pieces) line += piece;

@@ -1,7 +1,6 @@
 #include "run/multicast_tables.h"
 
 #include <algorithm>
-#include <iterator>
 
 #include "run/json_writer.h"
 
@@ -95,13 +94,14 @@ void TunnelRifs::expect(const std::vector<std::string>& nodes) {
   const MutexLock lock(mutex_);
   expected_.clear();
   for (const std::string& node : nodes) expected_.emplace_back(node, std::nullopt);
+  rifs_.reserve(rifs_.size() + nodes.size());
 }
 
 void TunnelRifs::report(const std::string& node, std::vector<std::string> found) {
   const MutexLock lock(mutex_);
   const auto place = std::ranges::find(expected_, node, [](const auto& one) { return one.first; });
   if (place == expected_.end()) {
-    std::ranges::move(found, std::back_inserter(rifs_));
+    rifs_.push_back(std::move(found));
   } else {
     place->second = std::move(found);
     append_reported();
@@ -120,7 +120,7 @@ void TunnelRifs::append_reported() {
   const auto missing =
       std::ranges::find_if(expected_, [](const auto& one) { return !one.second.has_value(); });
   for (auto reported = expected_.begin(); reported != missing; ++reported) {
-    std::ranges::move(*reported->second, std::back_inserter(rifs_));
+    if (!reported->second->empty()) rifs_.push_back(*std::move(reported->second));
   }
   expected_.erase(expected_.begin(), missing);
   if (expected_.empty()) all_reported_.notify_all();
@@ -132,8 +132,12 @@ void TunnelRifs::wait() const {
 }
 
 std::vector<std::string> TunnelRifs::list() const {
+  std::vector<std::string> all;
   const MutexLock lock(mutex_);
-  return rifs_;
+  for (const std::vector<std::string>& of_node : rifs_) {
+    all.insert(all.end(), of_node.begin(), of_node.end());
+  }
+  return all;
 }
 
 }  // namespace zorbec

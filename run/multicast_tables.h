@@ -55,7 +55,7 @@ class TunnelRifs {
   // A phase begins in which these nodes, in this order, will each report once.
   void expect(const std::vector<std::string>& nodes);
   // What a node found, even if it is nothing or less than there is. Of a node that nobody expects,
-  // it is appended at once.
+  // it is appended at once. Of one that is expected it does not throw.
   void report(const std::string& node, std::vector<std::string> found);
   // Nobody reports any more: whoever waits goes on with what there is.
   void abandon();
@@ -71,7 +71,9 @@ class TunnelRifs {
 
   mutable Mutex mutex_;
   mutable std::condition_variable_any all_reported_;
-  std::vector<std::string> rifs_ ZORBEC_GUARDED_BY(mutex_);
+  // As they were reported, one list each. There is room for all who are expected: a report comes
+  // from workers that fail too, and must not need memory then.
+  std::vector<std::vector<std::string>> rifs_ ZORBEC_GUARDED_BY(mutex_);
   // Those who have not been appended yet, in order.
   std::vector<std::pair<std::string, std::optional<std::vector<std::string>>>> expected_
       ZORBEC_GUARDED_BY(mutex_);

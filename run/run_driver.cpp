@@ -1,5 +1,6 @@
 #include "run/run_driver.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -30,6 +31,24 @@ namespace {
 
 constexpr int kCompleted = 0;
 constexpr int kFailed = -2;
+
+// Takes the numbers of the standard streams that the host has closed, for the length of a run. A
+// file that got one of them, if only for a moment, would be where other workers' findings go.
+// Nothing can be read from these descriptors or written to them, as if they were closed.
+class ClosedStreams {
+ public:
+  ClosedStreams() {
+    for (;;) {
+      UniqueFd fd(::open("/", O_PATH | O_CLOEXEC));
+      if (fd.get() < 0) throw_errno("open", "/");
+      if (fd.get() > STDERR_FILENO) return;
+      taken_.push_back(std::move(fd));
+    }
+  }
+
+ private:
+  std::vector<UniqueFd> taken_;
+};
 
 std::shared_ptr<LogStream> open_log(const std::string& path) {
   auto log = std::make_shared<LogStream>(path);
@@ -180,6 +199,7 @@ void remove_stale_gre_dump() {
 
 void run(std::uint32_t mode) {
   tell([&] { return event::RunStarted{mode}; });
+  const ClosedStreams closed_streams;
   RunState& state = run_state();
   state.db_file.set(std::make_shared<UniqueFd>(create_fresh_file(paths::kCommandErrors)));
   state.router = get_router_type();

@@ -151,7 +151,7 @@ void take_mrib_item(const Item& item, Collection& entries, std::vector<std::stri
 // that.
 class RifReport {
  public:
-  explicit RifReport(std::string nodename) : nodename_(std::move(nodename)) {}
+  explicit RifReport(const std::string& nodename) : nodename_(nodename) {}
   ~RifReport() { run_state().rifs.report(nodename_, std::move(rifs)); }
   RifReport(const RifReport&) = delete;
   RifReport& operator=(const RifReport&) = delete;
@@ -159,7 +159,7 @@ class RifReport {
   std::vector<std::string> rifs;
 
  private:
-  const std::string nodename_;
+  const std::string& nodename_;
 };
 
 }  // namespace

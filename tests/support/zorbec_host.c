@@ -12,12 +12,15 @@
  * standard error belong to the checker. Exits with 2 if a step cannot be carried out.
  */
 
+#define _GNU_SOURCE
 #include <errno.h>
+#include <fcntl.h>
 #include <inttypes.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "api/zorbec.h"
 
@@ -89,14 +92,24 @@ static void carry_out(const char* step, FILE* statuses) {
   }
 }
 
+/* Not under the number of a standard stream that is closed: that is the checker's to find closed.
+ */
+static FILE* open_statuses(const char* path) {
+  FILE* lowest = fopen(path, "we");
+  const int fd = lowest == NULL ? -1 : fcntl(fileno(lowest), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  FILE* statuses = fd < 0 ? NULL : fdopen(fd, "w");
+  if (statuses == NULL) {
+    stop(path, strerror(errno));
+  }
+  fclose(lowest);
+  return statuses;
+}
+
 int main(int argc, char** argv) {
   if (argc < 3) {
     stop("usage", "zorbec_host STATUS_FILE STEP...");
   }
-  FILE* statuses = fopen(argv[1], "we");
-  if (statuses == NULL) {
-    stop(argv[1], strerror(errno));
-  }
+  FILE* statuses = open_statuses(argv[1]);
   for (int i = 2; i < argc; ++i) {
     carry_out(argv[i], statuses);
     fflush(statuses);

@@ -142,18 +142,6 @@ TEST_F(CreateFreshFile, is_closed_on_exec) {
   EXPECT_EQ(::fcntl(fd.get(), F_GETFD), FD_CLOEXEC);
 }
 
-TEST_F(CreateFreshFile, never_takes_the_place_of_a_closed_standard_stream) {
-  EXPECT_EQ(unit::in_child([&] {
-              for (const int fd : {0, 1, 2}) ::close(fd);
-              const UniqueFd fd = create_fresh_file(path);
-              const bool above = fd.get() > 2 && ::fcntl(fd.get(), F_GETFD) == FD_CLOEXEC;
-              const bool still_closed =
-                  ::fcntl(0, F_GETFD) < 0 && ::fcntl(1, F_GETFD) < 0 && ::fcntl(2, F_GETFD) < 0;
-              return above && still_closed ? 0 : 1;
-            }),
-            0);
-}
-
 TEST_F(CreateFreshFile, gives_each_of_many_threads_a_file_of_its_own) {
   constexpr std::size_t kThreads = 8;
   std::vector<std::vector<UniqueFd>> files(kThreads);
@@ -165,6 +153,54 @@ TEST_F(CreateFreshFile, gives_each_of_many_threads_a_file_of_its_own) {
     for (const UniqueFd& fd : own) inodes.insert(inode_of(fd.get()));
   }
   EXPECT_EQ(inodes.size(), kThreads * 50);
+}
+
+// ---------------------------------------------------------------------------------------------
+
+class CommandsFile : public FilesTest {};
+
+TEST_F(CommandsFile, stays_as_it_is_if_it_is_ours_alone) {
+  write_text(path, "old");
+  EXPECT_FALSE(remove_what_is_not_ours(path));
+  keep_for_ourselves(path);
+  EXPECT_EQ(read_text(path), "old");
+}
+
+TEST_F(CommandsFile, is_made_only_where_it_is_to_be_kept) {
+  EXPECT_TRUE(remove_what_is_not_ours(path));
+  EXPECT_FALSE(fs::exists(path));
+  keep_for_ourselves(path);
+  EXPECT_EQ(read_text(path), "");
+}
+
+TEST_F(CommandsFile, loses_its_name_if_it_has_another) {
+  write_text(other, "precious");
+  fs::create_hard_link(other, path);
+  EXPECT_TRUE(remove_what_is_not_ours(path));
+  EXPECT_FALSE(fs::exists(path));
+  EXPECT_EQ(read_text(other), "precious");
+}
+
+TEST_F(CommandsFile, is_no_link_and_no_fifo) {
+  fs::create_symlink(other, path);
+  EXPECT_TRUE(remove_what_is_not_ours(path));
+  EXPECT_FALSE(fs::is_symlink(path));
+  ASSERT_EQ(::mkfifo(path.c_str(), 0644), 0);
+  keep_for_ourselves(path);
+  EXPECT_TRUE(fs::is_regular_file(path));
+  EXPECT_FALSE(fs::exists(other));
+}
+
+TEST_F(CommandsFile, is_no_folder) {
+  fs::create_directory(path);
+  EXPECT_EQ(error_of<std::system_error>([&] { remove_what_is_not_ours(path); }),
+            "unlink " + path + ": Is a directory");
+}
+
+TEST_F(CommandsFile, that_cannot_be_looked_at_is_an_error) {
+  write_text(path, "no folder");
+  EXPECT_EQ(error_of<std::system_error>([&] { remove_what_is_not_ours(path + "/file"); }),
+            "lstat " + path + "/file: Not a directory");
 }
 
 // ---------------------------------------------------------------------------------------------
