@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
 """Runs scenarios on the simulated router and compares what they leave with what is expected.
 
-    run_case.py --lab ZORBEC_LAB --host ZORBEC_HOST --work DIR CASE...
+    run_case.py --lab ZORBEC_LAB --host ZORBEC_HOST --work DIR [--openssh] CASE...
     run_case.py --lab ZORBEC_LAB --work DIR --update CASE...
     run_case.py --lab ZORBEC_LAB --work DIR --check-expected CASE...
     run_case.py --lab ZORBEC_LAB --zorbec ZORBEC --work DIR --report CASE...
     run_case.py --count NUMBER
     run_case.py --reports-cover NUMBER
 
-A case is run twice, or as often as --times says, each time on a fresh router. README.md tells what
-it consists of. --update writes the expected files anew from the oracle, never from the checker;
+A case is run twice, or as often as --times says, each time on a fresh router; --openssh lets the
+nodes be reached by the real ssh and scp. README.md tells what it consists of. --update writes the expected files anew from the oracle, never from the checker;
 --check-expected only says whether it would change any. --count says whether as many cases are there
 as were registered.
 
@@ -40,6 +40,7 @@ from outcome import (  # noqa: E402
     nodes_among,
     shared_files,
     shown,
+    without_transport_errors,
 )
 
 ORACLE = SUPPORT / "oracle.py"
@@ -68,9 +69,9 @@ class Case:
         for name in self.without:
             (router / name).unlink()
 
-    def run(self, lab, command, work):
+    def run(self, lab, command, work, lab_options=()):
         variables = {"CASE": str(self.folder)}
-        return Outcome(lab, command, self.steps, work, self.make_router, variables)
+        return Outcome(lab, command, self.steps, work, self.make_router, variables, lab_options)
 
     def the_run(self):
         """What is prepared for the case's only run, and what it checks; None if it has no such."""
@@ -151,7 +152,7 @@ def read_expected(folder):
     }
 
 
-def file_complaints(name, what, outcome, expected):
+def file_complaints(name, what, outcome, expected, openssh):
     content = outcome.files[name]
     if isinstance(content, str):
         return difference(name, what, content)
@@ -165,11 +166,13 @@ def file_complaints(name, what, outcome, expected):
         wanted = (outcome.router / what[3:]).read_bytes()
     else:
         return difference(name, what, "a file")
+    if openssh and name == "output_file.txt":
+        wanted, content = without_transport_errors(wanted), without_transport_errors(content)
     compared = difference(name, comparable_file(name, wanted), comparable_file(name, content))
     return compared + identifier_complaints(name, content)
 
 
-def compare(case, outcome):
+def compare(case, outcome, openssh=False):
     """Everything in which the outcome is not what the case expects."""
     expected = read_expected(case.folder / "expected")
     lines = expected["files.txt"].decode().splitlines()
@@ -186,7 +189,7 @@ def compare(case, outcome):
     out += difference("files in /tmp", "\n".join(listing), "\n".join(outcome.files))
     for name, what in listing.items():
         if name in outcome.files:
-            out += file_complaints(name, what, outcome, expected)
+            out += file_complaints(name, what, outcome, expected, openssh)
     if case.together and not outcome.overlap(case.together):
         out += f"the calls of {case.together} did not overlap\n"
     return out
@@ -195,9 +198,10 @@ def compare(case, outcome):
 # Commands -----------------------------------------------------------------------------------------
 
 
-def run_case(case, lab, host, work, times):
+def run_case(case, lab, host, work, times, openssh):
+    lab_options = ["--openssh"] if openssh else []
     for attempt in ("first", "second")[:times]:
-        complaints = compare(case, case.run(lab, host, work))
+        complaints = compare(case, case.run(lab, host, work, lab_options), openssh)
         if complaints:
             print(f"{case.name}, {attempt} time: {case.shows}\n{complaints}")
             return False
@@ -255,6 +259,7 @@ def main():
     parser.add_argument("--host", type=Path)
     parser.add_argument("--work", type=Path)
     parser.add_argument("--times", type=int, choices=(1, 2), default=2)
+    parser.add_argument("--openssh", action="store_true")
     parser.add_argument("--update", action="store_true")
     parser.add_argument("--check-expected", action="store_true")
     parser.add_argument("--zorbec", type=Path)
@@ -283,7 +288,8 @@ def main():
         elif options.report:
             good &= check_report(case, options.lab.resolve(), options.zorbec.resolve(), work)
         else:
-            good &= run_case(case, options.lab.resolve(), options.host.resolve(), work, options.times)
+            lab, host = options.lab.resolve(), options.host.resolve()
+            good &= run_case(case, lab, host, work, options.times, options.openssh)
     return not good
 
 
