@@ -16,6 +16,10 @@
 namespace zorbec::lab {
 namespace {
 
+long fork_into(unsigned long namespaces) {
+  return ::syscall(SYS_clone, namespaces | SIGCHLD, nullptr, nullptr, nullptr, nullptr);
+}
+
 // Never returns; tells `failures` what went wrong.
 [[noreturn]] void execute(const std::string& program, const std::vector<std::string>& argv,
                           const std::function<void()>& prepare, int failures) {
@@ -42,7 +46,7 @@ pid_t start_process(const std::string& program, const std::vector<std::string>& 
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw_errno("pipe", "for " + program);
   const UniqueFd failures_out(ends[0]);
   UniqueFd failures_in(ends[1]);
-  const long made = ::syscall(SYS_clone, namespaces | SIGCHLD, nullptr, nullptr, nullptr, nullptr);
+  const long made = namespaces == 0 ? ::fork() : fork_into(namespaces);
   if (made < 0) throw_errno("fork", "for " + program);
   if (made == 0) execute(program, argv, prepare, failures_in.get());
 

@@ -87,9 +87,11 @@ TEST_P(DamageOfRealServers, IsRefusedWhereThereAreNone) {
 }
 
 const WrongLine kServerDamages[] = {
-    {"down", "* sshd down"},           {"hang", "* sshd hang"},     {"deny", "* sshd deny"},
-    {"other_key", "* sshd other-key"}, {"banner", "* sshd banner"}, {"chatty", "* sshd chatty"},
-    {"cut", "* scp cut 5"},            {"stall", "* scp stall 5"},  {"full", "* tmp full 4"},
+    {"down", "* sshd down"},     {"hang", "* sshd hang"},
+    {"deny", "* sshd deny"},     {"other_key", "* sshd other-key"},
+    {"banner", "* sshd banner"}, {"chatty", "* sshd chatty"},
+    {"cut", "* scp cut 5"},      {"stall", "* scp stall 5"},
+    {"full", "* tmp full 4"},
 };
 
 INSTANTIATE_TEST_SUITE_P(All, DamageOfRealServers, ::testing::ValuesIn(kServerDamages),

@@ -45,7 +45,7 @@ DAMAGES = {
     "ChattyProfile": ("sshd chatty", "Received message too long", "unreachable"),
     "FullDisk": ("tmp full 4", "No space left on device", "command failed"),
     "CopyCutOff": ("scp cut 3000", "Connection closed", "unreachable"),
-    "CopyRefused": ("scp refuse", "Connection refused", "unreachable"),
+    "CopyRefused": ("scp refuse", "Connection closed", "unreachable"),
     "CopyRubbish": ("scp rubbish", None, "not JSON"),
     "CommandsRubbish": ("ssh rubbish", "No such file or directory", "command failed"),
     "CommandsAbsent": ("ssh absent", "/pkg/bin/ssh: No such file", "command failed"),
