@@ -37,41 +37,30 @@ constexpr char kServer[] = "/usr/sbin/sshd";
 constexpr char kKeygen[] = "/usr/bin/ssh-keygen";
 constexpr std::chrono::seconds kPatience{20};  // until a server listens; it takes milliseconds
 
-// No node's own: what they all have in common, below kSshFolder.
 const std::string kFolder = kSshFolder;
 
-const std::string kServerConfig =
-    "AddressFamily inet\n"
-    "AuthorizedKeysFile " +
-    kFolder +
-    "/user_key.pub\n"
-    "HostKey " +
-    kFolder +
-    "/host_key\n"
-    "KbdInteractiveAuthentication no\n"
-    "LogLevel ERROR\n"
-    "MaxStartups 1000\n"
-    "PasswordAuthentication no\n"
-    "PermitRootLogin yes\n"
-    "PrintLastLog no\n"
-    "StrictModes no\n"
-    "Subsystem sftp " +
-    std::string(kSftpServer) +
-    "\n"
-    "UseDNS no\n"
-    "UsePAM no\n";
+constexpr char kServerConfig[] = R"(AddressFamily inet
+KbdInteractiveAuthentication no
+LogLevel ERROR
+MaxStartups 1000
+PasswordAuthentication no
+PermitRootLogin yes
+PrintLastLog no
+StrictModes no
+UseDNS no
+UsePAM no
+)";
 
 // The checker says nothing about keys when it copies, so every node's has to be known.
-const std::string kClientConfig =
-    "Host *\n"
-    "  BatchMode yes\n"
-    "  ConnectTimeout 20\n"
-    "  IdentitiesOnly yes\n"
-    "  IdentityAgent none\n"
-    "  IdentityFile " +
-    kFolder +
-    "/user_key\n"
-    "  UserKnownHostsFile none\n";
+constexpr char kClientConfig[] = R"(
+Host *
+  BatchMode yes
+  ConnectTimeout 20
+  IdentitiesOnly yes
+  IdentityAgent none
+  IdentityFile /etc/ssh/user_key
+  UserKnownHostsFile none
+)";
 
 struct Server {
   std::string address;
@@ -94,9 +83,6 @@ bool is_damaged(const std::string& address, std::string_view what, DamageKind ki
   return std::any_of(damages.begin(), damages.end(),
                      [&](const Damage& damage) { return damage.kind == kind; });
 }
-
-// Network
-// ------------------------------------------------------------------------------------------
 
 // The loopback interface of the network namespace, which starts out down and without addresses.
 class Loopback {
@@ -149,9 +135,6 @@ void add_addresses(const std::vector<std::string>& addresses) {
   }
 }
 
-// Keys and configurations
-// --------------------------------------------------------------------------
-
 void make_key(const std::string& file) {
   const std::vector<std::string> argv = {"ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", file};
   const pid_t pid = start_process(kKeygen, argv, [] {});
@@ -160,18 +143,21 @@ void make_key(const std::string& file) {
 
 void make_shared_files(std::string_view ssh_config) {
   const fs::path folder = kFolder;
-  for (const char* name : {"bin", "client", "etc", "none", "run/sshd"})
+  for (const char* name : {"bin", "client", "etc", "none", "run/sshd"}) {
     fs::create_directories(folder / name);
+  }
   // The server wants that nobody else can write there, whatever our own mask is.
   ::chmod((folder / "run/sshd").c_str(), 0755);
-  for (const char* name : {"user_key", "host_key", "other_host_key"}) make_key(folder / name);
+  for (const char* name : {"client/user_key", "host_key", "other_host_key"}) {
+    make_key(folder / name);
+  }
   write_text(folder / "sshd_config", kServerConfig);
   write_text(folder / "banner", "Authorised access only\n");
   write_text(folder / "etc/passwd",
              "root:*:0:0:root:/root:/bin/bash\n"
              "sshd:*:100:65534::/run/sshd:/usr/sbin/nologin\n");
   write_text(folder / "etc/group", "root:x:0:\nnogroup:x:65534:\n");
-  write_text(folder / "client/ssh_config", std::string(ssh_config) + "\n" + kClientConfig);
+  write_text(folder / "client/ssh_config", std::string(ssh_config) + kClientConfig);
   write_text(folder / "client/ssh_known_hosts", "* " + read_text(folder / "host_key.pub"));
   for (const std::string_view tool : router_tool_names()) {
     if (tool != "ssh" && tool != "scp") fs::create_symlink(kProgram, folder / "bin" / tool);
@@ -184,9 +170,6 @@ void show_client_files() {
   bind_mount(kFolder + "/client", "/etc/ssh");
   if (fs::is_directory("/root/.ssh")) bind_mount(kFolder + "/none", "/root/.ssh");
 }
-
-// Nodes
-// --------------------------------------------------------------------------------------------
 
 void make_node_files(const Server& server) {
   fs::create_directories(server.folder / "root");
@@ -233,8 +216,9 @@ void start_server(Server& server) {
   };
   set("ListenAddress=" + server.address);
   set("PidFile=" + (server.folder / "sshd.pid").string());
-  if (has(DamageKind::kDeny)) set("AuthorizedKeysFile=none");
-  if (has(DamageKind::kOtherKey)) set("HostKey=" + kFolder + "/other_host_key");
+  set("HostKey=" + kFolder + (has(DamageKind::kOtherKey) ? "/other_host_key" : "/host_key"));
+  set("AuthorizedKeysFile=" + (has(DamageKind::kDeny) ? "none" : kFolder + "/client/user_key.pub"));
+  set(std::string("Subsystem=sftp ") + kSftpServer);
   if (has(DamageKind::kBanner)) set("Banner=" + kFolder + "/banner");
   if (!damages_at(server.address, "ssh").empty() || !damages_at(server.address, "scp").empty()) {
     set(std::string("ForceCommand=") + kLoginProgram);

@@ -212,7 +212,7 @@ class Leftovers(LabTest):
 
         before = seen()
         self.expect("ssh 192.0.16.1 'echo here; touch /root/x /run/x /etc/x'; ls /etc/ssh",
-                    "here\nssh_config\nssh_known_hosts\n")
+                    "here\nssh_config\nssh_known_hosts\nuser_key\nuser_key.pub\n")
         self.assertEqual(seen(), before)
 
 
