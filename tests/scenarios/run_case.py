@@ -8,10 +8,10 @@
     run_case.py --count NUMBER
     run_case.py --reports-cover NUMBER
 
-A case is run twice, or as often as --times says, each time on a fresh router; --openssh lets the
-nodes be reached by the real ssh and scp. README.md tells what it consists of. --update writes the expected files anew from the oracle, never from the checker;
---check-expected only says whether it would change any. --count says whether as many cases are there
-as were registered.
+A case is run twice, or as often as --times says, each time on a fresh router. README.md tells what
+it consists of. --openssh lets the nodes be reached by the real ssh and scp. --update writes the
+expected files anew from the oracle, never from the checker; --check-expected only says whether it
+would change any. --count says whether as many cases are there as were registered.
 
 --report puts the router of each case to `zorbec check` instead: its report must hold the findings
 that the case expects. Cases of several runs, or of none, are passed over, as their expected output
