@@ -102,6 +102,7 @@ class CheckRun : public Observer {
     const auto clock = std::chrono::steady_clock::now();
     bring_up_run_state();
     run_state().observer = this;
+    give_commands_no_input();
     if (options_.is_quiet || options_.gives_document()) mute();
     watch_.emplace(watch_options());
     std::vector<RunFacts> runs;
@@ -144,6 +145,13 @@ class CheckRun : public Observer {
     report.took = std::chrono::steady_clock::now() - clock;
     if (stream_) stream_->end(report.verdict);
     return put_out(report) ? exit_code(report.verdict) : exit_code(Verdict::kRunFailed);
+  }
+
+  // Commands inherit standard input, and ssh reads all of it: in a shell's loop, the loop's lines.
+  static void give_commands_no_input() {
+    const UniqueFd null(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    if (null.get() < 0) throw_errno("open", "/dev/null");
+    if (::dup2(null.get(), STDIN_FILENO) < 0) throw_errno("dup2", "standard input");
   }
 
   void mute() {

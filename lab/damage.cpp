@@ -15,7 +15,15 @@ const std::string_view kRubbishText = "?? ~~ line noise ~~ {{{ ] ??\n";
 
 namespace {
 
-enum Target : unsigned { kTransport = 1, kTool = 2, kFile = 4 };
+enum Target : unsigned {
+  kSsh = 1,
+  kScp = 2,
+  kTransport = kSsh | kScp,
+  kTool = 4,
+  kFile = 8,
+  kServer = 16,
+  kTmp = 32
+};
 
 struct KindRow {
   const char* name;
@@ -25,6 +33,8 @@ struct KindRow {
 };
 
 constexpr int kLongestDelayMs = 3600 * 1000;
+constexpr int kMostBytes = 1'000'000'000;
+constexpr int kMostKibibytes = 1'000'000;
 
 const KindRow kKinds[] = {
     {"refuse", DamageKind::kRefuse, kTransport, -1},
@@ -35,11 +45,23 @@ const KindRow kKinds[] = {
     {"empty", DamageKind::kEmpty, kFile, -1},
     {"absent", DamageKind::kAbsent, kTransport | kTool, -1},
     {"exit", DamageKind::kExit, kTransport | kTool, 255},
+    {"down", DamageKind::kDown, kServer, -1},
+    {"hang", DamageKind::kHang, kServer, -1},
+    {"deny", DamageKind::kDeny, kServer, -1},
+    {"other-key", DamageKind::kOtherKey, kServer, -1},
+    {"banner", DamageKind::kBanner, kServer, -1},
+    {"chatty", DamageKind::kChatty, kServer, -1},
+    {"cut", DamageKind::kCut, kScp, kMostBytes},
+    {"stall", DamageKind::kStall, kScp, kMostBytes},
+    {"full", DamageKind::kFull, kTmp, kMostKibibytes},
 };
 
-// 0 for a word that is neither a tool nor a dump file.
+// 0 for a word that nothing is called.
 unsigned target_of(std::string_view what) {
-  if (what == "ssh" || what == "scp") return kTransport;
+  if (what == "ssh") return kSsh;
+  if (what == "scp") return kScp;
+  if (what == "sshd") return kServer;
+  if (what == "tmp") return kTmp;
   if (is_router_tool(what)) return kTool;
   return is_dump_file(what) ? kFile : 0U;
 }
@@ -71,6 +93,10 @@ std::optional<Damage> parse_line(const std::vector<std::string>& words) {
 }
 
 }  // namespace
+
+bool needs_openssh(const Damage& damage) {
+  return damage.kind >= DamageKind::kDown;
+}
 
 std::vector<Damage> parse_damage(std::string_view text) {
   std::vector<Damage> damages;

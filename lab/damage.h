@@ -6,15 +6,37 @@
 
 namespace zorbec::lab {
 
-enum class DamageKind { kRefuse, kLate, kRubbish, kNone, kHalf, kEmpty, kAbsent, kExit };
+enum class DamageKind {
+  kRefuse,
+  kLate,
+  kRubbish,
+  kNone,
+  kHalf,
+  kEmpty,
+  kAbsent,
+  kExit,
+  // What only a real server, session or file system can show:
+  kDown,
+  kHang,
+  kDeny,
+  kOtherKey,
+  kBanner,
+  kChatty,
+  kCut,
+  kStall,
+  kFull
+};
 
 // One line of damage.txt.
 struct Damage {
   std::string where;  // a node's address, "local", or "*"
-  std::string what;   // a tool or a dump file
+  std::string what;   // a tool, a dump file, "sshd" or "tmp"
   DamageKind kind;
-  int argument = 0;  // milliseconds of kLate, exit status of kExit
+  int argument = 0;  // milliseconds of kLate, status of kExit, bytes of kCut, kStall, KiB of kFull
 };
+
+// True for what a simulated ssh cannot show.
+bool needs_openssh(const Damage& damage);
 
 // What a damaged tool prints and a damaged dump file holds: no JSON, and no line any reader knows.
 extern const std::string_view kRubbishText;

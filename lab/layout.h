@@ -20,4 +20,15 @@ constexpr char kCallFile[] = "/pkg/lab/calls";
 // When the lab started: nanoseconds of the monotonic clock, in decimal digits.
 constexpr char kStartFile[] = "/pkg/lab/start";
 
+// The address of the node that a mount namespace belongs to; empty on the route processor.
+constexpr char kNodeFile[] = "/pkg/lab/node";
+
+// What the nodes' ssh servers and the ssh client need; there only with --openssh.
+constexpr char kSshFolder[] = "/pkg/lab/ssh";
+
+// What a damaged node runs in place of what a login asks for.
+constexpr char kLoginProgram[] = "/pkg/lab/login";
+
+constexpr char kSftpServer[] = "/usr/lib/openssh/sftp-server";
+
 }  // namespace zorbec::lab

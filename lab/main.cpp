@@ -8,6 +8,9 @@
 
 #include "lab/call_log.h"
 #include "lab/generate.h"
+#include "lab/layout.h"
+#include "lab/login.h"
+#include "lab/openssh.h"
 #include "lab/posix.h"
 #include "lab/router_tools.h"
 #include "lab/sandbox.h"
@@ -18,6 +21,7 @@ namespace {
 constexpr int kLabFailed = 125;
 
 int call_tool(const std::vector<std::string>& argv) {
+  if (!own_node().empty()) return run_router_tool(argv);  // part of the ssh that called it
   const std::int64_t start = monotonic_ns();
   const int status = run_router_tool(argv);
   log_call(argv, start, monotonic_ns(), status);
@@ -35,6 +39,11 @@ void add_run_options(CLI::App& run, RunOptions& options) {
   run.add_option("ROUTER", options.router, "The router's folder")->required();
   run.add_option("--tmp", options.tmp, "Keep the private /tmp in this empty folder");
   run.add_option("--calls", options.calls, "Append one JSON line for every tool called");
+  CLI::Option* openssh =
+      run.add_flag("--openssh", options.openssh,
+                   "Nodes with a real ssh server, reached by the real ssh and scp");
+  run.add_option("--ssh-config", options.ssh_config, "Put this file's lines first into ssh_config")
+      ->needs(openssh);
 }
 
 void add_generate_options(CLI::App& generate, GenerateOptions& options) {
@@ -105,6 +114,7 @@ int use_lab(const std::vector<std::string>& arguments, const std::vector<std::st
 int dispatch(const std::vector<std::string>& argv) {
   const std::string_view name = std::string_view(argv.front()).substr(argv.front().rfind('/') + 1);
   if (is_router_tool(name)) return call_tool(argv);
+  if (argv.front() == kLoginProgram) return run_login();
   const auto dashes = std::find(argv.begin(), argv.end(), "--");
   return use_lab({argv.begin() + 1, dashes},
                  {dashes == argv.end() ? dashes : dashes + 1, argv.end()});

@@ -5,15 +5,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <iterator>
 #include <limits>
 #include <optional>
-#include <thread>
 
-#include "lab/damage.h"
+#include "lab/effects.h"
 #include "lab/layout.h"
+#include "lab/openssh.h"
 #include "lab/posix.h"
 #include "lab/words.h"
 
@@ -22,7 +21,6 @@ namespace {
 
 constexpr int kWrongArguments = 2;
 constexpr int kNotFound = 127;
-constexpr int kTransportFailed = 255;
 constexpr std::uint64_t kWholeFile = std::numeric_limits<std::int64_t>::max();
 
 // One way to call a tool. A `*` among the arguments stands for any word and, in the answer, for
@@ -80,45 +78,6 @@ std::optional<Place> find_node(const std::string& address) {
   struct stat status {};
   if (::stat(place.folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return std::nullopt;
   return place;
-}
-
-std::vector<Damage> damages_at(std::string_view where, std::string_view what) {
-  static const std::vector<Damage> kDamages =
-      parse_damage(read_text(std::string(kRouterFolder) + "/damage.txt"));
-  return damages_that_hit(kDamages, where, what);
-}
-
-// Lets a tool's delays pass and returns the damage that decides its outcome: the last of the
-// others, since each one replaces what the tool would have answered until then.
-std::optional<Damage> suffer_damage(std::string_view where, std::string_view tool) {
-  std::optional<Damage> outcome;
-  for (const Damage& damage : damages_at(where, tool)) {
-    if (damage.kind == DamageKind::kLate) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(damage.argument));
-    } else {
-      outcome = damage;
-    }
-  }
-  return outcome;
-}
-
-// The status of a tool that, damaged so, neither prints nor writes anything but an error line.
-std::optional<int> status_without_answer(const Damage& damage, std::string_view tool) {
-  const std::string name(tool);
-  switch (damage.kind) {
-    case DamageKind::kRefuse:
-      return kTransportFailed;
-    case DamageKind::kAbsent:
-      report("bash: " + std::string(kToolFolder) + "/" + name + ": No such file or directory");
-      return kNotFound;
-    case DamageKind::kExit:
-      report(name + ": failed with status " + std::to_string(damage.argument));
-      return damage.argument;
-    case DamageKind::kNone:
-      return 0;
-    default:
-      return std::nullopt;
-  }
 }
 
 // The word that `*` stands for (empty without `*`) if `arguments` are those of the call.
@@ -237,16 +196,6 @@ std::optional<Place> reach(const std::string& destination) {
   return place;
 }
 
-// Refusal, delays and the like on the way to the node; a status if the way ends there.
-std::optional<int> hindered(const Place& place, std::string_view tool,
-                            const std::optional<Damage>& damage) {
-  if (!damage) return std::nullopt;
-  if (damage->kind == DamageKind::kRefuse) {
-    report("ssh: connect to host " + place.name + " port 22: Connection refused");
-  }
-  return status_without_answer(*damage, tool);
-}
-
 int run_ssh(const std::vector<std::string>& argv) {
   std::size_t next = skip_options(argv);
   if (next + 1 >= argv.size() || argv[next].rfind('-', 0) == 0) {
@@ -256,7 +205,8 @@ int run_ssh(const std::vector<std::string>& argv) {
   const std::optional<Place> place = reach(argv[next++]);
   if (!place) return kTransportFailed;
   const std::optional<Damage> damage = suffer_damage(place->name, "ssh");
-  if (const std::optional<int> status = hindered(*place, "ssh", damage)) return *status;
+  if (const std::optional<int> status = status_of_hindered(place->name, "ssh", damage))
+    return *status;
   if (damage) {
     write_all(STDOUT_FILENO, kRubbishText);
     return 0;
@@ -291,7 +241,8 @@ int run_scp(const std::vector<std::string>& argv) {
   const std::optional<Place> place = reach(argv[next].substr(0, colon));
   if (!place) return kTransportFailed;
   const std::optional<Damage> damage = suffer_damage(place->name, "scp");
-  if (const std::optional<int> status = hindered(*place, "scp", damage)) return *status;
+  if (const std::optional<int> status = status_of_hindered(place->name, "scp", damage))
+    return *status;
 
   const std::string remote = path_on_node(*place, path);
   const UniqueFd source = remote.empty() ? UniqueFd() : open_if_present(remote);
@@ -339,6 +290,8 @@ bool is_dump_file(std::string_view name) {
 
 int run_router_tool(const std::vector<std::string>& argv) {
   const std::string_view tool = base_name(argv.front());
+  if (const std::string node = own_node(); !node.empty()) return run_at(*find_node(node), argv);
+  if ((tool == "ssh" || tool == "scp") && has_openssh()) return run_openssh(argv);
   if (tool == "ssh") return run_ssh(argv);
   if (tool == "scp") return run_scp(argv);
   return run_at(Place(), argv);

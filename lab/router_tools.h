@@ -15,7 +15,8 @@ bool is_router_tool(std::string_view name);
 bool is_dump_file(std::string_view name);
 
 // Answers one call of a simulated tool inside the sandbox and returns its exit status. argv[0] is
-// the tool, with or without a folder. `ssh` answers for the tool on its node in this same process.
+// the tool, with or without a folder. `ssh` answers for the tool on its node in this same process;
+// with OpenSSH in the lab, `ssh` and `scp` are the real ones and the tool runs on its node.
 //
 // Throws std::system_error if the router folder cannot be read or the answer cannot be written,
 // and std::invalid_argument if damage.txt is wrong.

@@ -9,7 +9,6 @@
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -19,9 +18,12 @@
 #include <system_error>
 
 #include "lab/call_log.h"
+#include "lab/chassis.h"
 #include "lab/damage.h"
 #include "lab/layout.h"
+#include "lab/mounts.h"
 #include "lab/posix.h"
+#include "lab/process.h"
 #include "lab/router_tools.h"
 #include "lab/words.h"
 
@@ -41,20 +43,9 @@ struct Plan {
   fs::path calls;
   fs::path program;
   fs::path cwd;
+  std::string ssh_config;
   std::set<std::string> kept_below_tmp;  // names in the machine's /tmp that stay visible
 };
-
-void bind(const fs::path& source, const fs::path& target) {
-  if (::mount(source.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0) {
-    throw_errno("bind mount", target);
-  }
-}
-
-void mount_tmpfs(const fs::path& target, const char* mode) {
-  if (::mount("zorbec-lab", target.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, mode) != 0) {
-    throw_errno("mount tmpfs on", target);
-  }
-}
 
 // A place of the right kind to bind `source` to.
 void make_mount_point(const fs::path& source, const fs::path& target) {
@@ -91,7 +82,7 @@ fs::path find_command(const std::string& name) {
   return {};
 }
 
-void check_router(const fs::path& router) {
+void check_router(const fs::path& router, bool openssh) {
   if (!fs::is_directory(router)) {
     throw std::invalid_argument("no router folder: " + router.string());
   }
@@ -99,11 +90,15 @@ void check_router(const fs::path& router) {
     const bool known = damage.where == "*" || damage.where == "local" ||
                        fs::is_directory(router / "nodes" / damage.where);
     if (!known) throw std::invalid_argument("damage.txt: no node owns " + damage.where);
+    if (needs_openssh(damage) && !openssh) {
+      throw std::invalid_argument("damage.txt: only with --openssh: damage of " + damage.what);
+    }
   }
+  if (openssh) check_chassis(router);
 }
 
 Plan make_plan(const RunOptions& options) {
-  check_router(options.router);
+  check_router(options.router, options.openssh);
   Plan plan;
   plan.router = fs::canonical(options.router);
   plan.program = fs::canonical("/proc/self/exe");
@@ -125,13 +120,19 @@ Plan make_plan(const RunOptions& options) {
     open_file(options.calls, O_WRONLY | O_CREAT | O_APPEND, 0644);
     plan.calls = fs::canonical(options.calls);
   }
+  if (!options.ssh_config.empty()) {
+    plan.ssh_config = read_text(fs::canonical(options.ssh_config));
+  }
   return plan;
 }
 
-void enter_namespace() {
+void enter_namespace(bool openssh) {
   const uid_t uid = ::getuid();
   const gid_t gid = ::getgid();
-  if (::unshare(CLONE_NEWNS) != 0) {
+  if (openssh) {
+    if (::unshare(CLONE_NEWNS | CLONE_NEWNET) != 0)
+      throw_errno("unshare", "(--openssh needs root)");
+  } else if (::unshare(CLONE_NEWNS) != 0) {
     if (::unshare(CLONE_NEWNS | CLONE_NEWUSER) != 0) {
       throw_errno("unshare", "(the lab needs root, or user namespaces)");
     }
@@ -163,7 +164,7 @@ void show_machine() {
       fs::create_symlink(fs::read_symlink(entry.path()), target);
     } else {
       make_mount_point(entry.path(), target);
-      bind(entry.path(), target);
+      bind_mount(entry.path(), target);
     }
   }
 }
@@ -174,31 +175,45 @@ void copy_tree_if_present(const fs::path& source, const fs::path& target) {
   }
 }
 
-// Returns the mount points that were made in a --tmp folder and are to go from it again.
-std::vector<fs::path> furnish_tmp(const Plan& plan) {
+// The mount points that were made in a --tmp folder and are to go from it again.
+class MountPoints {
+ public:
+  MountPoints() = default;
+  MountPoints(const MountPoints&) = delete;
+  MountPoints& operator=(const MountPoints&) = delete;
+  ~MountPoints() {
+    for (const fs::path& point : points_) {
+      if (::umount2(point.c_str(), MNT_DETACH) == 0) ::remove(point.c_str());
+    }
+  }
+  void add(const fs::path& point) { points_.push_back(point); }
+
+ private:
+  std::vector<fs::path> points_;
+};
+
+void furnish_tmp(const Plan& plan, MountPoints& made) {
   fs::create_directory("/tmp");
   if (plan.tmp.empty()) {
     mount_tmpfs("/tmp", "mode=1777");
   } else {
-    bind(kMachine / plan.tmp.relative_path(), "/tmp");
+    bind_mount(kMachine / plan.tmp.relative_path(), "/tmp");
   }
-  std::vector<fs::path> made;
   for (const std::string& name : plan.kept_below_tmp) {
     const fs::path source = fs::path(kMachine) / "tmp" / name;
     const fs::path target = fs::path("/tmp") / name;
     make_mount_point(source, target);
-    bind(source, target);
-    if (!plan.tmp.empty()) made.push_back(target);
+    bind_mount(source, target);
+    if (!plan.tmp.empty()) made.add(target);
   }
   copy_tree_if_present(fs::path(kRouterFolder) / "tmp", "/tmp");
-  return made;
 }
 
 void furnish_pkg(const Plan& plan) {
   const auto bind_fixed = [](const fs::path& source, const fs::path& target) {
     const fs::path on_machine = kMachine / source.relative_path();
     make_mount_point(on_machine, target);
-    bind(on_machine, target);
+    bind_mount(on_machine, target);
   };
   bind_fixed(plan.router, kRouterFolder);
   bind_fixed(plan.program, kProgram);
@@ -208,6 +223,7 @@ void furnish_pkg(const Plan& plan) {
   for (const std::string_view tool : router_tool_names()) {
     fs::create_symlink(kProgram, fs::path(kToolFolder) / tool);
   }
+  write_text(kNodeFile, "");
   fs::create_directory(kNodeArea);
   const fs::path nodes = fs::path(kRouterFolder) / "nodes";
   if (!fs::is_directory(nodes)) return;
@@ -221,12 +237,6 @@ void furnish_pkg(const Plan& plan) {
 void leave_machine() {
   if (::umount2(kMachine, MNT_DETACH) != 0) throw_errno("umount", kMachine);
   fs::remove(kMachine);
-}
-
-void take_away(const std::vector<fs::path>& mount_points) {
-  for (const fs::path& point : mount_points) {
-    if (::umount2(point.c_str(), MNT_DETACH) == 0) ::remove(point.c_str());
-  }
 }
 
 // The signals that the lab waits for, blocked for as long as it lives. The command starts with the
@@ -263,40 +273,6 @@ class BlockedSignals {
   struct sigaction old_child_action_ {};
 };
 
-// Starts the command. Throws std::system_error if it cannot be executed.
-pid_t start_command(const std::vector<std::string>& command, const BlockedSignals& signals) {
-  std::vector<char*> argv;
-  argv.reserve(command.size() + 1);
-  for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
-  argv.push_back(nullptr);
-
-  std::array<int, 2> ends{};
-  if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw_errno("pipe", "for the command");
-  const UniqueFd failure_out(ends[0]);
-  UniqueFd failure_in(ends[1]);
-  const pid_t pid = ::fork();
-  if (pid < 0) throw_errno("fork", "for the command");
-  if (pid == 0) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    signals.restore();
-    ::execvp(argv.front(), argv.data());
-    const int error = errno;
-    const ssize_t written = ::write(failure_in.get(), &error, sizeof error);
-    ::_exit(written == sizeof error ? 125 : 126);
-  }
-  failure_in = UniqueFd();
-  int error = 0;
-  ssize_t got = 0;
-  while ((got = ::read(failure_out.get(), &error, sizeof error)) < 0 && errno == EINTR) {
-  }
-  if (got == sizeof error) {
-    ::waitpid(pid, nullptr, 0);
-    errno = error;
-    throw_errno("execute", command.front());
-  }
-  return pid;
-}
-
 int wait_for(pid_t command, const BlockedSignals& signals) {
   for (;;) {
     const siginfo_t info = signals.wait();
@@ -308,8 +284,7 @@ int wait_for(pid_t command, const BlockedSignals& signals) {
     int status = 0;
     pid_t ended = 0;
     while ((ended = ::waitpid(-1, &status, WNOHANG)) > 0) {
-      if (ended == command)
-        return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+      if (ended == command) return exit_status_of(status);
     }
   }
 }
@@ -329,11 +304,12 @@ void kill_leftovers() {
 
 int run_in_sandbox(const RunOptions& options) {
   const Plan plan = make_plan(options);
-  enter_namespace();
+  enter_namespace(options.openssh);
   change_root();
   show_machine();
   furnish_pkg(plan);
-  const std::vector<fs::path> mount_points = furnish_tmp(plan);
+  MountPoints mount_points;
+  furnish_tmp(plan, mount_points);
   leave_machine();
   if (::chdir(plan.cwd.c_str()) != 0 && ::chdir("/") != 0) throw_errno("chdir", "/");
 
@@ -343,16 +319,14 @@ int run_in_sandbox(const RunOptions& options) {
   write_text(kStartFile, std::to_string(monotonic_ns()));
 
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+  if (options.openssh) start_chassis(plan.ssh_config);
   const BlockedSignals signals;
-  int status = 0;
-  try {
-    status = wait_for(start_command(options.command, signals), signals);
-  } catch (...) {
-    take_away(mount_points);
-    throw;
-  }
+  const pid_t command = start_process(options.command.front(), options.command, [&] {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    signals.restore();
+  });
+  const int status = wait_for(command, signals);
   kill_leftovers();
-  take_away(mount_points);
   return status;
 }
 

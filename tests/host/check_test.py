@@ -35,6 +35,14 @@ chmod +x /tmp/bin/ssh
 export PATH=/tmp/bin:$PATH
 """
 
+# Stands before a script in which ssh reads what it finds on standard input, as the real one does.
+READING_SSH = """
+mkdir /tmp/bin
+printf '#!/bin/sh\\ncat >/dev/null\\nexec /pkg/bin/ssh "$@"\\n' >/tmp/bin/ssh
+chmod +x /tmp/bin/ssh
+export PATH=/tmp/bin:$PATH
+"""
+
 
 def generate(router, *arguments):
     """Two cards, a port of theirs and more of every class, and three routes."""
@@ -222,6 +230,13 @@ class Output(CheckTest):
         self.make_router("--defect", "missing-bvi")
         check = self.check("all --quiet")
         self.assertEqual((check.returncode, check.output, check.errors), (1, "", ""))
+
+    def test_standard_input_is_left_to_the_caller(self):
+        self.make_router()
+        check = self.run_script(
+            READING_SSH + 'echo next line | { "$ZORBEC" check --quiet; echo status $?; cat; }'
+        )
+        self.assertEqual(check.output, "status 0\nnext line\n", check.errors)
 
     def test_finding_lines_come_first_then_the_summary(self):
         self.make_router("--defect", "leaked:2")

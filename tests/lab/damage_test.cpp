@@ -58,6 +58,10 @@ const WrongLine kWrongLines[] = {
     {"late_negative", "* ssh late -1"},
     {"late_with_unit", "* ssh late 5ms"},
     {"exit_beyond_a_status", "* ssh exit 256"},
+    {"server_is_not_late", "* sshd late 5"},
+    {"session_is_not_cut", "* ssh cut 5"},
+    {"copy_is_not_down", "* scp down"},
+    {"full_without_size", "* tmp full"},
 };
 
 INSTANTIATE_TEST_SUITE_P(All, WrongDamage, ::testing::ValuesIn(kWrongLines),
@@ -67,6 +71,36 @@ TEST(DamageOfARouter, MustNameAKnownNode) {
   const TestFolder router;
   router.write("damage.txt", "192.0.99.1 ssh refuse\n");
   EXPECT_EQ(run_on(router.path(), "true").status, 125);
+}
+
+class DamageOfRealServers : public ::testing::TestWithParam<WrongLine> {};
+
+TEST_P(DamageOfRealServers, IsRefusedWhereThereAreNone) {
+  const std::vector<Damage> damages = parse_damage(GetParam().text);
+  ASSERT_EQ(damages.size(), 1U);
+  EXPECT_TRUE(needs_openssh(damages[0]));
+  const TestFolder router;
+  router.write("damage.txt", GetParam().text);
+  const Ended ended = run_on(router.path(), "true");
+  EXPECT_EQ(ended.status, 125);
+  EXPECT_NE(ended.err.find("--openssh"), std::string::npos) << ended.err;
+}
+
+const WrongLine kServerDamages[] = {
+    {"down", "* sshd down"},     {"hang", "* sshd hang"},
+    {"deny", "* sshd deny"},     {"other_key", "* sshd other-key"},
+    {"banner", "* sshd banner"}, {"chatty", "* sshd chatty"},
+    {"cut", "* scp cut 5"},      {"stall", "* scp stall 5"},
+    {"full", "* tmp full 4"},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, DamageOfRealServers, ::testing::ValuesIn(kServerDamages),
+                         [](const auto& row) { return row.param.name; });
+
+TEST(NeedsOpenssh, NotWhatTheSimulatedToolsShow) {
+  for (const Damage& damage : parse_damage("* ssh late 5\n* scp refuse\n* pmdb.dat half\n")) {
+    EXPECT_FALSE(needs_openssh(damage)) << damage.what;
+  }
 }
 
 TEST(DamagesThatHit, ComeInFileOrder) {

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs scenarios on the simulated router and compares what they leave with what is expected.
 
-    run_case.py --lab ZORBEC_LAB --host ZORBEC_HOST --work DIR CASE...
+    run_case.py --lab ZORBEC_LAB --host ZORBEC_HOST --work DIR [--openssh] CASE...
     run_case.py --lab ZORBEC_LAB --work DIR --update CASE...
     run_case.py --lab ZORBEC_LAB --work DIR --check-expected CASE...
     run_case.py --lab ZORBEC_LAB --zorbec ZORBEC --work DIR --report CASE...
@@ -9,9 +9,9 @@
     run_case.py --reports-cover NUMBER
 
 A case is run twice, or as often as --times says, each time on a fresh router. README.md tells what
-it consists of. --update writes the expected files anew from the oracle, never from the checker;
---check-expected only says whether it would change any. --count says whether as many cases are there
-as were registered.
+it consists of. --openssh lets the nodes be reached by the real ssh and scp. --update writes the
+expected files anew from the oracle, never from the checker; --check-expected only says whether it
+would change any. --count says whether as many cases are there as were registered.
 
 --report puts the router of each case to `zorbec check` instead: its report must hold the findings
 that the case expects. Cases of several runs, or of none, are passed over, as their expected output
@@ -31,6 +31,7 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, str(SUPPORT))
 
 from check_run import CheckRun, finding_lines  # noqa: E402
+from openssh import IMPOSSIBLE, SKIPPED, why_not  # noqa: E402
 from outcome import (  # noqa: E402
     Outcome,
     comparable_file,
@@ -40,6 +41,7 @@ from outcome import (  # noqa: E402
     nodes_among,
     shared_files,
     shown,
+    without_transport_errors,
 )
 
 ORACLE = SUPPORT / "oracle.py"
@@ -68,9 +70,9 @@ class Case:
         for name in self.without:
             (router / name).unlink()
 
-    def run(self, lab, command, work):
+    def run(self, lab, command, work, lab_options=()):
         variables = {"CASE": str(self.folder)}
-        return Outcome(lab, command, self.steps, work, self.make_router, variables)
+        return Outcome(lab, command, self.steps, work, self.make_router, variables, lab_options)
 
     def the_run(self):
         """What is prepared for the case's only run, and what it checks; None if it has no such."""
@@ -151,7 +153,7 @@ def read_expected(folder):
     }
 
 
-def file_complaints(name, what, outcome, expected):
+def file_complaints(name, what, outcome, expected, openssh):
     content = outcome.files[name]
     if isinstance(content, str):
         return difference(name, what, content)
@@ -165,11 +167,13 @@ def file_complaints(name, what, outcome, expected):
         wanted = (outcome.router / what[3:]).read_bytes()
     else:
         return difference(name, what, "a file")
+    if openssh and name == "output_file.txt":
+        wanted, content = without_transport_errors(wanted), without_transport_errors(content)
     compared = difference(name, comparable_file(name, wanted), comparable_file(name, content))
     return compared + identifier_complaints(name, content)
 
 
-def compare(case, outcome):
+def compare(case, outcome, openssh=False):
     """Everything in which the outcome is not what the case expects."""
     expected = read_expected(case.folder / "expected")
     lines = expected["files.txt"].decode().splitlines()
@@ -186,7 +190,7 @@ def compare(case, outcome):
     out += difference("files in /tmp", "\n".join(listing), "\n".join(outcome.files))
     for name, what in listing.items():
         if name in outcome.files:
-            out += file_complaints(name, what, outcome, expected)
+            out += file_complaints(name, what, outcome, expected, openssh)
     if case.together and not outcome.overlap(case.together):
         out += f"the calls of {case.together} did not overlap\n"
     return out
@@ -195,9 +199,10 @@ def compare(case, outcome):
 # Commands -----------------------------------------------------------------------------------------
 
 
-def run_case(case, lab, host, work, times):
+def run_case(case, lab, host, work, times, openssh):
+    lab_options = ["--openssh"] if openssh else []
     for attempt in ("first", "second")[:times]:
-        complaints = compare(case, case.run(lab, host, work))
+        complaints = compare(case, case.run(lab, host, work, lab_options), openssh)
         if complaints:
             print(f"{case.name}, {attempt} time: {case.shows}\n{complaints}")
             return False
@@ -255,6 +260,7 @@ def main():
     parser.add_argument("--host", type=Path)
     parser.add_argument("--work", type=Path)
     parser.add_argument("--times", type=int, choices=(1, 2), default=2)
+    parser.add_argument("--openssh", action="store_true")
     parser.add_argument("--update", action="store_true")
     parser.add_argument("--check-expected", action="store_true")
     parser.add_argument("--zorbec", type=Path)
@@ -274,17 +280,28 @@ def main():
         covered = sum(case.the_run() is not None for case in cases)
         print(f"reports of {covered} of {len(cases)} cases are checked")
         return covered != options.reports_cover
-    good = True
+    if options.openssh and why_not():
+        print(f"skipped: {why_not()}")
+        return SKIPPED
+    failed = passed_over = 0
     for folder in options.cases:
         case = Case(folder)
         work = options.work.resolve() / case.name
-        if options.update or options.check_expected:
-            good &= ask_oracle(case, options.lab.resolve(), work, options.update)
+        if options.openssh and case.name in IMPOSSIBLE:
+            print(f"{case.name} is passed over: {IMPOSSIBLE[case.name]}")
+            passed_over += 1
+        elif options.update or options.check_expected:
+            failed += not ask_oracle(case, options.lab.resolve(), work, options.update)
         elif options.report:
-            good &= check_report(case, options.lab.resolve(), options.zorbec.resolve(), work)
+            lab, zorbec = options.lab.resolve(), options.zorbec.resolve()
+            failed += not check_report(case, lab, zorbec, work)
         else:
-            good &= run_case(case, options.lab.resolve(), options.host.resolve(), work, options.times)
-    return not good
+            lab, host = options.lab.resolve(), options.host.resolve()
+            failed += not run_case(case, lab, host, work, options.times, options.openssh)
+    if options.openssh:
+        held = len(options.cases) - failed - passed_over
+        print(f"{held} cases hold over the real ssh, {failed} failed, {passed_over} passed over")
+    return failed > 0
 
 
 if __name__ == "__main__":

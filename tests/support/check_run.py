@@ -61,15 +61,18 @@ def findings_of(report):
 class CheckRun:
     """Runs `zorbec check ARGUMENTS` on a router, with its report and events in the folder `work`.
 
-    `before` is a shell command that is run there first.
+    `before` is a shell command that is run there first, `lab_options` are options of
+    `zorbec-lab run`.
     """
 
-    def __init__(self, lab, zorbec, router, work, arguments, before="", variables=None):
+    def __init__(
+        self, lab, zorbec, router, work, arguments, before="", variables=None, lab_options=()
+    ):
         shutil.rmtree(work, ignore_errors=True)
         work.mkdir(parents=True)
         report, events = work / "report.json", work / "events.jsonl"
         result = subprocess.run(
-            [lab, "run", router, "--", "sh", "-c", f'{before}\nexec "$@"', "sh",
+            [lab, "run", router, *lab_options, "--", "sh", "-c", f'{before}\nexec "$@"', "sh",
              zorbec, "check", *arguments, "--json", report, "--jsonl", events],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
             env={**os.environ, **(variables or {})}, timeout=TIMEOUT, check=False,

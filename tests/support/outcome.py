@@ -22,6 +22,7 @@ JOIN = re.compile(rf"\n([wW])aiting for pid {DISPLAY} to join \n|\npid {DISPLAY}
 MESSAGE = re.compile(
     r"\nMissing PMDB Key \S+ for ifh \S+ in node (\S+)\n|ERROR PMDB Key \S+ leaked !!!!!!\n"
 )
+TRANSPORT_ERROR = re.compile(rb"(?:ssh|scp): |Connection |lost connection|Pseudo-terminal ")
 
 
 class Outcome:
@@ -29,16 +30,17 @@ class Outcome:
 
     `make_router` gets the path at which it has to make the router; the router may change while the
     steps are run. `command` is zorbec_host or a program that takes the same arguments.
+    `lab_options` are options of `zorbec-lab run`.
     """
 
-    def __init__(self, lab, command, steps, work, make_router, variables=None):
+    def __init__(self, lab, command, steps, work, make_router, variables=None, lab_options=()):
         shutil.rmtree(work, ignore_errors=True)
         work.mkdir(parents=True)
         self.router = work / "router"
         make_router(self.router)
         result = subprocess.run(
-            [lab, "run", self.router, "--tmp", work / "tmp", "--calls", work / "calls", "--",
-             command, work / "status", *steps],
+            [lab, "run", self.router, "--tmp", work / "tmp", "--calls", work / "calls", *lab_options,
+             "--", command, work / "status", *steps],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
             env={**os.environ, "ROUTER": str(self.router), **(variables or {})},
             timeout=TIMEOUT, check=False,
@@ -135,6 +137,15 @@ def comparable_file(name, data):
     if name == "output_file.txt":
         return "".join(sorted(text.splitlines(keepends=True)))
     return text
+
+
+def without_transport_errors(data):
+    """What stands in output_file.txt, with one line for all that ssh and scp say of themselves: in
+    what words, and in how many lines, is theirs.
+    """
+    lines = data.splitlines(keepends=True)
+    others = [line for line in lines if not TRANSPORT_ERROR.match(line)]
+    return b"".join(others) + (b"errors of ssh or scp\n" if len(others) < len(lines) else b"")
 
 
 def identifier_complaints(name, data):

@@ -1,0 +1,277 @@
+#include "lab/chassis.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "lab/effects.h"
+#include "lab/layout.h"
+#include "lab/mounts.h"
+#include "lab/posix.h"
+#include "lab/process.h"
+#include "lab/router_tools.h"
+
+namespace zorbec::lab {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kServer[] = "/usr/sbin/sshd";
+constexpr char kKeygen[] = "/usr/bin/ssh-keygen";
+constexpr std::chrono::seconds kPatience{20};  // until a server listens; it takes milliseconds
+
+const std::string kFolder = kSshFolder;
+
+constexpr char kServerConfig[] = R"(AddressFamily inet
+KbdInteractiveAuthentication no
+LogLevel ERROR
+MaxStartups 1000
+PasswordAuthentication no
+PermitRootLogin yes
+PrintLastLog no
+StrictModes no
+UseDNS no
+UsePAM no
+)";
+
+// The checker says nothing about keys when it copies, so every node's has to be known.
+constexpr char kClientConfig[] = R"(
+Host *
+  BatchMode yes
+  ConnectTimeout 20
+  IdentitiesOnly yes
+  IdentityAgent none
+  IdentityFile /etc/ssh/user_key
+  UserKnownHostsFile none
+)";
+
+struct Server {
+  std::string address;
+  fs::path folder;
+  pid_t pid = 0;
+};
+
+std::vector<std::string> node_addresses(const fs::path& router) {
+  std::vector<std::string> addresses;
+  if (!fs::is_directory(router / "nodes")) return addresses;
+  for (const fs::directory_entry& node : fs::directory_iterator(router / "nodes")) {
+    addresses.push_back(node.path().filename());
+  }
+  std::sort(addresses.begin(), addresses.end());
+  return addresses;
+}
+
+bool is_damaged(const std::string& address, std::string_view what, DamageKind kind) {
+  const std::vector<Damage> damages = damages_at(address, what);
+  return std::any_of(damages.begin(), damages.end(),
+                     [&](const Damage& damage) { return damage.kind == kind; });
+}
+
+// The loopback interface of the network namespace, which starts out down and without addresses.
+class Loopback {
+ public:
+  Loopback() : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    if (!socket_) throw_errno("socket", "for the loopback interface");
+    ifreq request = named("lo");
+    call(SIOCGIFFLAGS, request);
+    request.ifr_flags = static_cast<short>(request.ifr_flags | IFF_UP);
+    call(SIOCSIFFLAGS, request);
+  }
+
+  // Not for 127.0.0.0/8, all of which is there already.
+  void add(in_addr address) {
+    const std::string name = "lo:" + std::to_string(added_++);
+    set(name, SIOCSIFADDR, address);
+    set(name, SIOCSIFNETMASK, {INADDR_NONE});
+  }
+
+ private:
+  static ifreq named(const std::string& name) {
+    ifreq request{};
+    name.copy(request.ifr_name, sizeof request.ifr_name - 1);
+    return request;
+  }
+
+  void call(unsigned long what, ifreq& request) const {
+    if (::ioctl(socket_.get(), what, &request) != 0) throw_errno("ioctl", request.ifr_name);
+  }
+
+  void set(const std::string& name, unsigned long what, in_addr address) const {
+    ifreq request = named(name);
+    sockaddr_in wanted{};
+    wanted.sin_family = AF_INET;
+    wanted.sin_addr = address;
+    std::memcpy(&request.ifr_addr, &wanted, sizeof wanted);
+    call(what, request);
+  }
+
+  UniqueFd socket_;
+  int added_ = 0;
+};
+
+void add_addresses(const std::vector<std::string>& addresses) {
+  Loopback loopback;
+  for (const std::string& text : addresses) {
+    in_addr address{};
+    ::inet_pton(AF_INET, text.c_str(), &address);
+    if (ntohl(address.s_addr) >> 24 != IN_LOOPBACKNET) loopback.add(address);
+  }
+}
+
+void make_key(const std::string& file) {
+  const std::vector<std::string> argv = {"ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", file};
+  const pid_t pid = start_process(kKeygen, argv, [] {});
+  if (wait_for_end(pid) != 0) throw std::runtime_error("ssh-keygen made no " + file);
+}
+
+void make_shared_files(std::string_view ssh_config) {
+  const fs::path folder = kFolder;
+  for (const char* name : {"bin", "client", "etc", "none", "run/sshd"}) {
+    fs::create_directories(folder / name);
+  }
+  // The server wants that nobody else can write there, whatever our own mask is.
+  ::chmod((folder / "run/sshd").c_str(), 0755);
+  for (const char* name : {"client/user_key", "host_key", "other_host_key"}) {
+    make_key(folder / name);
+  }
+  write_text(folder / "sshd_config", kServerConfig);
+  write_text(folder / "banner", "Authorised access only\n");
+  write_text(folder / "etc/passwd",
+             "root:*:0:0:root:/root:/bin/bash\n"
+             "sshd:*:100:65534::/run/sshd:/usr/sbin/nologin\n");
+  write_text(folder / "etc/group", "root:x:0:\nnogroup:x:65534:\n");
+  write_text(folder / "client/ssh_config", std::string(ssh_config) + kClientConfig);
+  write_text(folder / "client/ssh_known_hosts", "* " + read_text(folder / "host_key.pub"));
+  for (const std::string_view tool : router_tool_names()) {
+    if (tool != "ssh" && tool != "scp") fs::create_symlink(kProgram, folder / "bin" / tool);
+  }
+  fs::create_symlink(kProgram, kLoginProgram);
+}
+
+// The client finds the lab's configuration where the machine's is, and nothing of the user's.
+void show_client_files() {
+  bind_mount(kFolder + "/client", "/etc/ssh");
+  if (fs::is_directory("/root/.ssh")) bind_mount(kFolder + "/none", "/root/.ssh");
+}
+
+void make_node_files(const Server& server) {
+  fs::create_directories(server.folder / "root");
+  write_text(server.folder / "address", server.address);
+  if (is_damaged(server.address, "sshd", DamageKind::kChatty)) {
+    write_text(server.folder / "root/.bashrc", "echo Welcome to this card\n");
+  }
+  for (const Damage& damage : damages_at(server.address, "tmp")) {
+    // A size of zero would be no limit.
+    const std::string size = "mode=1777,size=" + std::to_string(std::max(damage.argument, 4)) + "k";
+    mount_tmpfs(server.folder / "tmp", size);
+  }
+}
+
+// In the node's own namespaces: what differs from the route processor.
+void furnish_node(const Server& server) {
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  std::signal(SIGCHLD, SIG_DFL);
+  const UniqueFd log = open_file(server.folder / "sshd.log", O_WRONLY | O_CREAT | O_APPEND, 0644);
+  const UniqueFd null = open_file("/dev/null", O_RDWR);
+  ::dup2(null.get(), STDIN_FILENO);
+  ::dup2(null.get(), STDOUT_FILENO);
+  ::dup2(log.get(), STDERR_FILENO);
+
+  bind_mount(server.folder / "address", kNodeFile);
+  bind_mount(server.folder / "tmp", "/tmp");
+  bind_mount(server.folder / "root", "/root");
+  bind_mount(kFolder + "/bin", kToolFolder);
+  bind_mount(kFolder + "/etc", "/etc");
+  bind_mount(kFolder + "/run", "/run");
+  if (::mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0) {
+    throw_errno("mount proc on", "/proc");
+  }
+  const fs::path uptime = fs::path(kRouterFolder) / "nodes" / server.address / "uptime";
+  bind_mount(fs::exists(uptime) ? uptime : "/dev/null", "/proc/uptime");
+}
+
+void start_server(Server& server) {
+  const auto has = [&](DamageKind kind) { return is_damaged(server.address, "sshd", kind); };
+  std::vector<std::string> argv = {kServer, "-D", "-e", "-f", kFolder + "/sshd_config"};
+  const auto set = [&](const std::string& option) {
+    argv.emplace_back("-o");
+    argv.push_back(option);
+  };
+  set("ListenAddress=" + server.address);
+  set("PidFile=" + (server.folder / "sshd.pid").string());
+  set("HostKey=" + kFolder + (has(DamageKind::kOtherKey) ? "/other_host_key" : "/host_key"));
+  set("AuthorizedKeysFile=" + (has(DamageKind::kDeny) ? "none" : kFolder + "/client/user_key.pub"));
+  set(std::string("Subsystem=sftp ") + kSftpServer);
+  if (has(DamageKind::kBanner)) set("Banner=" + kFolder + "/banner");
+  if (!damages_at(server.address, "ssh").empty() || !damages_at(server.address, "scp").empty()) {
+    set(std::string("ForceCommand=") + kLoginProgram);
+  }
+  server.pid = start_process(
+      kServer, argv, [&] { furnish_node(server); }, CLONE_NEWNS | CLONE_NEWPID);
+}
+
+// It writes the file with its process id once it listens.
+void wait_until_listening(const Server& server) {
+  const auto give_up = std::chrono::steady_clock::now() + kPatience;
+  while (read_text(server.folder / "sshd.pid").empty()) {
+    if (::waitpid(server.pid, nullptr, WNOHANG) != 0 ||
+        std::chrono::steady_clock::now() > give_up) {
+      throw std::runtime_error("the ssh server of " + server.address +
+                               " does not listen: " + read_text(server.folder / "sshd.log"));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  if (is_damaged(server.address, "sshd", DamageKind::kHang)) ::kill(server.pid, SIGSTOP);
+}
+
+}  // namespace
+
+void check_chassis(const std::string& router) {
+  if (::geteuid() != 0) throw std::invalid_argument("--openssh needs root");
+  for (const char* program : {kServer, kSftpServer, "/usr/bin/ssh", "/usr/bin/scp", kKeygen}) {
+    if (::access(program, X_OK) != 0) {
+      throw std::invalid_argument(std::string("--openssh needs ") + program);
+    }
+  }
+  for (const std::string& address : node_addresses(router)) {
+    in_addr ignored{};
+    if (::inet_pton(AF_INET, address.c_str(), &ignored) != 1) {
+      throw std::invalid_argument("--openssh: no IPv4 address: " + address);
+    }
+  }
+}
+
+void start_chassis(std::string_view ssh_config) {
+  const std::vector<std::string> addresses = node_addresses(kRouterFolder);
+  add_addresses(addresses);
+  make_shared_files(ssh_config);
+  show_client_files();
+  std::vector<Server> servers;
+  for (const std::string& address : addresses) {
+    Server server{address, fs::path(kNodeArea) / address};
+    make_node_files(server);
+    if (is_damaged(address, "sshd", DamageKind::kDown)) continue;
+    start_server(server);
+    servers.push_back(server);
+  }
+  for (const Server& server : servers) wait_until_listening(server);
+}
+
+}  // namespace zorbec::lab

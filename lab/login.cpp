@@ -1,0 +1,93 @@
+#include "lab/login.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "lab/effects.h"
+#include "lab/layout.h"
+#include "lab/mounts.h"
+#include "lab/openssh.h"
+#include "lab/posix.h"
+#include "lab/process.h"
+
+namespace zorbec::lab {
+namespace {
+
+namespace fs = std::filesystem;
+
+int run_shell(const std::string& command) {
+  if (::execl("/bin/bash", "bash", "-c", command.c_str(), nullptr) != 0) {
+    throw_errno("execute", "/bin/bash");
+  }
+  return 0;
+}
+
+// Shows this login, and no other, a /tmp in which every file holds rubbish.
+void fill_tmp_with_rubbish(const std::string& node) {
+  if (::unshare(CLONE_NEWNS) != 0) throw_errno("unshare", "mounts of a login");
+  mount_tmpfs("/tmp", "mode=1777");
+  for (const fs::directory_entry& entry :
+       fs::directory_iterator(std::string(kNodeArea) + "/" + node + "/tmp")) {
+    if (entry.is_regular_file()) write_text("/tmp" / entry.path().filename(), kRubbishText);
+  }
+}
+
+// Serves the copy until so many bytes have gone to the client; then the signal hits the server's
+// process for this login, which is our parent.
+int serve_copy_until(std::uint64_t bytes, int signal) {
+  std::array<int, 2> ends{};
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw_errno("pipe", "for the copy");
+  const UniqueFd served(ends[0]);
+  UniqueFd server_end(ends[1]);
+  const pid_t server =
+      start_process(kSftpServer, {kSftpServer}, [&] { ::dup2(ends[1], STDOUT_FILENO); });
+  server_end = UniqueFd();
+  std::array<char, 4096> part;
+  for (;;) {
+    const ssize_t got = ::read(served.get(), part.data(), part.size());
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return exit_status_of(wait_for_end(server));
+    const auto length = std::min(static_cast<std::uint64_t>(got), bytes);
+    write_all(STDOUT_FILENO, {part.data(), length});
+    bytes -= length;
+    if (bytes == 0) {
+      ::kill(::getppid(), signal);
+      for (;;) ::pause();  // gone with the node
+    }
+  }
+}
+
+}  // namespace
+
+int run_login() {
+  const std::string node = own_node();
+  const char* asked = std::getenv("SSH_ORIGINAL_COMMAND");
+  const std::string command = asked == nullptr ? "" : asked;
+  const bool is_copy = command == kSftpServer;
+  const std::string tool = is_copy ? "scp" : "ssh";
+  const std::optional<Damage> damage = suffer_damage(node, tool);
+  if (const std::optional<int> status = status_of_hindered(node, tool, damage)) return *status;
+  if (damage && damage->kind == DamageKind::kRubbish) {
+    if (!is_copy) {
+      write_all(STDOUT_FILENO, kRubbishText);
+      return 0;
+    }
+    fill_tmp_with_rubbish(node);
+  } else if (damage) {
+    return serve_copy_until(static_cast<std::uint64_t>(damage->argument),
+                            damage->kind == DamageKind::kCut ? SIGKILL : SIGSTOP);
+  }
+  return run_shell(command);
+}
+
+}  // namespace zorbec::lab
