@@ -25,11 +25,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-int run_shell(const std::string& command) {
-  if (::execl("/bin/bash", "bash", "-c", command.c_str(), nullptr) != 0) {
-    throw_errno("execute", "/bin/bash");
-  }
-  return 0;
+[[noreturn]] void become_shell(const std::string& command) {
+  ::execl("/bin/bash", "bash", "-c", command.c_str(), nullptr);
+  throw_errno("execute", "/bin/bash");
 }
 
 // Shows this login, and no other, a /tmp in which every file holds rubbish.
@@ -87,7 +85,7 @@ int run_login() {
     return serve_copy_until(static_cast<std::uint64_t>(damage->argument),
                             damage->kind == DamageKind::kCut ? SIGKILL : SIGSTOP);
   }
-  return run_shell(command);
+  become_shell(command);
 }
 
 }  // namespace zorbec::lab

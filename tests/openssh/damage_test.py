@@ -30,8 +30,13 @@ from outcome import Outcome, comparable_stdout, difference, nodes_among  # noqa:
 ORACLE = SUPPORT / "oracle.py"
 ADDRESS = "192.0.16.1"  # of the damaged card
 STEPS = ["init", "run:0", "run:1", "finalize"]
-IMPATIENT_CLIENT = "ServerAliveInterval 1\nServerAliveCountMax 1\nConnectTimeout 1\n"
-SECONDS = 30  # until a check that nothing holds up has ended, on a busy machine
+IMPATIENT_CLIENT = f"""
+Host {ADDRESS}
+  ConnectTimeout 2
+  ServerAliveInterval 1
+  ServerAliveCountMax 2
+"""
+SECONDS = 60  # until a check that nothing holds up has ended, on a busy machine
 OPTIONS = None
 
 # What is damaged, what ssh or scp say about it in output_file.txt, and which reason the damaged
@@ -106,9 +111,7 @@ class DamageTest(unittest.TestCase):
         return {cell["class"]: (cell["verdict"], cell["reason"]) for cell in classes}
 
     def confirmed(self, report):
-        return Counter(
-            {f["text"]: f["times"] for f in report["findings"] if f["confirmed"]}
-        )
+        return Counter({f["text"]: f["times"] for f in report["findings"] if f["confirmed"]})
 
     def expect_all_found(self, report):
         self.assertEqual(findings_of(report), Counter(sum(self.planted().values(), [])))
