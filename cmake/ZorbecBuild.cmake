@@ -22,6 +22,12 @@ if(ZORBEC_SANITIZE)
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${ZORBEC_SANITIZE})
 endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  add_compile_options(-Wno-unknown-warning-option)
+endif()
+if(ZORBEC_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
 
 # A library for one folder of the tree. Sources include headers as "folder/header.h".
 function(zorbec_folder name)

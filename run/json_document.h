@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "run/error.h"
-#include "run/files.h"
+#include "run/file_text.h"
 #include "run/large_pages.h"
 
 namespace zorbec {
