@@ -17,6 +17,9 @@ find_package(Threads REQUIRED)
 find_package(Boost 1.81 REQUIRED)
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  add_compile_options(-Wno-unknown-warning-option)
+endif()
 
 # Compiles and links with the sanitizers whatever is added from here on.
 macro(zorbec_sanitize)
@@ -25,6 +28,9 @@ macro(zorbec_sanitize)
                         -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${ZORBEC_SANITIZE})
     set(zorbec_is_sanitized ON)
+  endif()
+  if(ZORBEC_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
   endif()
 endmacro()
 

@@ -5,10 +5,8 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstring>
 
 #include "run/error.h"
-#include "run/scanning.h"
 
 namespace zorbec {
 namespace {
@@ -80,17 +78,6 @@ std::chrono::nanoseconds modification_time(const std::string& path) {
   constexpr std::chrono::seconds kLatest = std::chrono::hours(24 * 365 * 200);
   if (std::chrono::seconds(time.tv_sec) > kLatest) return kLatest;
   return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
-}
-
-FileText::FileText(std::size_t length)
-    : bytes(static_cast<char*>(allocate_large(length + kScanSlack)),
-            FreeLarge{length + kScanSlack}) {
-  shorten(length);
-}
-
-void FileText::shorten(std::size_t length) {
-  size = length;
-  std::memset(bytes.get() + length, 0, kScanSlack);
 }
 
 FileText read_file(const std::string& path, std::size_t most_bytes) {

@@ -4,12 +4,11 @@
 
 #include <chrono>
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
 
-#include "run/large_pages.h"
+#include "run/file_text.h"
 
 namespace zorbec {
 
@@ -56,20 +55,6 @@ void keep_for_ourselves(const std::string& path);
 // std::system_error if there is none.
 std::size_t file_size(const std::string& path);
 std::chrono::nanoseconds modification_time(const std::string& path);
-
-// The bytes of one file, owned, exactly as many. They are not initialised before they are read;
-// some zero bytes behind them are, so that who scans them need not look for the end at every step.
-struct FileText {
-  FileText() = default;
-  explicit FileText(std::size_t length);
-  // Leaves out what is behind `length`.
-  void shorten(std::size_t length);
-
-  std::string_view view() const noexcept { return {bytes.get(), size}; }
-
-  std::unique_ptr<char[], FreeLarge> bytes;
-  std::size_t size = 0;
-};
 
 // Everything in the file at `path`. Throws std::system_error if it cannot be opened or read, or is
 // larger than `most_bytes`. Never waits for the other end of a FIFO.

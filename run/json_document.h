@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "run/error.h"
-#include "run/files.h"
+#include "run/file_text.h"
 #include "run/json_token.h"
 #include "run/large_pages.h"
 #include "run/record_layout.h"

@@ -19,17 +19,7 @@ SUPPORT = Path(__file__).resolve().parent.parent / "support"
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SUPPORT))
 
-from outcome import (  # noqa: E402
-    MESSAGE,
-    Outcome,
-    comparable_file,
-    comparable_stdout,
-    difference,
-    identifier_complaints,
-    nodes_among,
-    shared_files,
-    shown,
-)
+from outcome import MESSAGE, Outcome, difference, oracle_complaints, shown  # noqa: E402
 from random_routers import (  # noqa: E402
     interface_options,
     multicast_options,
@@ -61,24 +51,6 @@ def status_complaints(outcome):
     out = difference("statuses", "[0]", str(outcome.statuses))
     if outcome.exit != 0:
         out += f"exit status {outcome.exit}\n"
-    return out
-
-
-def oracle_complaints(found, oracle):
-    nodes = nodes_among(oracle.files)
-    out = difference(
-        "stdout", comparable_stdout(oracle.stdout, nodes), comparable_stdout(found.stdout, nodes)
-    )
-    out += difference("calls", oracle.call_lines(), found.call_lines())
-    out += difference("files in /tmp", "\n".join(oracle.files), "\n".join(found.files))
-    of_whoever_came_last = shared_files(oracle.files) | {"zorbec0.log"}
-    for name in oracle.files.keys() & found.files.keys() - of_whoever_came_last:
-        out += difference(
-            name,
-            comparable_file(name, oracle.files[name]),
-            comparable_file(name, found.files[name]),
-        )
-        out += identifier_complaints(name, found.files[name])
     return out
 
 

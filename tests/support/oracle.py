@@ -294,6 +294,8 @@ class Checker:
         self.dl_fd = None
 
     def execute(self, command, suffix="0"):
+        if "\0" in command:
+            raise Failure(f"no shell can be given {command!r}")
         with open_anew(f"/tmp/zorbec{suffix}.log") as output:
             subprocess.run(
                 ["/bin/bash", "-c", command], stdout=output, stderr=self.db_file, check=False

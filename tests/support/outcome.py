@@ -161,6 +161,25 @@ def identifier_complaints(name, data):
     )
 
 
+def oracle_complaints(found, oracle):
+    """Everything in which an outcome differs from the one that the oracle left."""
+    nodes = nodes_among(oracle.files)
+    out = difference(
+        "stdout", comparable_stdout(oracle.stdout, nodes), comparable_stdout(found.stdout, nodes)
+    )
+    out += difference("calls", oracle.call_lines(), found.call_lines())
+    out += difference("files in /tmp", "\n".join(oracle.files), "\n".join(found.files))
+    of_whoever_came_last = shared_files(oracle.files) | {"zorbec0.log"}
+    for name in oracle.files.keys() & found.files.keys() - of_whoever_came_last:
+        out += difference(
+            name,
+            comparable_file(name, oracle.files[name]),
+            comparable_file(name, found.files[name]),
+        )
+        out += identifier_complaints(name, found.files[name])
+    return out
+
+
 def difference(what, expected, found):
     """A unified diff, or nothing."""
     if expected == found:
