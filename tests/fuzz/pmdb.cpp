@@ -70,7 +70,7 @@ void check(std::string_view text) {
   check_look_ups(pmdb);
 
   InterfaceTables interfaces;
-  const InterfaceTable& expecting = interfaces.set("1", interfaces_for(pmdb));
+  interfaces.set("1", interfaces_for(pmdb));
   const InterfaceTables none;
   const auto index = std::make_shared<const ExpectedIndex>(
       std::array<const InterfaceTables*, 6>{&interfaces, &none, &none, &none, &none, &none});
@@ -78,9 +78,11 @@ void check(std::string_view text) {
   check_look_ups(pmdb);
 
   const ExpectedIndex::Class& expected = index->of(InterfaceClass::kPhysical);
-  if (expected.is_complete && pmdb.claim_all(expected.numbers)) {
-    for (const Integer& key : *expecting.additions[0].key_list) {
-      require(pmdb.is_visited(*pmdb.find(key)), "what was claimed is visited");
+  if (expected.is_complete && pmdb.can_claim()) {
+    for (const ExpectedIndex::Expected& key : expected.keys) {
+      const std::optional<std::uint32_t> entry = pmdb.find(Integer(index->key(key.number)));
+      require(pmdb.claim(key.number) == entry.has_value(), "what is there can be claimed");
+      require(!entry || pmdb.is_visited(*entry), "what was claimed is visited");
     }
     pmdb = unit::pmdb_table(text);
   }
