@@ -52,6 +52,7 @@ def dump_text(records):
     lines = []
     for name, members in records:
         if not isinstance(members, str):
-            members = "{" + ", ".join(f"{json.dumps(field)}: {text}" for field, text in members) + "}"
+            fields = (f"{json.dumps(field)}: {text}" for field, text in members)
+            members = "{" + ", ".join(fields) + "}"
         lines.append(f"{json.dumps(name)}: {members}")
     return "{" + ",\n".join(lines) + "}\n"

@@ -43,7 +43,7 @@ VALUES = {
     "duplicate": None,
 }
 VERBS = list(VALUES)
-PART = 12  # of the pairs, one in so many is tried by default
+PART = 6  # of the pairs, one in so many is tried by default
 
 
 def change_member(members, place, verb):
@@ -97,7 +97,8 @@ class Run:
             (texts / str(number)).write_text(text)
             put = f'cp {shlex.quote(str(texts / str(number)))} "$DUMP"'
             # What a check leaves is put aside, and every stream gets a mark.
-            aside = f"mkdir /tmp/{number}.case && find /tmp -maxdepth 1 -type f -exec mv {{}} /tmp/{number}.case ';'"
+            folder = f"/tmp/{number}.case"
+            aside = f"mkdir {folder} && find /tmp -maxdepth 1 -type f -exec mv {{}} {folder} ';'"
             mark = f"echo '--- {number}'; echo '--- {number}' >&2; confdump mark 2>/dev/null; true"
             steps += [f"sh:{put}", "init", "run:0", "finalize", f"sh:{aside}", f"sh:{mark}"]
         run = work / "run"

@@ -255,8 +255,10 @@ def peak_memory(command):
 def check_huge(options):
     bad = 0
     for what, place, make in (
-        ("keys", "pmdb", huge_pmdb), ("one text", "pmdb", huge_text), ("one text", "pidb", huge_text)
-    ):  # fmt: skip
+        ("keys", "pmdb", huge_pmdb),
+        ("one text", "pmdb", huge_text),
+        ("one text", "pidb", huge_text),
+    ):
         work = options.work / "huge"
         shutil.rmtree(work, ignore_errors=True)
         shutil.copytree(options.work / "router", work / "router")
