@@ -193,11 +193,12 @@ class JsonDocument {
   FileText file_;
   std::string decoded_;            // texts that the file writes with escapes
   std::vector<JsonToken> tokens_;  // the first is the document itself
-  std::vector<Entry> entries_;
+  std::vector<Entry, LargePages<Entry>> entries_;
   std::vector<std::uint8_t> layout_of_;  // of each entry, if all are laid out; else empty
   std::vector<RecordLayout> layouts_;    // a layout has its shape's number
-  std::vector<std::uint8_t> lengths_;    // of all values of records that are laid out
-  std::deque<std::string> names_;        // member names of shapes
+  std::vector<std::uint8_t, LargePages<std::uint8_t>>
+      lengths_;                    // of all values of records that are laid out
+  std::deque<std::string> names_;  // member names of shapes
   std::vector<JsonShape> shapes_;
   // Names that are no canonical numbers; those that are stand in the index.
   boost::unordered_flat_map<std::string, std::uint32_t> by_text_;

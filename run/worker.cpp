@@ -77,10 +77,9 @@ void Worker::run() noexcept {
       failed = true;
     }
   };
-  attempt([this] {
-    tell([this] { return event::WorkerStarted{node_, task_name_}; });
-    task_(*log_);
-  });
+  attempt([this] { tell([this] { return event::WorkerStarted{node_, task_name_}; }); });
+  // Even if nobody could be told: other workers may wait for what this one finds.
+  attempt([this] { task_(*log_); });
   attempt([this] { log_->flush(); });
   if (!failed) tell_end(nullptr);
   ended_ = true;

@@ -9,8 +9,11 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <variant>
 
 #include "run/error.h"
+#include "run/observer.h"
+#include "run/run_state.h"
 #include "tests/unit/support/captured_stream.h"
 #include "tests/unit/support/files.h"
 #include "tests/unit/support/process.h"
@@ -105,6 +108,24 @@ TEST_F(WorkerTest, failing_task_gives_one_line_on_standard_error_and_joins) {
             "zorbec: node 3: dump_task: /tmp/pmdb_3.dat: holds a list, not a table\n");
   EXPECT_EQ(unit::read_text(kPath), "findings so far");
   EXPECT_THAT(one->display_text(), MatchesRegex(".*, stopped [0-9]+\\)>"));
+}
+
+TEST_F(WorkerTest, does_its_task_even_if_nobody_can_be_told_that_it_started) {
+  class : public Observer {
+   public:
+    void observe(const Event& event) override {
+      if (std::holds_alternative<event::WorkerStarted>(event)) throw CheckError("no room");
+    }
+  } observer;
+  bring_up_run_state();
+  run_state().observer = &observer;
+  const unit::CapturedStream errors(STDERR_FILENO);
+  const auto one = worker([](LogStream& its_log) { its_log.write("done"); });
+  one->start();
+  one->join();
+  shut_down_run_state();
+  EXPECT_EQ(errors.text(), "zorbec: node 3: dump_task: no room\n");
+  EXPECT_EQ(unit::read_text(kPath), "done");
 }
 
 TEST_F(WorkerTest, failing_task_and_failing_log_give_one_line) {
