@@ -248,7 +248,7 @@ def section_growth(bench):
         print(f"\n{cards} cards x {interfaces} interfaces, commands answered, 2 CPUs: dumps of "
               f"{dump_bytes(router) / 1e6:.0f} MB, logs of {check[0]['log_bytes'] / 1e6:.0f} MB")
         print_others(results)
-        print_target("CPU, check : floor", ratio(check, results["floor"], "cpu"), 1.5)
+        print(f"  {'CPU, check : floor':<58}{ratio(check, results['floor'], 'cpu'):8.2f}")
         if (cards, interfaces) != (16, 4000):
             shutil.rmtree(router)
             shutil.rmtree(bench.with_dumps_in_place(router))
