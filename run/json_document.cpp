@@ -316,7 +316,7 @@ void JsonDocument::prefetch_value(std::uint32_t entry) const {
   constexpr std::size_t kLine = 64;
   const char* const text = file_.bytes.get() + entries_[entry].name.word;
   for (std::size_t line = 0; line < 3; ++line) __builtin_prefetch(text + line * kLine);
-  if (!lengths_.empty()) __builtin_prefetch(&lengths_[entries_[entry].value]);
+  if (!lengths_.empty()) __builtin_prefetch(lengths_.data() + entries_[entry].value);
 }
 
 std::string_view JsonDocument::name(std::uint32_t entry) const {

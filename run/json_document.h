@@ -215,7 +215,7 @@ std::string describe(const JsonValue& value);
 template <typename Visit>
 bool JsonValue::for_each_scalar(Visit visit) const {
   const JsonDocument::Entry& entry = document_->entries_[token_.word];
-  const std::uint8_t* length = &document_->lengths_[entry.value];
+  const std::uint8_t* length = document_->lengths_.data() + entry.value;
   std::uint32_t at = entry.name.word + entry.name.extra;
   for (const Piece& before : document_->layouts_[token_.extra].before) {
     at += static_cast<std::uint32_t>(before.size());
