@@ -181,7 +181,7 @@ class JsonLoader {
   std::uint32_t next_token() const { return static_cast<std::uint32_t>(document_.tokens_.size()); }
 
   void add(JsonKind kind, std::uint32_t extra, std::uint32_t word) {
-    document_.tokens_.push_back({kind, extra, word});
+    document_.tokens_.emplace_back(kind, extra, word);
   }
 
   void open(JsonKind kind) {

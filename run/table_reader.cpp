@@ -54,7 +54,7 @@ bool TableReader::read() {
   document_.entries_.reserve(document_.file_.size / 64 + 1);
   document_.layout_of_.reserve(document_.file_.size / 64 + 1);
   document_.lengths_.reserve(document_.file_.size / 4 + 1);
-  document_.tokens_.push_back({JsonKind::kObject, 0, 0});
+  document_.tokens_.emplace_back(JsonKind::kObject, 0, 0);
 
   skip_blanks();
   if (!skip('{')) return false;
