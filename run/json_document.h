@@ -196,8 +196,8 @@ class JsonDocument {
   std::vector<Entry, LargePages<Entry>> entries_;
   std::vector<std::uint8_t> layout_of_;  // of each entry, if all are laid out; else empty
   std::vector<RecordLayout> layouts_;    // a layout has its shape's number
-  std::vector<std::uint8_t, LargePages<std::uint8_t>>
-      lengths_;                    // of all values of records that are laid out
+  // Of all values of records that are laid out.
+  std::vector<std::uint8_t, LargePages<std::uint8_t>> lengths_;
   std::deque<std::string> names_;  // member names of shapes
   std::vector<JsonShape> shapes_;
   // Names that are no canonical numbers; those that are stand in the index.

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Holds calls.txt against what libzorbec.so calls, and against what nth_call has in its place.
 
-    check_calls.py --nm NM LIBRARY NTH_CALL
+    check_calls.py --nm NM LIBZORBEC NTH_CALL
 """
 
 import argparse
@@ -33,11 +33,11 @@ def symbols(nm, which, path):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", 1)[0])
     parser.add_argument("--nm", required=True)
-    parser.add_argument("library")
+    parser.add_argument("checker", metavar="LIBZORBEC")
     parser.add_argument("nth_call")
     options = parser.parse_args()
 
-    needed = symbols(options.nm, "--undefined-only", options.library)
+    needed = symbols(options.nm, "--undefined-only", options.checker)
     called = {name.split("@")[0] for name in needed if "@GLIBC_" in name}
     called -= {"environ", "__environ", "__libc_single_threaded"}  # variables
     groups = table()

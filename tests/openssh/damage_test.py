@@ -24,7 +24,7 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, str(SUPPORT))
 
 from check_run import CheckRun, findings_of  # noqa: E402
-from openssh import SKIPPED, why_not  # noqa: E402
+from openssh import run_tests  # noqa: E402
 from outcome import Outcome, comparable_stdout, difference, nodes_among  # noqa: E402
 
 ORACLE = SUPPORT / "oracle.py"
@@ -255,11 +255,7 @@ def main():
     OPTIONS = parser.parse_args()
     for name in ("lab", "zorbec", "host", "work"):
         setattr(OPTIONS, name, getattr(OPTIONS, name).resolve())
-    if why_not():
-        print(f"skipped: {why_not()}")
-        return SKIPPED
-    program = unittest.main(argv=[sys.argv[0], "-v", *OPTIONS.tests], exit=False)
-    return not program.result.wasSuccessful()
+    return run_tests(OPTIONS.tests)
 
 
 if __name__ == "__main__":

@@ -19,7 +19,7 @@ SUPPORT = Path(__file__).resolve().parent.parent / "support"
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SUPPORT))
 
-from openssh import SKIPPED, why_not  # noqa: E402
+from openssh import run_tests  # noqa: E402
 
 PATIENCE = 60  # seconds
 OPTIONS = None
@@ -236,11 +236,7 @@ def main():
     parser.add_argument("tests", nargs="*", metavar="TEST")
     OPTIONS = parser.parse_args()
     OPTIONS.lab, OPTIONS.work = OPTIONS.lab.resolve(), OPTIONS.work.resolve()
-    if why_not():
-        print(f"skipped: {why_not()}")
-        return SKIPPED
-    program = unittest.main(argv=[sys.argv[0], "-v", *OPTIONS.tests], exit=False)
-    return not program.result.wasSuccessful()
+    return run_tests(OPTIONS.tests)
 
 
 if __name__ == "__main__":

@@ -206,7 +206,7 @@ class Untrusted(unittest.TestCase):
                 shutil.rmtree(folder, ignore_errors=True)
                 folder.mkdir()
                 line = text.replace("/tmp/", f"{folder}/")
-                subprocess.run(["bash", "-c", f"echo {line} x"], check=False,
+                subprocess.run(["bash", "-c", f"echo {line}"], check=False, cwd=folder,
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
                 self.assertEqual([path.name for path in folder.iterdir()], [MARK])
 
