@@ -26,6 +26,10 @@ macro(zorbec_sanitize)
   if(ZORBEC_SANITIZE)
     add_compile_options(-fsanitize=${ZORBEC_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+      # Hosts are written in C, and the runtime for these is there in C++ programs only.
+      add_compile_options(-fno-sanitize=vptr,function)
+    endif()
     add_link_options(-fsanitize=${ZORBEC_SANITIZE})
     set(zorbec_is_sanitized ON)
   endif()
@@ -40,6 +44,11 @@ function(zorbec_folder name)
   add_library(${name} STATIC ${arg_SOURCES})
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name} PUBLIC ${arg_USES})
+endfunction()
+
+# For code whose run time nobody notices, and whose libraries of options and JSON take a compiler long.
+function(zorbec_optimize_little target)
+  target_compile_options(${target} PRIVATE $<IF:$<CONFIG:Release>,-O1,-O0>)
 endfunction()
 
 # A program that can be copied to another machine by itself. A sanitizer's runtime is a shared

@@ -42,7 +42,7 @@ constexpr const char* kStandardOutput = "-";
 constexpr double kLongestDeadline = 1e8;  // seconds
 constexpr int kUsage = 64;
 
-struct Options {
+struct CheckOptions {
   std::string what = "interfaces";
   bool is_quiet = false;
   std::size_t most_findings = SummaryStyle().most_findings;
@@ -79,7 +79,7 @@ void require_known(std::string_view what, const std::vector<std::string>& names,
   }
 }
 
-void check_options(const Options& options) {
+void check_options(const CheckOptions& options) {
   if (!options.json.empty() && options.json == options.jsonl) {
     throw CLI::ValidationError("--json and --jsonl cannot have the same file");
   }
@@ -93,7 +93,7 @@ void check_options(const Options& options) {
 // One `check` from its options to its exit code.
 class CheckRun : public Observer {
  public:
-  explicit CheckRun(Options options) : options_(std::move(options)), progress_(places_) {
+  explicit CheckRun(CheckOptions options) : options_(std::move(options)), progress_(places_) {
     if (!options_.jsonl.empty()) stream_.emplace(options_.jsonl);
   }
 
@@ -244,7 +244,7 @@ class CheckRun : public Observer {
            (terminal == nullptr || std::string_view(terminal) != "dumb");
   }
 
-  const Options options_;
+  const CheckOptions options_;
   WorkerPlaces places_;
   Progress progress_;
   std::optional<Recorder> recorder_;
@@ -255,7 +255,7 @@ class CheckRun : public Observer {
   std::optional<Watch> watch_;
 };
 
-int check(const Options& options) {
+int check(const CheckOptions& options) {
   const SignalsForWatch signals;
   const auto start = std::chrono::steady_clock::now();
   bool has_said = false;
@@ -276,7 +276,7 @@ int check(const Options& options) {
 void add_check_command(CLI::App& app, int& exit_code) {
   CLI::App* const command =
       app.add_subcommand("check", "Check this router from its active route processor");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<CheckOptions>();
   command->add_option("WHAT", options->what, "interfaces, multicast or all")
       ->check(CLI::IsMember({"interfaces", "multicast", "all"}))
       ->capture_default_str();

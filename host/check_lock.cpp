@@ -30,7 +30,7 @@ UniqueFd open_lock(const std::string& path) {
   return file;
 }
 
-bool try_lock(const UniqueFd& file, const std::string& path) {
+bool take_lock(const UniqueFd& file, const std::string& path) {
   while (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno == EWOULDBLOCK) return false;
     if (errno != EINTR) throw_errno("flock", path);
@@ -49,7 +49,7 @@ std::string holder(const UniqueFd& file, const std::string& path) {
 CheckLock::CheckLock(const std::string& path,
                      const std::function<bool(const std::string& who)>& should_wait)
     : file_(open_lock(path)) {
-  while (!try_lock(file_, path)) {
+  while (!take_lock(file_, path)) {
     const std::string who = holder(file_, path);
     if (!should_wait(who)) throw CheckError("another check is running: " + who);
     std::this_thread::sleep_for(kBetweenTries);

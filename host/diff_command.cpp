@@ -23,7 +23,7 @@ namespace {
 constexpr int kSomethingNew = 1;
 constexpr int kFailed = 3;
 
-struct Options {
+struct DiffOptions {
   std::string old_report;
   std::string new_report;
   std::string json;
@@ -49,7 +49,7 @@ void say_group(std::string& out, std::string_view title,
   }
 }
 
-std::string summary(const Options& options, const nlohmann::json& old_report,
+std::string summary(const DiffOptions& options, const nlohmann::json& old_report,
                     const nlohmann::json& new_report, const ReportDiff& diff) {
   std::string out;
   say_report(out, "Old  ", options.old_report, old_report);
@@ -81,7 +81,7 @@ nlohmann::json read_comparable(const std::string& path) {
   return report;
 }
 
-int diff(const Options& options) {
+int diff(const DiffOptions& options) {
   try {
     const nlohmann::json old_report = read_comparable(options.old_report);
     const nlohmann::json new_report = read_comparable(options.new_report);
@@ -109,7 +109,7 @@ int diff(const Options& options) {
 
 void add_diff_command(CLI::App& app, int& exit_code) {
   CLI::App* const command = app.add_subcommand("diff", "Say what changed between two reports");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<DiffOptions>();
   command->add_option("OLD", options->old_report, "Report of the earlier check")
       ->required()
       ->type_name("");

@@ -16,7 +16,7 @@
 namespace zorbec {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
 double seconds(std::chrono::nanoseconds time) {
   return std::chrono::duration<double>(time).count();
@@ -26,13 +26,13 @@ std::string_view phase_name(event::Phase phase) {
   return phase == event::Phase::kDump ? "dump" : "verification";
 }
 
-Json exit_of(int status) {
+OrderedJson exit_of(int status) {
   if (status < 0) return {};
-  return WIFSIGNALED(status) ? Json(-WTERMSIG(status)) : Json(WEXITSTATUS(status));
+  return WIFSIGNALED(status) ? OrderedJson(-WTERMSIG(status)) : OrderedJson(WEXITSTATUS(status));
 }
 
-Json class_of(const std::optional<InterfaceClass>& intf_class) {
-  return intf_class ? Json(class_name(*intf_class)) : Json();
+OrderedJson class_of(const std::optional<InterfaceClass>& intf_class) {
+  return intf_class ? OrderedJson(class_name(*intf_class)) : OrderedJson();
 }
 
 std::string_view step_name(event::Step step) {
@@ -46,55 +46,55 @@ std::string_view step_name(event::Step step) {
 struct Members {
   const Place& place;
 
-  Json operator()(const event::RunStarted& told) const {
+  OrderedJson operator()(const event::RunStarted& told) const {
     return {{"event", "run_started"}, {"mode", told.mode}};
   }
-  Json operator()(const event::RouterProbed& told) const {
+  OrderedJson operator()(const event::RouterProbed& told) const {
     return {{"event", "router_probed"}, {"model_code", told.model}};
   }
-  Json operator()(const event::NodesListed& told) const {
-    Json nodes = Json::array();
+  OrderedJson operator()(const event::NodesListed& told) const {
+    OrderedJson nodes = OrderedJson::array();
     for (const auto& [name, record] : told.nodes) {
       if (record->nodeip.value_or("") != kNone) nodes.push_back(name);
     }
     return {{"event", "nodes_listed"}, {"nodes", nodes}};
   }
-  Json operator()(const event::NodeIgnored& told) const {
+  OrderedJson operator()(const event::NodeIgnored& told) const {
     return {{"event", "node_ignored"}, {"line", told.line}};
   }
-  Json operator()(const event::NodeReplaced& told) const {
+  OrderedJson operator()(const event::NodeReplaced& told) const {
     return {{"event", "node_replaced"}, {"node", told.node}, {"address", told.address}};
   }
-  Json operator()(const event::PhaseStarted& told) const {
+  OrderedJson operator()(const event::PhaseStarted& told) const {
     return {{"event", "phase_started"}, {"phase", phase_name(told.phase)}};
   }
-  Json operator()(const event::PhaseEnded& told) const {
+  OrderedJson operator()(const event::PhaseEnded& told) const {
     return {{"event", "phase_ended"}, {"phase", phase_name(told.phase)}};
   }
-  Json operator()(const event::WorkerStarted& told) const {
+  OrderedJson operator()(const event::WorkerStarted& told) const {
     return {{"event", "worker_started"}, {"node", told.node}, {"task", told.task}};
   }
-  Json operator()(const event::WorkerEnded& told) const {
+  OrderedJson operator()(const event::WorkerEnded& told) const {
     return {{"event", "worker_ended"},
             {"node", told.node},
             {"task", told.task},
-            {"error", told.error == nullptr ? Json() : Json(told.error->what())}};
+            {"error", told.error == nullptr ? OrderedJson() : OrderedJson(told.error->what())}};
   }
-  Json operator()(const event::StepStarted& told) const {
+  OrderedJson operator()(const event::StepStarted& told) const {
     return {{"event", "step_started"},
             {"node", told.node},
             {"step", step_name(told.step)},
             {"class", class_of(told.intf_class)}};
   }
-  Json operator()(const event::CommandStarted& told) const {
+  OrderedJson operator()(const event::CommandStarted& told) const {
     return {{"event", "command_started"}, {"node", node()}, {"command", told.command}};
   }
-  Json operator()(const event::CommandEnded& told) const {
+  OrderedJson operator()(const event::CommandEnded& told) const {
     return {{"event", "command_ended"},      {"node", node()},
             {"command", told.command},       {"exit", exit_of(told.status)},
             {"seconds", seconds(told.took)}, {"output_bytes", told.output_bytes}};
   }
-  Json operator()(const event::DumpLoaded& told) const {
+  OrderedJson operator()(const event::DumpLoaded& told) const {
     return {{"event", "dump_loaded"},
             {"node", told.node},
             {"class", class_of(told.intf_class)},
@@ -103,38 +103,38 @@ struct Members {
             {"entries", told.content.entries},
             {"modified", utc_text(told.modified)}};
   }
-  Json operator()(const event::TunnelsAsked& told) const {
+  OrderedJson operator()(const event::TunnelsAsked& told) const {
     return {{"event", "tunnels_asked"}, {"node", told.node}, {"configured", told.are_configured}};
   }
-  Json operator()(const event::ScaleModeProbed& told) const {
+  OrderedJson operator()(const event::ScaleModeProbed& told) const {
     return {{"event", "scale_mode_probed"}, {"node", node()}, {"scale_mode", told.scale_mode}};
   }
-  Json operator()(const event::ClassCompared& told) const {
+  OrderedJson operator()(const event::ClassCompared& told) const {
     return {{"event", "class_compared"},
             {"node", told.node},
             {"class", class_of(place.intf_class)},
             {"expected", told.expected},
             {"missing", told.missing}};
   }
-  Json operator()(const event::LeaksChecked& told) const {
+  OrderedJson operator()(const event::LeaksChecked& told) const {
     return {{"event", "leaks_checked"},      {"node", told.node},
             {"programmed", told.programmed}, {"leaked", told.leaked},
             {"of_bundles", told.of_bundles}, {"marked_in_dump", told.marked_in_dump}};
   }
-  Json operator()(const event::EntriesCollected& told) const {
+  OrderedJson operator()(const event::EntriesCollected& told) const {
     return {{"event", "entries_collected"},
             {"node", told.node},
             {"step", step_name(told.step)},
             {"entries", told.entries},
             {"unreadable", told.unreadable}};
   }
-  Json operator()(const event::RoutesCompared& told) const {
+  OrderedJson operator()(const event::RoutesCompared& told) const {
     return {{"event", "routes_compared"},
             {"address", told.address},
             {"routes", told.routes},
             {"uncompared", told.uncompared}};
   }
-  Json operator()(const event::MissingKey& told) const {
+  OrderedJson operator()(const event::MissingKey& told) const {
     return {{"event", "missing_key"},
             {"node", told.node},
             {"class", class_of(place.intf_class)},
@@ -143,28 +143,28 @@ struct Members {
             {"key", told.key.hexadecimal()},
             {"text", told.text}};
   }
-  Json operator()(const event::LeakedKey& told) const {
+  OrderedJson operator()(const event::LeakedKey& told) const {
     return {{"event", "leaked_key"},
             {"node", told.node},
             {"key", told.key.hexadecimal()},
             {"text", told.text}};
   }
-  Json operator()(const event::FaultyRoute& told) const {
+  OrderedJson operator()(const event::FaultyRoute& told) const {
     return {{"event", "faulty_route"},
             {"fault", fault_name(told.fault)},
             {"address", told.address},
             {"processor", told.processor},
             {"number", told.number},
             {"rif", told.rif},
-            {"mdt_handle", told.mdt_handle.empty() ? Json() : Json(told.mdt_handle)},
+            {"mdt_handle", told.mdt_handle.empty() ? OrderedJson() : OrderedJson(told.mdt_handle)},
             {"text", told.text}};
   }
 
-  Json node() const { return place.node.empty() ? Json() : Json(place.node); }
+  OrderedJson node() const { return place.node.empty() ? OrderedJson() : OrderedJson(place.node); }
 };
 
-std::string line_of(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+std::string line_of(const OrderedJson& json) {
+  return json.dump(-1, ' ', false, OrderedJson::error_handler_t::replace) + "\n";
 }
 
 }  // namespace
@@ -186,7 +186,7 @@ void EventStream::begin(Check check) {
 }
 
 void EventStream::take(const Event& event, const Place& place) {
-  Json json = {{"t", seconds(std::chrono::steady_clock::now() - start_)}};
+  OrderedJson json = {{"t", seconds(std::chrono::steady_clock::now() - start_)}};
   json.update(std::visit(Members{place}, event));
   write(line_of(json));
 }

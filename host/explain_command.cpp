@@ -36,7 +36,7 @@ namespace {
 constexpr int kNoDumps = 3;
 constexpr std::size_t kMostOwners = 5;  // of the nearest key
 
-struct Options {
+struct ExplainOptions {
   std::string key;
   std::optional<std::string> node;
   std::string folder = "/tmp";
@@ -78,7 +78,7 @@ void complain(const std::string& line) {
 
 // What the platform would be asked for during a check: from the options, else from the report of
 // the check, else assumed. Returns what is to be said about that, if anything.
-std::string settle_platform(const Options& options) {
+std::string settle_platform(const ExplainOptions& options) {
   constexpr int kUnknownModel = 1;
   std::optional<int> model = options.model;
   std::optional<int> scale_mode;
@@ -321,7 +321,7 @@ void require_node(const std::string& node, const std::vector<std::string>& known
                                       joined(near.empty() ? known : near))));
 }
 
-int explain(const Options& options) {
+int explain(const ExplainOptions& options) {
   const std::optional<Integer> key = read_key(options.key);
   if (!key) {
     throw CLI::ValidationError(
@@ -351,7 +351,7 @@ int explain(const Options& options) {
 void add_explain_command(CLI::App& app, int& exit_code) {
   CLI::App* const command =
       app.add_subcommand("explain", "Say what a key is, who expects it and who holds it");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<ExplainOptions>();
   command->add_option("KEY", options->key, "Decimal, or hexadecimal with 0x")
       ->required()
       ->type_name("");

@@ -58,7 +58,7 @@ int exit_code(Verdict verdict) {
     case Verdict::kRunFailed:
       return 3;
     case Verdict::kNotVerified:
-    case Verdict::kNone:
+    case Verdict::kNothing:
     case Verdict::kByDesign:
       return 2;
   }

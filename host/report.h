@@ -55,7 +55,7 @@ enum class Verdict {
   kConsistent,
   kInconsistent,
   kNotVerified,
-  kNone,      // nobody has anything of that class
+  kNothing,   // nobody has anything of that class
   kByDesign,  // is never checked there
   kRunFailed  // of a whole report only
 };

@@ -37,11 +37,11 @@ const Json& list(const Json& object, const char* name, const std::string& what) 
 }
 
 // The node and the class of a finding.
-using Cell = std::pair<std::string, std::string>;
+using NodeAndClass = std::pair<std::string, std::string>;
 
 // Where the check looked and could say what it saw.
-std::set<Cell> verified_cells(const Json& report) {
-  std::set<Cell> cells;
+std::set<NodeAndClass> verified_cells(const Json& report) {
+  std::set<NodeAndClass> cells;
   for (const Json& node : list(report, "nodes", "the report")) {
     const std::string& name = text(node, "name", "a node");
     const std::string what = "node " + in_quotes(name);
@@ -58,15 +58,15 @@ std::set<Cell> verified_cells(const Json& report) {
 
 // Whether a check that verified these cells would have seen the finding: it has looked at the node,
 // and has known the interface, from one of the nodes that reported it.
-bool is_looked_at(const Json& finding, const std::set<Cell>& verified) {
+bool is_looked_at(const Json& finding, const std::set<NodeAndClass>& verified) {
   const auto& of_class = finding["class"].get_ref<const std::string&>();
-  if (!verified.contains(Cell(finding["node"], of_class))) return false;
+  if (!verified.contains(NodeAndClass(finding["node"], of_class))) return false;
   const auto interface = finding.find("interface");
   if (interface == finding.end() || !interface->is_object()) return true;
   const auto owners = interface->find("owners");
   if (owners == interface->end() || !owners->is_array()) return true;
   return std::ranges::any_of(*owners, [&](const Json& owner) {
-    return owner.is_string() && verified.contains(Cell(owner, of_class));
+    return owner.is_string() && verified.contains(NodeAndClass(owner, of_class));
   });
 }
 
@@ -106,7 +106,7 @@ void require_comparable(const Json& report) {
 ReportDiff diff_reports(const Json& old_report, const Json& new_report) {
   const std::set<std::string, std::less<>> in_old = fingerprints(old_report);
   const std::set<std::string, std::less<>> in_new = fingerprints(new_report);
-  const std::set<Cell> verified = verified_cells(new_report);
+  const std::set<NodeAndClass> verified = verified_cells(new_report);
 
   ReportDiff diff;
   for_each_finding(new_report, [&](const Json& finding, const std::string& fingerprint) {

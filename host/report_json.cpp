@@ -8,20 +8,20 @@
 namespace zorbec {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
-Json or_null(const std::string& text) {
-  return text.empty() ? Json() : Json(text);
+OrderedJson or_null(const std::string& text) {
+  return text.empty() ? OrderedJson() : OrderedJson(text);
 }
 template <typename T>
-Json or_null(const std::optional<T>& value) {
-  return value ? Json(*value) : Json();
+OrderedJson or_null(const std::optional<T>& value) {
+  return value ? OrderedJson(*value) : OrderedJson();
 }
-Json or_null(const std::optional<Reason>& reason) {
-  return reason ? Json(reason_text(*reason)) : Json();
+OrderedJson or_null(const std::optional<Reason>& reason) {
+  return reason ? OrderedJson(reason_text(*reason)) : OrderedJson();
 }
-Json names_or_null(const std::vector<std::string>& names) {
-  return names.empty() ? Json() : Json(names);
+OrderedJson names_or_null(const std::vector<std::string>& names) {
+  return names.empty() ? OrderedJson() : OrderedJson(names);
 }
 
 double seconds(std::chrono::nanoseconds time) {
@@ -29,19 +29,19 @@ double seconds(std::chrono::nanoseconds time) {
 }
 
 template <typename T, typename Write>
-Json list_of(const std::vector<T>& values, Write write) {
-  Json list = Json::array();
+OrderedJson list_of(const std::vector<T>& values, Write write) {
+  OrderedJson list = OrderedJson::array();
   for (const T& value : values) list.push_back(write(value));
   return list;
 }
 
-Json problem_json(const Problem& problem) {
+OrderedJson problem_json(const Problem& problem) {
   return {{"reason", reason_text(problem.reason)},
           {"where", problem.where},
           {"detail", problem.detail}};
 }
 
-Json dump_json(const DumpFile& dump) {
+OrderedJson dump_json(const DumpFile& dump) {
   return {{"name", dump.name},
           {"path", dump.path},
           {"bytes", dump.bytes},
@@ -50,7 +50,7 @@ Json dump_json(const DumpFile& dump) {
           {"stale", dump.is_stale}};
 }
 
-Json cell_json(const Cell& cell) {
+OrderedJson cell_json(const Cell& cell) {
   return {{"class", class_name(cell.report_class)},
           {"verdict", verdict_text(cell.verdict)},
           {"reason", or_null(cell.reason)},
@@ -60,7 +60,7 @@ Json cell_json(const Cell& cell) {
           {"unconfirmed", cell.unconfirmed}};
 }
 
-Json node_json(const NodeReport& node) {
+OrderedJson node_json(const NodeReport& node) {
   return {{"name", node.name},
           {"address", or_null(node.address)},
           {"type", or_null(node.type)},
@@ -72,15 +72,15 @@ Json node_json(const NodeReport& node) {
           {"classes", list_of(node.cells, cell_json)}};
 }
 
-Json finding_json(const Finding& finding) {
-  Json json = {{"id", finding.id},
-               {"fingerprint", fingerprint(finding.id)},
-               {"kind", finding.kind},
-               {"check", check_name(finding.check)},
-               {"node", finding.node},
-               {"class", class_name(finding.report_class)},
-               {"key", or_null(finding.key)},
-               {"interface", nullptr}};
+OrderedJson finding_json(const Finding& finding) {
+  OrderedJson json = {{"id", finding.id},
+                      {"fingerprint", fingerprint(finding.id)},
+                      {"kind", finding.kind},
+                      {"check", check_name(finding.check)},
+                      {"node", finding.node},
+                      {"class", class_name(finding.report_class)},
+                      {"key", or_null(finding.key)},
+                      {"interface", nullptr}};
   if (finding.interface) {
     json["interface"] = {{"handle", finding.interface->handle},
                          {"name", or_null(finding.interface->name)},
@@ -98,15 +98,16 @@ Json finding_json(const Finding& finding) {
   return json;
 }
 
-Json place_json(const NotLookedAt& place) {
-  return {{"node", or_null(place.node)},
-          {"class", place.report_class ? Json(class_name(*place.report_class)) : Json()},
-          {"by_design", place.is_by_design},
-          {"reason", or_null(place.reason)},
-          {"detail", place.detail}};
+OrderedJson place_json(const NotLookedAt& place) {
+  return {
+      {"node", or_null(place.node)},
+      {"class", place.report_class ? OrderedJson(class_name(*place.report_class)) : OrderedJson()},
+      {"by_design", place.is_by_design},
+      {"reason", or_null(place.reason)},
+      {"detail", place.detail}};
 }
 
-Json coverage_json(const Coverage& coverage) {
+OrderedJson coverage_json(const Coverage& coverage) {
   return {{"nodes", coverage.nodes},
           {"nodes_reached", coverage.nodes_reached},
           {"interfaces", coverage.interfaces},
@@ -126,7 +127,7 @@ std::string utc_text(std::chrono::nanoseconds since_1970) {
 }
 
 std::string to_json(const Report& report) {
-  const Json json = {
+  const OrderedJson json = {
       {"format", "zorbec-report"},
       {"version", 1},
       {"checker", ZORBEC_VERSION},
@@ -142,7 +143,7 @@ std::string to_json(const Report& report) {
       {"run_errors",
        list_of(report.run_errors,
                [](const RunError& error) {
-                 return Json{{"check", check_name(error.check)}, {"error", error.error}};
+                 return OrderedJson{{"check", check_name(error.check)}, {"error", error.error}};
                })},
       {"router",
        {{"model_code", or_null(report.model_code)}, {"scale_mode", or_null(report.scale_mode)}}},
@@ -151,7 +152,7 @@ std::string to_json(const Report& report) {
       {"findings", list_of(report.findings, finding_json)},
       {"not_looked_at", list_of(report.not_looked_at, place_json)}};
   // A text from a router may be no UTF-8.
-  return json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
+  return json.dump(1, ' ', false, OrderedJson::error_handler_t::replace) + "\n";
 }
 
 }  // namespace zorbec

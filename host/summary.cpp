@@ -49,7 +49,7 @@ class Text {
         return fmt::fg(fmt::terminal_color::red) | fmt::emphasis::bold;
       case Verdict::kNotVerified:
         return fmt::fg(fmt::terminal_color::yellow);
-      case Verdict::kNone:
+      case Verdict::kNothing:
       case Verdict::kByDesign:
         return fmt::emphasis::faint;
     }
@@ -71,7 +71,7 @@ std::string cell_text(const Cell& cell) {
                  : fmt::format("{} missing", cell.findings);
     case Verdict::kNotVerified:
       return "?";
-    case Verdict::kNone:
+    case Verdict::kNothing:
       return "none";
     case Verdict::kByDesign:
     case Verdict::kRunFailed:
@@ -350,7 +350,7 @@ std::string last_word(const Report& report) {
     case Verdict::kRunFailed:
       return "the check could not be carried out";
     case Verdict::kNotVerified:
-    case Verdict::kNone:
+    case Verdict::kNothing:
     case Verdict::kByDesign:
       if (report.ended_early) {
         return fmt::format("ended early ({}), so not all was checked",

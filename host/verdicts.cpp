@@ -175,7 +175,7 @@ class InterfaceJudge {
       cell.verdict = Verdict::kByDesign;
       cell.detail = "the running configuration holds no GRE tunnels";
     } else {
-      cell.verdict = *expected == 0 ? Verdict::kNone : Verdict::kConsistent;
+      cell.verdict = *expected == 0 ? Verdict::kNothing : Verdict::kConsistent;
     }
     return cell;
   }

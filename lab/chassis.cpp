@@ -33,7 +33,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kServer[] = "/usr/sbin/sshd";
+constexpr char kSshd[] = "/usr/sbin/sshd";
 constexpr char kKeygen[] = "/usr/bin/ssh-keygen";
 constexpr std::chrono::seconds kPatience{20};  // until a server listens; it takes milliseconds
 
@@ -209,7 +209,7 @@ void furnish_node(const Server& server) {
 
 void start_server(Server& server) {
   const auto has = [&](DamageKind kind) { return is_damaged(server.address, "sshd", kind); };
-  std::vector<std::string> argv = {kServer, "-D", "-e", "-f", kFolder + "/sshd_config"};
+  std::vector<std::string> argv = {kSshd, "-D", "-e", "-f", kFolder + "/sshd_config"};
   const auto set = [&](const std::string& option) {
     argv.emplace_back("-o");
     argv.push_back(option);
@@ -224,7 +224,7 @@ void start_server(Server& server) {
     set(std::string("ForceCommand=") + kLoginProgram);
   }
   server.pid = start_process(
-      kServer, argv, [&] { furnish_node(server); }, CLONE_NEWNS | CLONE_NEWPID);
+      kSshd, argv, [&] { furnish_node(server); }, CLONE_NEWNS | CLONE_NEWPID);
 }
 
 // It writes the file with its process id once it listens.
@@ -245,7 +245,7 @@ void wait_until_listening(const Server& server) {
 
 void check_chassis(const std::string& router) {
   if (::geteuid() != 0) throw std::invalid_argument("--openssh needs root");
-  for (const char* program : {kServer, kSftpServer, "/usr/bin/ssh", "/usr/bin/scp", kKeygen}) {
+  for (const char* program : {kSshd, kSftpServer, "/usr/bin/ssh", "/usr/bin/scp", kKeygen}) {
     if (::access(program, X_OK) != 0) {
       throw std::invalid_argument(std::string("--openssh needs ") + program);
     }

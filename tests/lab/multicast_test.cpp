@@ -383,17 +383,17 @@ TEST(MulticastDefects, AreTheSameForTheSameOptions) {
   EXPECT_NE(texts[0], texts[2]);
 }
 
-struct RefusalCase {
+struct MulticastRefusalCase {
   const char* name;
   std::vector<std::string> options;
   const char* message;
 };
 
-void PrintTo(const RefusalCase& row, std::ostream* stream) {
+void PrintTo(const MulticastRefusalCase& row, std::ostream* stream) {
   *stream << row.name;
 }
 
-class MulticastRefusal : public ::testing::TestWithParam<RefusalCase> {};
+class MulticastRefusal : public ::testing::TestWithParam<MulticastRefusalCase> {};
 
 TEST_P(MulticastRefusal, WritesNothing) {
   const TestFolder folder;
@@ -405,7 +405,7 @@ TEST_P(MulticastRefusal, WritesNothing) {
   EXPECT_FALSE(fs::exists(folder.path() / "router"));
 }
 
-const RefusalCase kRefusals[] = {
+const MulticastRefusalCase kMulticastRefusals[] = {
     {"model_5", {"--multicast", "3", "--model", "5"}, "no node table"},
     {"model_7", {"--multicast", "3", "--model", "7"}, "no node table"},
     {"model_9_without_routes", {"--multicast", "0", "--model", "9"}, "no node table"},
@@ -422,7 +422,7 @@ const RefusalCase kRefusals[] = {
     {"unknown_kind", {"--multicast", "3", "--defect", "mcast-end"}, "no defect"},
 };
 
-INSTANTIATE_TEST_SUITE_P(All, MulticastRefusal, ::testing::ValuesIn(kRefusals),
+INSTANTIATE_TEST_SUITE_P(All, MulticastRefusal, ::testing::ValuesIn(kMulticastRefusals),
                          [](const auto& row) { return row.param.name; });
 
 TEST(MulticastRouter, AnswersTheCommandsOfTheCheck) {

@@ -190,7 +190,7 @@ const VerdictCase kVerdictCases[] = {
        for (NodeFacts& node : run.nodes) node.classes[kBundle].expected = 0;
      },
      ReportClass::kBundle,
-     Verdict::kNone,
+     Verdict::kNothing,
      Verdict::kConsistent},
     {{"no_tunnels_configured"},
      [](RunFacts& run) {

@@ -25,12 +25,12 @@ using ::testing::HasSubstr;
 using ::testing::StartsWith;
 using Marks = std::vector<std::optional<int>>;
 
-const std::string kLog = "/tmp/last_log.txt";
+const std::string kLastLog = "/tmp/last_log.txt";
 
 // Line cards and the bundles that they report.
 class LogicalInterfaces : public RunStateTest {
  protected:
-  LogicalInterfaces() { run_state().dl_fd.set(std::make_shared<LogStream>(kLog)); }
+  LogicalInterfaces() { run_state().dl_fd.set(std::make_shared<LogStream>(kLastLog)); }
 
   void add_node(const std::string& node, std::optional<int> pidb_dump = 1) {
     const auto record = std::make_shared<NodeRecord>();
@@ -59,7 +59,7 @@ class LogicalInterfaces : public RunStateTest {
   }
   static std::string log_text() {
     run_state().dl_fd.get()->flush();
-    return read_text(kLog);
+    return read_text(kLastLog);
   }
   std::string failure() {
     return error_of<CheckError>([this] { check_pidb(nodeinfo); });
@@ -178,7 +178,7 @@ TEST_F(LogicalInterfaces, GoesToTheLogThatWasOpenedLast) {
   run_state().dl_fd.get()->flush();
   before->flush();
   EXPECT_THAT(read_text("/tmp/newer_log.txt"), StartsWith("\nLogical ifh set:\n"));
-  EXPECT_EQ(read_text(kLog), "");
+  EXPECT_EQ(read_text(kLastLog), "");
 }
 
 // ---- Which values count as equal
