@@ -2,8 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <iterator>
+
+#include "run/node_record.h"
 
 namespace zorbec {
 namespace {
@@ -20,16 +23,20 @@ void Progress::begin(Check check) {
   const MutexLock lock(mutex_);
   check_ = check;
   phase_ = "set-up";
-  started_ = ended_ = 0;
+  nodes_ = workers_ = ended_ = 0;
 }
 
 void Progress::take(const Event& event) {
   const MutexLock lock(mutex_);
-  if (const auto* phase = std::get_if<event::PhaseStarted>(&event)) {
-    phase_ = phase->phase == event::Phase::kDump ? "dump" : "verification";
-    started_ = ended_ = 0;
-  } else if (std::holds_alternative<event::WorkerStarted>(event)) {
-    ++started_;
+  if (const auto* listed = std::get_if<event::NodesListed>(&event)) {
+    nodes_ = static_cast<std::size_t>(std::ranges::count_if(
+        listed->nodes, [](const auto& node) { return node.second->nodeip.value_or("") != kNone; }));
+  } else if (const auto* phase = std::get_if<event::PhaseStarted>(&event)) {
+    const bool is_dump = phase->phase == event::Phase::kDump;
+    phase_ = is_dump ? "dump" : "verification";
+    // Multicast state is compared by one worker.
+    workers_ = is_dump || check_ == Check::kInterfaces ? nodes_ : 1;
+    ended_ = 0;
   } else if (std::holds_alternative<event::WorkerEnded>(event)) {
     ++ended_;
   }
@@ -40,7 +47,7 @@ std::string Progress::line() const {
   {
     const MutexLock lock(mutex_);
     text = fmt::format("{}, {}", check_name(check_), phase_);
-    if (started_ > 0) text += fmt::format(": {} of {} nodes done", ended_, started_);
+    if (workers_ > 1) text += fmt::format(": {} of {} nodes done", ended_, workers_);
   }
   bool is_first = true;
   for (const Place& place : places_.running()) {

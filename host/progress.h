@@ -27,7 +27,8 @@ class Progress {
   mutable Mutex mutex_;
   Check check_ ZORBEC_GUARDED_BY(mutex_) = Check::kInterfaces;
   std::string phase_ ZORBEC_GUARDED_BY(mutex_) = "set-up";
-  std::size_t started_ ZORBEC_GUARDED_BY(mutex_) = 0;
+  std::size_t nodes_ ZORBEC_GUARDED_BY(mutex_) = 0;    // that can be reached
+  std::size_t workers_ ZORBEC_GUARDED_BY(mutex_) = 0;  // of this phase
   std::size_t ended_ ZORBEC_GUARDED_BY(mutex_) = 0;
 };
 
