@@ -30,7 +30,7 @@ OPTIONS = None
 # Stands before a script in which ssh ignores that it is to end.
 STUBBORN_SSH = """
 mkdir /tmp/bin
-printf '#!/bin/sh\\ntrap "" TERM\\nexec sleep 600\\n' >/tmp/bin/ssh
+printf '#!/bin/sh\\ntrap "" TERM\\n: >"%s/stubborn"\\nexec sleep 600\\n' "$WORK" >/tmp/bin/ssh
 chmod +x /tmp/bin/ssh
 export PATH=/tmp/bin:$PATH
 """
@@ -462,9 +462,8 @@ class EndedEarly(CheckTest):
 
     def test_second_interrupt_ends_the_process(self):
         self.make_router()
-        check = self.start(STUBBORN_SSH + 'exec "$ZORBEC" check --jsonl "$WORK/events"')
-        self.wait_for_event("command_started")
-        self.wait_for_event("phase_started")
+        check = self.start(STUBBORN_SSH + 'exec "$ZORBEC" check --quiet')
+        self.wait_until((self.work / "stubborn").exists)
         while check.poll() is None:
             check.send_signal(signal.SIGINT)
             time.sleep(0.3)
