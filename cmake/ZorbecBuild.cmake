@@ -51,8 +51,8 @@ function(zorbec_optimize_little target)
   target_compile_options(${target} PRIVATE $<IF:$<CONFIG:Release>,-O1,-O0>)
 endfunction()
 
-# A program that can be copied to another machine by itself. A sanitizer's runtime is a shared
-# library, so sanitized programs stay dynamic.
+# A program that can be copied to another machine by itself. Sanitizers do not work in static programs,
+# so sanitized ones stay dynamic.
 function(zorbec_self_contained target)
   if(NOT zorbec_is_sanitized)
     target_link_options(${target} PRIVATE -static)

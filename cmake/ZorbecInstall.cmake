@@ -31,7 +31,7 @@ install(FILES completions/zorbec.bash
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME zorbec)
 # The documents keep their folder: README.md links to it.
 file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.json)
-install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES README.md ARCHITECTURE.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
 
 set(CPACK_GENERATOR DEB)

@@ -189,9 +189,7 @@ std::vector<FoldedFinding> fold(const std::vector<Finding>& findings) {
   std::vector<Fault> faults;
   for (const Finding& finding : findings) {
     const std::string owner = finding.interface ? finding.interface->handle : std::string();
-    const std::string what =
-        finding.route ? finding.route->processor + "/" + std::to_string(finding.route->number)
-                      : finding.key;
+    const std::string what = what_of(finding);
     const auto [place, is_new] =
         by_fault.try_emplace({finding.kind, finding.report_class, owner, what});
     if (is_new) faults.push_back(place->first);

@@ -36,7 +36,6 @@ ALWAYS_READ["physical-subif"] += ("parent_ifh",)
 ALWAYS_READ["bundle-subif"] += ("parent_ifh",)
 FLAGS = {of: ("is_l2",) for of in ("physical", "physical-subif", "bundle", "bundle-subif")}
 FLAGS["physical"] += ("is_member",)
-OF_MEMBERS = ("bundle_ifh", "memid", "lagid")
 
 TOOL_FAILS = ("absent", "exit 1", "exit 7", "exit 255")
 
