@@ -16,6 +16,8 @@ namespace zorbec {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenTries{200};
+// A command that a killed check was starting holds the lock too, until it has begun.
+constexpr int kTriesAtOnce = 5;
 
 UniqueFd open_lock(const std::string& path) {
   // Somebody's link, FIFO or device of that name is neither followed nor waited for.
@@ -49,9 +51,11 @@ std::string holder(const UniqueFd& file, const std::string& path) {
 CheckLock::CheckLock(const std::string& path,
                      const std::function<bool(const std::string& who)>& should_wait)
     : file_(open_lock(path)) {
-  while (!take_lock(file_, path)) {
-    const std::string who = holder(file_, path);
-    if (!should_wait(who)) throw CheckError("another check is running: " + who);
+  for (int tries = 1; !take_lock(file_, path); ++tries) {
+    if (tries >= kTriesAtOnce) {
+      const std::string who = holder(file_, path);
+      if (!should_wait(who)) throw CheckError("another check is running: " + who);
+    }
     std::this_thread::sleep_for(kBetweenTries);
   }
   if (::ftruncate(file_.get(), 0) != 0) throw_errno("ftruncate", path);

@@ -27,6 +27,8 @@ lib/cmake/zorbec/zorbecConfig-{config}.cmake
 lib/cmake/zorbec/zorbecConfigVersion.cmake
 lib/pkgconfig/zorbec.pc
 share/bash-completion/completions/zorbec
+share/doc/zorbec/ARCHITECTURE.md
+share/doc/zorbec/CONTRIBUTING.md
 share/doc/zorbec/README.md
 share/man/man1/zorbec.1
 share/man/man3/zorbec.3
