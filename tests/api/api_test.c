@@ -1,7 +1,6 @@
 /* Uses the checker as a host does. Run inside the lab with the name of a test. */
 
 #define _GNU_SOURCE
-#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <pthread.h>
@@ -16,6 +15,7 @@
 #include <unistd.h>
 
 #include "api/zorbec.h"
+#include "tests/support/own_process.h"
 
 #define FAILED 4294967294U
 
@@ -104,17 +104,6 @@ static void install_tool(const char* path, const char* script) {
 /* From now on every copy of a dump arrives empty, which is nothing to load. */
 static void empty_all_copies(void) {
   install_tool("/pkg/bin/scp", "#!/bin/sh\n: >\"$2\"\n");
-}
-
-static size_t entries_of(const char* folder) {
-  DIR* stream = opendir(folder);
-  CHECK(stream != NULL);
-  size_t count = 0;
-  while (readdir(stream) != NULL) {
-    ++count;
-  }
-  closedir(stream);
-  return count;
 }
 
 /* ---- Order of calls ---- */
@@ -379,11 +368,11 @@ static void nothing_is_left_open(void) {
   zorbec_init();
   CHECK(zorbec_run(0) == 0);
   CHECK(entries_of("/proc/self/fd") == descriptors);
-  const size_t threads = entries_of("/proc/self/task");
+  const size_t threads = threads_down_to(1);
   CHECK(zorbec_run(0) == 0);
   CHECK(zorbec_run(0) == 0);
   CHECK(entries_of("/proc/self/fd") == descriptors);
-  CHECK(entries_of("/proc/self/task") == threads);
+  CHECK(threads_down_to(threads) == threads);
 
   /* A worker that fails, and a run that does. */
   CHECK(close(STDOUT_FILENO) == 0);
@@ -392,7 +381,7 @@ static void nothing_is_left_open(void) {
   CHECK(unlink(NODE_LOG) == 0 && mkdir(NODE_LOG, 0755) == 0);
   CHECK(zorbec_run(0) == FAILED);
   CHECK(entries_of("/proc/self/fd") == descriptors);
-  CHECK(entries_of("/proc/self/task") == threads);
+  CHECK(threads_down_to(threads) == threads);
 
   zorbec_finalize();
   CHECK(entries_of("/proc/self/fd") == descriptors);

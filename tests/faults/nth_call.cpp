@@ -31,6 +31,7 @@
 
 #include "api/zorbec.h"
 #include "tests/faults/faulty_calls.h"
+#include "tests/support/own_process.h"
 
 namespace {
 
@@ -132,11 +133,6 @@ Lines lines_of(const std::string& text) {
   return lines;
 }
 
-std::size_t entries_of(const char* folder) {
-  return static_cast<std::size_t>(
-      std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
-}
-
 void empty_tmp() {
   for (const fs::directory_entry& entry : fs::directory_iterator("/tmp")) {
     if (entry.is_regular_file()) fs::remove(entry);
@@ -188,7 +184,7 @@ Run run(std::uint32_t mode, const Failing& failing, long nth) {
 
   if (status != 0 && status != kFailed) complain("status " + std::to_string(status));
   if (entries_of("/proc/self/fd") != descriptors) complain("a descriptor is left");
-  if (entries_of("/proc/self/task") != 1) complain("a thread is left");
+  if (threads_down_to(1) != 1) complain("a thread is left");
   if (::waitpid(-1, nullptr, WNOHANG) != -1 || errno != ECHILD) complain("a child is left");
   result.findings = lines_of(output.text());
   result.errors = error_output.text();

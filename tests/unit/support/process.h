@@ -3,13 +3,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstddef>
 #include <filesystem>
-#include <iterator>
 #include <map>
 #include <string>
-#include <thread>
+
+#include "tests/support/own_process.h"
 
 namespace zorbec::unit {
 
@@ -24,22 +23,15 @@ inline std::map<std::string, std::string> open_descriptors() {
   return open;
 }
 
-// Whether this process comes down to the one thread that it began with. A thread that was waited
-// for may still be listed for a moment.
+// Whether this process comes down to the one thread that it began with.
 inline bool comes_down_to_one_thread() {
 #ifdef __SANITIZE_THREAD__
   // The sanitizer has one of its own since the first was started.
-  constexpr std::ptrdiff_t kOne = 2;
+  constexpr std::size_t kOne = 2;
 #else
-  constexpr std::ptrdiff_t kOne = 1;
+  constexpr std::size_t kOne = 1;
 #endif
-  const auto count = [] {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
-  };
-  for (int i = 0; i < 1000 && count() != kOne; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return count() == kOne;
+  return threads_down_to(kOne) == kOne;
 }
 
 // Whether this process has a child, be it running or ended and not waited for.
