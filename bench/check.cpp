@@ -28,13 +28,23 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-double cpu_seconds(int whose) {
-  const auto seconds = [](const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-  };
+double seconds(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
+rusage usage_of(int whose) {
   rusage usage{};
   getrusage(whose, &usage);
+  return usage;
+}
+
+double cpu_seconds(int whose) {
+  const rusage usage = usage_of(whose);
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+double user_seconds() {
+  return seconds(usage_of(RUSAGE_SELF).ru_utime);
 }
 
 // Largest resident size since the last reset, in bytes.
@@ -74,6 +84,7 @@ class Stopwatch : public Observer {
     name_ = name;
     started_ = Clock::now();
     cpu_ = cpu_seconds(RUSAGE_SELF);
+    user_cpu_ = user_seconds();
     commands_cpu_ = cpu_seconds(RUSAGE_CHILDREN);
     const MutexLock lock(mutex_);
     commands_ = 0;
@@ -88,6 +99,7 @@ class Stopwatch : public Observer {
     const MutexLock lock(mutex_);
     phases_[name_] = {{"wall", wall.count()},
                       {"cpu", cpu_seconds(RUSAGE_SELF) - cpu_},
+                      {"user_cpu", user_seconds() - user_cpu_},
                       {"commands_cpu", cpu_seconds(RUSAGE_CHILDREN) - commands_cpu_},
                       {"peak_bytes", peak_memory()},
                       {"commands", commands_},
@@ -108,6 +120,7 @@ class Stopwatch : public Observer {
   const char* name_ = nullptr;
   Clock::time_point started_;
   double cpu_ = 0;
+  double user_cpu_ = 0;
   double commands_cpu_ = 0;
 
   Mutex mutex_;

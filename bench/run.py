@@ -71,14 +71,14 @@ class Bench:
         report = self.work / "report.json"
         sizes = self.work / "sizes"
         script = ('"$@" >/tmp/findings; grep -c PMDB /tmp/findings >"$0"; '
-                  'cat /tmp/*debug_logs*.txt | wc -c >>"$0"')
+                  'stat -c %s /tmp/*debug_logs*.txt >>"$0"')
         run([self.lab, "run", folder, "--", "taskset", "-c", CPUS[cpus], "bash", "-c", script,
              sizes, self.program(program), report, *options],
             environment={"ZORBEC_BENCH_ROUTER": str(router)})
         phases = json.loads(report.read_text())
-        findings, log_bytes = map(int, sizes.read_text().split())
-        result = {"phases": phases, "findings": findings, "log_bytes": log_bytes}
-        for name in ("wall", "cpu", "commands_cpu", "commands"):
+        findings, *logs = map(int, sizes.read_text().split())
+        result = {"phases": phases, "findings": findings, "log_bytes": sum(logs)}
+        for name in ("wall", "cpu", "user_cpu", "commands_cpu", "commands"):
             result[name] = sum(phase[name] for phase in phases.values())
         result["peak_bytes"] = max(phase["peak_bytes"] for phase in phases.values())
         return result
@@ -261,6 +261,8 @@ def section_growth(bench):
                      median(grown[16, 16000], column) / median(one, column), 4)
         print_target(f"{name}, 32 : 16 cards",
                      median(grown[32, 4000], column) / median(one, column), 5)
+    print(f"  {'CPU in user mode alone, 16,000 : 4,000 interfaces a card':<58}"
+          f"{median(grown[16, 16000], 'user_cpu') / median(one, 'user_cpu'):8.2f}")
 
 
 def section_unhealthy(bench):

@@ -11,7 +11,9 @@ inline constexpr const char* kFirstLog = "/tmp/debug_logs.txt";
 inline constexpr const char* kMulticastVerificationLog = "/tmp/mcast_verify_debug_logs.txt";
 inline constexpr const char* kStaleGreDump = "/tmp/pidb_gre_intf.dat";
 
-// The tunnel command redirects both its outputs with ">&", which not every /bin/sh understands.
+// The tunnel command redirects both its outputs with ">&", which not every /bin/sh understands. And
+// where a line is one command without redirection, bash becomes that command: to end it is to end
+// the shell, and nothing stays between.
 inline constexpr const char* kShell = "/bin/bash";
 
 inline std::string node_log(std::string_view node) {
