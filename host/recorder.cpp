@@ -22,7 +22,7 @@ namespace {
 
 constexpr int kSshFailed = 255;
 
-std::string_view step_name(event::Step step) {
+std::string_view step_text(event::Step step) {
   switch (step) {
     case event::Step::kPidbTool:
       return "PIDB dump";
@@ -50,7 +50,7 @@ std::string_view step_name(event::Step step) {
 
 std::string where(const Place& place) {
   if (!place.step) return place.task.empty() ? "set-up" : place.task;
-  std::string text(step_name(*place.step));
+  std::string text(step_text(*place.step));
   if (place.intf_class) text += " of " + std::string(class_name(*place.intf_class));
   return text;
 }

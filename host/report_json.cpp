@@ -24,7 +24,7 @@ OrderedJson names_or_null(const std::vector<std::string>& names) {
   return names.empty() ? OrderedJson() : OrderedJson(names);
 }
 
-double seconds(std::chrono::nanoseconds time) {
+double rounded_seconds(std::chrono::nanoseconds time) {
   return std::chrono::duration<double>(std::chrono::round<std::chrono::milliseconds>(time)).count();
 }
 
@@ -132,7 +132,7 @@ std::string to_json(const Report& report) {
       {"version", 1},
       {"checker", ZORBEC_VERSION},
       {"started", utc_text(report.started.time_since_epoch())},
-      {"seconds", seconds(report.took)},
+      {"seconds", rounded_seconds(report.took)},
       {"checks", list_of(report.checks, check_name)},
       {"selection",
        {{"nodes", names_or_null(report.selection.nodes)},

@@ -36,7 +36,7 @@ constexpr int kLongestDelayMs = 3600 * 1000;
 constexpr int kMostBytes = 1'000'000'000;
 constexpr int kMostKibibytes = 1'000'000;
 
-const KindRow kKinds[] = {
+const KindRow kDamageKinds[] = {
     {"refuse", DamageKind::kRefuse, kTransport, -1},
     {"late", DamageKind::kLate, kTransport | kTool, kLongestDelayMs},
     {"rubbish", DamageKind::kRubbish, kTransport | kTool | kFile, -1},
@@ -77,9 +77,10 @@ std::optional<int> parse_argument(std::string_view word, int largest) {
 std::optional<Damage> parse_line(const std::vector<std::string>& words) {
   if (words.size() < 3) return std::nullopt;
   const auto row =
-      std::find_if(std::begin(kKinds), std::end(kKinds),
+      std::find_if(std::begin(kDamageKinds), std::end(kDamageKinds),
                    [&](const KindRow& candidate) { return candidate.name == words[2]; });
-  if (row == std::end(kKinds) || (target_of(words[1]) & row->targets) == 0) return std::nullopt;
+  if (row == std::end(kDamageKinds) || (target_of(words[1]) & row->targets) == 0)
+    return std::nullopt;
   Damage damage{words[0], words[1], row->kind};
   if (row->largest_argument < 0) {
     if (words.size() != 3) return std::nullopt;

@@ -8,11 +8,6 @@
 #include "lab/posix.h"
 
 namespace zorbec::lab {
-namespace {
-
-constexpr int kNotFound = 127;
-
-}  // namespace
 
 std::vector<Damage> damages_at(std::string_view where, std::string_view what) {
   static const std::vector<Damage> kDamages =

@@ -9,7 +9,9 @@
 // What the router's damage.txt does to a tool, where the tool runs.
 namespace zorbec::lab {
 
+// How ssh ends when it does not get through, and a shell when there is no such tool.
 constexpr int kTransportFailed = 255;
+constexpr int kNotFound = 127;
 
 // The damages that hit `what` at the place `where`, in file order. damage.txt is read once in a
 // process. Throws std::invalid_argument if it is wrong.

@@ -18,7 +18,7 @@ struct MulticastKind {
 };
 
 // A kind with two rows is planted as either.
-const MulticastKind kKinds[] = {
+const MulticastKind kMulticastKinds[] = {
     {"mcast-rp-handle", MulticastFault::kOtherHandle, Holder::kRouteProcessor},
     {"mcast-missing-bud", MulticastFault::kOtherBud, Holder::kLineCard},
     {"mcast-missing-pmdb", MulticastFault::kNoKey, Holder::kLineCard},
@@ -39,7 +39,7 @@ MulticastDefect& plant_one(const std::string& name, const std::vector<Node>& nod
                            std::size_t route_count, std::vector<MulticastDefects>& planted,
                            Random& random) {
   std::vector<std::pair<const MulticastKind*, std::size_t>> choices;
-  for (const MulticastKind& kind : kKinds) {
+  for (const MulticastKind& kind : kMulticastKinds) {
     for (std::size_t node = 0; node < nodes.size(); ++node) {
       const bool has_room = planted[node].size() < route_count;
       if (kind.name == name && can_have(nodes[node], kind) && has_room) {
@@ -95,7 +95,7 @@ std::vector<MulticastRoute> plan_multicast_routes(int count, Random& random) {
 }
 
 bool is_multicast_defect(std::string_view kind) {
-  return std::any_of(std::begin(kKinds), std::end(kKinds),
+  return std::any_of(std::begin(kMulticastKinds), std::end(kMulticastKinds),
                      [&](const MulticastKind& known) { return known.name == kind; });
 }
 

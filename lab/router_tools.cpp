@@ -20,7 +20,6 @@ namespace zorbec::lab {
 namespace {
 
 constexpr int kWrongArguments = 2;
-constexpr int kNotFound = 127;
 constexpr std::uint64_t kWholeFile = std::numeric_limits<std::int64_t>::max();
 
 // One way to call a tool. A `*` among the arguments stands for any word and, in the answer, for

@@ -23,7 +23,7 @@ namespace {
 
 using ::testing::MatchesRegex;
 
-const std::string kPath = "/tmp/worker_test.txt";
+const std::string kLogPath = "/tmp/worker_test.txt";
 
 class WorkerTest : public ::testing::Test {
  protected:
@@ -31,7 +31,7 @@ class WorkerTest : public ::testing::Test {
     return std::make_unique<Worker>("3", "dump_task", log, std::move(task));
   }
 
-  const std::shared_ptr<LogStream> log = std::make_shared<LogStream>(kPath);
+  const std::shared_ptr<LogStream> log = std::make_shared<LogStream>(kLogPath);
 };
 
 // "1234" in "<Thread(Thread-1, started 1234)>".
@@ -75,7 +75,7 @@ TEST_F(WorkerTest, does_its_task_on_a_thread_of_its_own_and_flushes_the_log) {
   });
   one->start();
   one->join();
-  EXPECT_EQ(unit::read_text(kPath), "elsewhere");
+  EXPECT_EQ(unit::read_text(kLogPath), "elsewhere");
 }
 
 TEST_F(WorkerTest, does_nothing_before_it_is_started) {
@@ -106,7 +106,7 @@ TEST_F(WorkerTest, failing_task_gives_one_line_on_standard_error_and_joins) {
   one->join();
   EXPECT_EQ(errors.text(),
             "zorbec: node 3: dump_task: /tmp/pmdb_3.dat: holds a list, not a table\n");
-  EXPECT_EQ(unit::read_text(kPath), "findings so far");
+  EXPECT_EQ(unit::read_text(kLogPath), "findings so far");
   EXPECT_THAT(one->display_text(), MatchesRegex(".*, stopped [0-9]+\\)>"));
 }
 
@@ -125,7 +125,7 @@ TEST_F(WorkerTest, does_its_task_even_if_nobody_can_be_told_that_it_started) {
   one->join();
   shut_down_run_state();
   EXPECT_EQ(errors.text(), "zorbec: node 3: dump_task: no room\n");
-  EXPECT_EQ(unit::read_text(kPath), "done");
+  EXPECT_EQ(unit::read_text(kLogPath), "done");
 }
 
 TEST_F(WorkerTest, failing_task_and_failing_log_give_one_line) {
@@ -136,7 +136,8 @@ TEST_F(WorkerTest, failing_task_and_failing_log_give_one_line) {
   });
   one->start();
   one->join();
-  EXPECT_EQ(errors.text(), "zorbec: node 3: dump_task: write " + kPath + ": Bad file descriptor\n");
+  EXPECT_EQ(errors.text(),
+            "zorbec: node 3: dump_task: write " + kLogPath + ": Bad file descriptor\n");
 }
 
 TEST_F(WorkerTest, signals_are_blocked_in_its_thread_and_stay_as_they_were_outside) {
