@@ -33,9 +33,6 @@ macro(zorbec_sanitize)
     add_link_options(-fsanitize=${ZORBEC_SANITIZE})
     set(zorbec_is_sanitized ON)
   endif()
-  if(ZORBEC_FUZZ)
-    add_compile_options(-fsanitize=fuzzer-no-link)
-  endif()
 endmacro()
 
 # A library for one folder of the tree. Sources include headers as "folder/header.h".
@@ -44,6 +41,10 @@ function(zorbec_folder name)
   add_library(${name} STATIC ${arg_SOURCES})
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name} PUBLIC ${arg_USES})
+  if(zorbec_is_fuzzed)
+    # Fuzzers follow which way it goes.
+    target_compile_options(${name} PRIVATE -fsanitize=fuzzer-no-link)
+  endif()
 endfunction()
 
 # For code whose run time nobody notices, and whose libraries of options and JSON take a compiler long.
