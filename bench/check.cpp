@@ -28,23 +28,19 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-double seconds(const timeval& time) {
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-}
+// CPU time in seconds, and as much of it as was spent in user mode.
+struct CpuTime {
+  double all = 0;
+  double user = 0;
+};
 
-rusage usage_of(int whose) {
+CpuTime cpu_time(int whose) {
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+  };
   rusage usage{};
   getrusage(whose, &usage);
-  return usage;
-}
-
-double cpu_seconds(int whose) {
-  const rusage usage = usage_of(whose);
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-double user_seconds() {
-  return seconds(usage_of(RUSAGE_SELF).ru_utime);
+  return {seconds(usage.ru_utime) + seconds(usage.ru_stime), seconds(usage.ru_utime)};
 }
 
 // Largest resident size since the last reset, in bytes.
@@ -83,9 +79,8 @@ class Stopwatch : public Observer {
     end();
     name_ = name;
     started_ = Clock::now();
-    cpu_ = cpu_seconds(RUSAGE_SELF);
-    user_cpu_ = user_seconds();
-    commands_cpu_ = cpu_seconds(RUSAGE_CHILDREN);
+    cpu_ = cpu_time(RUSAGE_SELF);
+    commands_cpu_ = cpu_time(RUSAGE_CHILDREN);
     const MutexLock lock(mutex_);
     commands_ = 0;
     in_commands_ = slowest_worker_ = Seconds(0);
@@ -96,11 +91,12 @@ class Stopwatch : public Observer {
   const nlohmann::ordered_json& end() {
     if (name_ == nullptr) return phases_;
     const Seconds wall = Clock::now() - started_;
+    const CpuTime cpu = cpu_time(RUSAGE_SELF);
     const MutexLock lock(mutex_);
     phases_[name_] = {{"wall", wall.count()},
-                      {"cpu", cpu_seconds(RUSAGE_SELF) - cpu_},
-                      {"user_cpu", user_seconds() - user_cpu_},
-                      {"commands_cpu", cpu_seconds(RUSAGE_CHILDREN) - commands_cpu_},
+                      {"cpu", cpu.all - cpu_.all},
+                      {"user_cpu", cpu.user - cpu_.user},
+                      {"commands_cpu", cpu_time(RUSAGE_CHILDREN).all - commands_cpu_.all},
                       {"peak_bytes", peak_memory()},
                       {"commands", commands_},
                       {"in_commands", in_commands_.count()},
@@ -119,9 +115,8 @@ class Stopwatch : public Observer {
   nlohmann::ordered_json phases_ = nlohmann::ordered_json::object();
   const char* name_ = nullptr;
   Clock::time_point started_;
-  double cpu_ = 0;
-  double user_cpu_ = 0;
-  double commands_cpu_ = 0;
+  CpuTime cpu_;
+  CpuTime commands_cpu_;
 
   Mutex mutex_;
   std::size_t commands_ ZORBEC_GUARDED_BY(mutex_) = 0;
