@@ -54,6 +54,14 @@ def generate(router, *arguments):
     subprocess.run([str(word) for word in command], check=True)
 
 
+def steps_of_problems(report):
+    """Where problems came up, wherever they stand in a report."""
+    values = report.values() if isinstance(report, dict) else report
+    parts = [value for value in values if isinstance(value, (dict, list))]
+    own = {report["where"]} if isinstance(report, dict) and "where" in report else set()
+    return own.union(*map(steps_of_problems, parts))
+
+
 class CheckTest(unittest.TestCase):
     def setUp(self):
         self.work = OPTIONS.work / self.id()
@@ -301,6 +309,22 @@ class Output(CheckTest):
                     dump["modified"] = None
             texts.append(json.dumps(report))
         self.assertEqual(*texts)
+
+    def test_problem_says_at_which_step_it_came_up(self):
+        self.make_router("--defect", "leaked")
+        for damage, steps in (
+            ("192.0.17.1 iftruth_dump exit 3", {"PIDB dump", "PIDB copy of physical"}),
+            ("192.0.17.1 scp refuse", {"PIDB copy of physical"}),
+            ("192.0.17.1 tunnel_db_print exit 3", {"GRE tunnels", "PIDB copy of gre"}),
+            ("192.0.17.1 hwkey_dump exit 3", {"PMDB dump", "PMDB handles"}),
+            ("192.0.17.1 fwdobj_print exit 3", {"bud objects"}),
+            ("192.0.1.1 mcroute_print exit 3", {"routes"}),
+            ("local ifmgr_print exit 3", {"leak check"}),
+        ):
+            with self.subTest(damage):
+                self.damage(damage)
+                self.check('all --quiet --json "$WORK/report"')
+                self.assertEqual(steps_of_problems(self.report()), steps)
 
     def test_stale_copy_is_loaded_but_nothing_is_verified_by_it(self):
         self.make_router(damage="192.0.17.1 scp refuse")
