@@ -99,9 +99,9 @@ void LogStream::flush_locked() {
   write_all(fd_.get(), text, path_);
 }
 
-void OutputStream::write(std::string_view message) {
+void OutputStream::write_from(std::string_view& messages) {
   const MutexLock lock(mutex_);
-  write_all(fd_, message, name_);
+  zorbec::write_from(messages, fd_, name_);
 }
 
 void report_error(std::initializer_list<std::string_view> pieces) noexcept {

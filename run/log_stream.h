@@ -53,7 +53,9 @@ class OutputStream {
   void redirect(int fd) { fd_ = fd; }
 
   // Throws std::system_error if the descriptor cannot be written.
-  void write(std::string_view message);
+  void write(std::string_view message) { write_from(message); }
+  // The same, and removes from `messages` what was written, however it ends.
+  void write_from(std::string_view& messages);
 
  private:
   int fd_;

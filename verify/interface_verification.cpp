@@ -14,7 +14,7 @@
 #include "run/observer.h"
 #include "run/run_state.h"
 #include "run/table_rendering.h"
-#include "verify/finding.h"
+#include "verify/findings.h"
 #include "verify/leak_check.h"
 
 namespace zorbec {
@@ -66,13 +66,13 @@ void claim_by_handle(const InterfaceRecord& record, PmdbTable& pmdb, LogStream& 
 }
 
 void report_missing(const InterfaceRecord& record, const std::string& owner, const Integer& key,
-                    const std::string& nodename, LogStream& log) {
+                    const std::string& nodename, Findings& findings) {
   const Integer handle = handle_of(record);
   const std::string finding = " PMDB Key " + key.message_hexadecimal() + " for ifh " +
                               handle.message_hexadecimal() + " in node " + nodename;
   const std::string text = "Missing" + finding;
   tell([&] { return event::MissingKey{nodename, owner, record, handle, key, text}; });
-  report_finding("\n" + text + "\n", "\nMISSING" + finding, log);
+  findings.report("\n" + text + "\n", "\nMISSING" + finding);
 }
 
 int result_of(std::size_t missing) {
@@ -107,13 +107,15 @@ class Matching {
     const ExpectedIndex::Class& expected = index_->of(intf_class);
     if (!expected.is_complete || !pmdb_.can_claim()) return std::nullopt;
     std::size_t missing = 0;
+    Findings findings(nodename, log);
     for (const ExpectedIndex::Expected& key : expected.keys) {
       if (pmdb_.claim(key.number)) continue;
       ++missing;
       const auto& [owner, table] = index_->owner(key.owner);
       report_missing(InterfaceRecord(*table, key.entry), owner, Integer(index_->key(key.number)),
-                     nodename, log);
+                     nodename, findings);
     }
+    findings.flush();
     tell([&] { return event::ClassCompared{nodename, expected.keys.size(), missing}; });
     return result_of(missing);
   }
@@ -163,6 +165,7 @@ int verify_intf_specific(const InterfaceTables& pidb_dict, PmdbTable& pmdb_dict,
                          const std::string& nodename) {
   std::size_t expected = 0;
   std::size_t missing = 0;
+  Findings findings(nodename, dl_fd);
   // All nodes' interfaces: every node's hardware has to know every interface of the router.
   for (const auto& [node, table] : pidb_dict.nodes()) {
     const std::string& owner = node;
@@ -175,12 +178,13 @@ int verify_intf_specific(const InterfaceTables& pidb_dict, PmdbTable& pmdb_dict,
           pmdb_dict.set_visited(*entry);
         } else {
           ++missing;
-          report_missing(record, owner, key, nodename, dl_fd);
+          report_missing(record, owner, key, nodename, findings);
         }
       });
       if (!has_keys) claim_by_handle(record, pmdb_dict, dl_fd);
     }
   }
+  findings.flush();
   tell([&] { return event::ClassCompared{nodename, expected, missing}; });
   return result_of(missing);
 }

@@ -8,7 +8,7 @@
 #include "run/integer.h"
 #include "run/observer.h"
 #include "run/text_lines.h"
-#include "verify/finding.h"
+#include "verify/findings.h"
 
 namespace zorbec {
 namespace {
@@ -34,6 +34,7 @@ bool is_plain_word(std::string_view text) {
 int check_pmdb_leak(const PmdbTable& pmdb_dict, LogStream& dl_fd, const std::string& nodename) {
   pmdb_dict.require_object();
   event::LeaksChecked told{nodename, pmdb_dict.size()};
+  Findings findings(nodename, dl_fd);
   for (std::uint32_t entry = 0; entry < pmdb_dict.size(); ++entry) {
     if (pmdb_dict.is_visited(entry)) {
       if (!pmdb_dict.is_claimed(entry)) ++told.marked_in_dump;
@@ -54,7 +55,8 @@ int check_pmdb_leak(const PmdbTable& pmdb_dict, LogStream& dl_fd, const std::str
     const std::string text = "ERROR" + finding;
     tell([&] { return event::LeakedKey{nodename, *value, text}; });
     // In the log, entries follow one another on one line.
-    report_finding(text + "\n", "ERROR!!!!!!" + finding, dl_fd);
+    findings.report(text + "\n", "ERROR!!!!!!" + finding);
+    findings.flush();  // the next key's command may take long
   }
   tell([&] { return told; });
   return told.leaked == 0 ? 0 : -1;
