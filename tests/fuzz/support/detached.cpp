@@ -82,6 +82,11 @@ void write_all(int /*fd*/, std::string_view text, const std::string& path) {
   Current::write(path, text);
 }
 
+void write_from(std::string_view& text, int /*fd*/, const std::string& path) {
+  Current::write(path, text);
+  text = {};
+}
+
 // Without the pattern of node table lines, which nobody reads and which takes longer to compile
 // than everything else that a target does.
 RunState::RunState() = default;
