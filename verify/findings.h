@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -27,6 +28,9 @@ class Findings {
   void flush();
 
  private:
+  // The first `size` bytes of what waits.
+  void write(std::size_t size);
+
   const std::string& nodename_;
   LogStream& log_;
   std::string waiting_;

@@ -183,14 +183,16 @@ TEST_F(Finding, IsWrittenWhateverEndsTheComparison) {
 }
 
 TEST_F(Finding, IsWrittenAtTheEndIfAnEarlierWriteFailed) {
+  const std::string large(PIPE_BUF, '1');
   {
     Findings findings(kNode, dl_fd);
     findings.report("first\n", "");
     findings.report("second\n", "");
     const StandardOutputIs full(UniqueFd(::open("/dev/full", O_WRONLY | O_CLOEXEC)));
-    EXPECT_THROW(findings.flush(), std::system_error);
+    EXPECT_THROW(findings.report(large, "\nlarge for the log"), std::system_error);
   }
-  EXPECT_EQ(standard_output.text(), "first\nsecond\n");
+  EXPECT_EQ(standard_output.text(), "first\nsecond\n" + large);
+  EXPECT_EQ(log_text(), "\nlarge for the log");
 }
 
 TEST_F(Finding, ThatNobodyFlushedIsMissedOnStandardErrorIfItCannotBeWritten) {
