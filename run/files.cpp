@@ -117,7 +117,7 @@ std::string read_from_start(const UniqueFd& fd, const std::string& path) {
   return text;
 }
 
-void write_from(std::string_view& text, int fd, const std::string& path) {
+void write_from(int fd, std::string_view& text, const std::string& path) {
   while (!text.empty()) {
     const ssize_t done = ::write(fd, text.data(), text.size());
     if (done >= 0) {
@@ -132,7 +132,7 @@ void write_from(std::string_view& text, int fd, const std::string& path) {
 }
 
 void write_all(int fd, std::string_view text, const std::string& path) {
-  write_from(text, fd, path);
+  write_from(fd, text, path);
 }
 
 }  // namespace zorbec

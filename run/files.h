@@ -67,6 +67,6 @@ std::string read_from_start(const UniqueFd& fd, const std::string& path);
 // Throws std::system_error; part of the text may have been written then.
 void write_all(int fd, std::string_view text, const std::string& path);
 // The same, and removes from `text` what was written, however it ends.
-void write_from(std::string_view& text, int fd, const std::string& path);
+void write_from(int fd, std::string_view& text, const std::string& path);
 
 }  // namespace zorbec

@@ -101,7 +101,7 @@ void LogStream::flush_locked() {
 
 void OutputStream::write_from(std::string_view& messages) {
   const MutexLock lock(mutex_);
-  zorbec::write_from(messages, fd_, name_);
+  zorbec::write_from(fd_, messages, name_);
 }
 
 void report_error(std::initializer_list<std::string_view> pieces) noexcept {

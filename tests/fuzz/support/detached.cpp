@@ -82,7 +82,7 @@ void write_all(int /*fd*/, std::string_view text, const std::string& path) {
   Current::write(path, text);
 }
 
-void write_from(std::string_view& text, int /*fd*/, const std::string& path) {
+void write_from(int /*fd*/, std::string_view& text, const std::string& path) {
   Current::write(path, text);
   text = {};
 }

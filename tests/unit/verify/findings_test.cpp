@@ -25,11 +25,13 @@ using Finding = NodeLogTest;
 
 const std::string kNode = "3";
 
-TEST_F(Finding, GoesToStandardOutputAndInItsOwnWordingToTheLog) {
+TEST_F(Finding, GoesToTheLogAtOnceAndInItsOwnWordingToStandardOutput) {
   {
     Findings findings(kNode, dl_fd);
     findings.report("for the operator\n", "\nfor the log");
     findings.report("once more\n", "\nand once more");
+    EXPECT_EQ(log_text(), "\nfor the log\nand once more");
+    EXPECT_EQ(standard_output.text(), "for the operator\n");
   }
   EXPECT_EQ(standard_output.text(), "for the operator\nonce more\n");
   EXPECT_EQ(log_text(), "\nfor the log\nand once more");
@@ -161,14 +163,6 @@ TEST_F(Finding, LongerThanAPipeTakesAsAWholeGoesByItself) {
   }
   findings.flush();
   EXPECT_EQ(output.take(), (std::vector<std::string>{"first\n", "before\n", large, "behind\n"}));
-}
-
-TEST_F(Finding, IsInTheLogAtOnce) {
-  Findings findings(kNode, dl_fd);
-  findings.report("first\n", "\nfirst for the log");
-  findings.report("second\n", "\nsecond for the log");
-  EXPECT_EQ(standard_output.text(), "first\n");
-  EXPECT_EQ(log_text(), "\nfirst for the log\nsecond for the log");
 }
 
 TEST_F(Finding, IsWrittenWhateverEndsTheComparison) {

@@ -63,6 +63,13 @@ TEST_F(LeakCheck, TwoLeakedKeysRunOnInTheLogAndStandInFileOrder) {
             "ERROR!!!!!! PMDB Key 0x9 leaked !!!!!!ERROR!!!!!! PMDB Key 0x5 leaked !!!!!!");
 }
 
+TEST_F(LeakCheck, LeakIsOnStandardOutputWhileTheNextKeyIsAskedFor) {
+  tools.install("ifmgr_print", "[ $3 != 7 ] || cat /tmp/captured_1 >/tmp/seen");
+  EXPECT_EQ(check(R"({"5": {}, "6": {}, "7": {}})"), -1);
+  EXPECT_EQ(read_text("/tmp/seen"),
+            "ERROR PMDB Key 0x5 leaked !!!!!!\nERROR PMDB Key 0x6 leaked !!!!!!\n");
+}
+
 TEST_F(LeakCheck, BundleIsNotReportedAndTheKeysAroundItAre) {
   tools.install("ifmgr_print", "case $3 in 6) echo Bundle-Ether6;; esac");
   const RecordedCommands commands;
