@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <array>
@@ -18,6 +17,7 @@
 #include "run/text_lines.h"
 #include "tests/unit/support/captured_stream.h"
 #include "tests/unit/support/errors.h"
+#include "tests/unit/support/file_size_limit.h"
 #include "tests/unit/support/files.h"
 #include "tests/unit/support/process.h"
 #include "tests/unit/support/threads.h"
@@ -165,21 +165,16 @@ TEST(LogStream, message_in_pieces_is_whole_among_those_of_other_writers) {
 }
 
 TEST(LogStream, full_disk_is_an_error_once_and_the_text_is_not_written_later) {
-  EXPECT_EQ(
-      unit::in_child([] {
-        ::signal(SIGXFSZ, SIG_IGN);
-        LogStream log(kPath);
-        const rlimit nothing{0, RLIM_INFINITY};
-        const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
-        ::setrlimit(RLIMIT_FSIZE, &nothing);
-        log.write("lost");
-        const std::string error = error_of<std::system_error>([&] { log.flush(); });
-        ::setrlimit(RLIMIT_FSIZE, &unlimited);
-        log.write("kept");
-        log.close();
-        return error == "write " + kPath + ": File too large" && read_text(kPath) == "kept" ? 0 : 1;
-      }),
-      0);
+  LogStream log(kPath);
+  log.write("lost");
+  {
+    const unit::FileSizeLimit disk(0);
+    EXPECT_EQ(error_of<std::system_error>([&] { log.flush(); }),
+              "write " + kPath + ": File too large");
+  }
+  log.write("kept");
+  log.close();
+  EXPECT_EQ(read_text(kPath), "kept");
 }
 
 // ---------------------------------------------------------------------------------------------

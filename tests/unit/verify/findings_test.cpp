@@ -16,6 +16,7 @@
 #include "run/files.h"
 #include "tests/unit/support/captured_stream.h"
 #include "tests/unit/support/errors.h"
+#include "tests/unit/support/file_size_limit.h"
 #include "tests/unit/verify/node_log_test.h"
 
 namespace zorbec::unit {
@@ -187,6 +188,18 @@ TEST_F(Finding, IsWrittenAtTheEndIfAnEarlierWriteFailed) {
   }
   EXPECT_EQ(standard_output.text(), "first\nsecond\n" + large);
   EXPECT_EQ(log_text(), "\nlarge for the log");
+}
+
+TEST_F(Finding, WrittenInPartIsGoneOnWith) {
+  {
+    Findings findings(kNode, dl_fd);
+    findings.report("first\n", "");
+    findings.report("second\n", "");
+    const FileSizeLimit disk(9);
+    EXPECT_THROW(findings.flush(), std::system_error);
+    EXPECT_EQ(standard_output.text(), "first\nsec");
+  }
+  EXPECT_EQ(standard_output.text(), "first\nsecond\n");
 }
 
 TEST_F(Finding, ThatNobodyFlushedIsMissedOnStandardErrorIfItCannotBeWritten) {

@@ -6,6 +6,7 @@
 
 #include "run/error.h"
 #include "tests/unit/support/errors.h"
+#include "tests/unit/support/file_size_limit.h"
 #include "tests/unit/support/rows.h"
 #include "tests/unit/support/tables.h"
 #include "tests/unit/verify/node_log_test.h"
@@ -70,6 +71,17 @@ TEST_F(VerifyIntfSpecific, KeysBehindAMissingOneAreStillLookedUp) {
   EXPECT_EQ(log_text(),
             "\nMISSING PMDB Key 0x1 for ifh 0x11 in node 3"
             "\nMISSING PMDB Key 0x3 for ifh 0x11 in node 3");
+}
+
+TEST_F(VerifyIntfSpecific, FindingThatCannotBeWrittenEndsIt) {
+  have_interfaces(R"({"17": {"key_list": ["0x1", "0x2"]}})");
+  {
+    const FileSizeLimit disk(60);  // full behind the first finding
+    EXPECT_EQ(error_of<std::system_error>([&] { run(); }), "write standard output: File too large");
+  }
+  EXPECT_EQ(log_text(),
+            "\nMISSING PMDB Key 0x1 for ifh 0x11 in node 3"
+            "\nMISSING PMDB Key 0x2 for ifh 0x11 in node 3");
 }
 
 TEST_F(VerifyIntfSpecific, InterfacesOfEveryNodeAreComparedInTheTablesOrder) {
