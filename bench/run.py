@@ -348,7 +348,8 @@ def print_machine():
     model = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text())
     memory = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / 2**30
     print(f"{model.group(1) if model else platform.processor()}, {os.cpu_count()} CPUs, "
-          f"{memory:.0f} GB, Linux {platform.release()}, load {os.getloadavg()[0]:.2f}")
+          f"{memory:.0f} GB, Linux {platform.release()}, "
+          f"Python {platform.python_version()}, load {os.getloadavg()[0]:.2f}")
 
 
 def main():
