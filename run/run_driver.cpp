@@ -197,6 +197,14 @@ void remove_stale_gre_dump() {
   }
 }
 
+// Once a process has threads, each of them that needs more room in the table of descriptors waits
+// until the kernel has seen all processors switch. Where the host may have no more, it goes
+// without.
+void make_room_for_descriptors(const UniqueFd& any, std::size_t nodes) {
+  const std::size_t most = 64 + 4 * nodes;
+  const UniqueFd last(::fcntl(any.get(), F_DUPFD_CLOEXEC, static_cast<int>(most)));
+}
+
 void run(std::uint32_t mode) {
   tell([&] { return event::RunStarted{mode}; });
   const ClosedStreams closed_streams;
@@ -207,6 +215,7 @@ void run(std::uint32_t mode) {
   nodeinfo_init();
   const NodeInfo& nodes = get_list_of_vms();
   tell([&] { return event::NodesListed{nodes}; });
+  make_room_for_descriptors(*state.db_file.get(), nodes.size());
   open_log(paths::kFirstLog);
   remove_stale_gre_dump();
   if (mode == 0) {

@@ -1,6 +1,8 @@
 #include "run/worker.h"
 
+#include <array>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <system_error>
 #include <utility>
@@ -30,6 +32,17 @@ class SignalsBlocked {
 unsigned next_number() {
   static std::atomic<unsigned> last{0};
   return ++last;
+}
+
+// Lets the thread's heap have what most workers need, at once. It grows by as many pages as an
+// allocation lacks, mostly one, and each time it locks the address space of the process, for which
+// all other workers and the commands that they start have to wait. Without the room all works as
+// well.
+void make_room_on_heap() {
+  constexpr std::size_t kPiece = std::size_t{120} * 1024;  // the heap has none that are much larger
+  std::array<void* volatile, 9> pieces{};
+  for (void* volatile& piece : pieces) piece = std::malloc(kPiece);
+  for (void* volatile& piece : pieces) std::free(piece);
 }
 
 }  // namespace
@@ -67,6 +80,7 @@ std::string Worker::display_text() const {
 }
 
 void Worker::run() noexcept {
+  make_room_on_heap();
   bool failed = false;
   const auto attempt = [&](const auto& step) {
     try {
