@@ -17,8 +17,8 @@ int create_exclusively(const std::string& path) {
   return ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode);
 }
 
-// A page that read() is the first to touch costs the lock of the whole address space, for which
-// other workers and the commands that they start wait; a page that we touch does not.
+// A page that read() is the first to touch is fetched under the lock of the whole address space,
+// for which other workers and the commands that they start wait; one that we touch first is not.
 void touch_pages(char* memory, std::size_t size) {
   constexpr std::size_t kSmallestPage = 4096;
   for (std::size_t at = 0; at < size; at += kSmallestPage) memory[at] = '\0';

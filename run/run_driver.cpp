@@ -201,7 +201,9 @@ void remove_stale_gre_dump() {
 // until the kernel has seen all processors switch. Where the host may have no more, it goes
 // without.
 void make_room_for_descriptors(const UniqueFd& any, std::size_t nodes) {
-  const std::size_t most = 64 + 4 * nodes;
+  constexpr std::size_t kShared = 64;
+  constexpr std::size_t kOfAWorker = 4;  // its log, a command's output, a dump, and one to spare
+  const std::size_t most = kShared + kOfAWorker * nodes;
   const UniqueFd last(::fcntl(any.get(), F_DUPFD_CLOEXEC, static_cast<int>(most)));
 }
 
