@@ -9,8 +9,6 @@ from collections import Counter
 from functools import lru_cache
 from pathlib import Path
 
-import jsonschema
-
 from outcome import difference, shown
 
 TIMEOUT = 120  # seconds; a check takes well under one
@@ -32,6 +30,9 @@ def schema(name):
 @lru_cache(maxsize=None)
 def validator(name, definition=None):
     """Of the whole schema, or of one of its definitions."""
+    # Not needed by most who import this file, and slower to load than most of their runs.
+    import jsonschema
+
     whole = schema(name)
     if definition:
         whole = {"$ref": f"#/$defs/{definition}", "$defs": whole["$defs"]}
