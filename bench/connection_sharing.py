@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """What a multicast check over the real ssh costs with a connection for each command, and with
 connections that commands share. docs/connection-sharing.md tells how to read it. Needs root."""
 

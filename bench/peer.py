@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """The script that an engineer would write for the interface check: reads the dumps that a check left
 in a folder and writes the same logs.
 

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """What a check costs, beside the least work that could do it and the script that an engineer would
 write. docs/performance.md tells what is measured and how to read it."""
 

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Checks damaged routers: `zorbec check` never says more than it can know.
 
     run_damaged.py --lab ZORBEC_LAB --zorbec ZORBEC --work DIR FIRST COUNT

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Holds calls.txt against what libzorbec.so calls, and against what nth_call has in its place.
 
     check_calls.py --nm NM LIBZORBEC NTH_CALL

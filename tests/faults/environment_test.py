@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Checks on machines that lack something: room, descriptors, processes, memory, streams, time.
 
     environment_test.py --lab ZORBEC_LAB --host ZORBEC_HOST --faulty-host ZORBEC_FAULTY_HOST

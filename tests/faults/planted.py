@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Plants things of another user under names in /tmp, runs a command and tells what came of it.
 
     planted.py KIND NAME... -- COMMAND...

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Checks in a /tmp in which another user has taken names: links, FIFOs, folders, files of his own.
 
     planted_test.py --lab ZORBEC_LAB --host ZORBEC_HOST --faulty-host ZORBEC_FAULTY_HOST

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Runs a program on the small router; what it prints on standard output is not shown.
 
     run_on_router.py --lab ZORBEC_LAB --work DIR [--large-dump] [--no-routes] COMMAND...

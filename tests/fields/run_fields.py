@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Changes every field of every dump in every way, and holds each check against the oracle's.
 
     run_fields.py --lab ZORBEC_LAB --host ZORBEC_HOST --work DIR [--all] [DUMP...]

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Checks generated routers: what was planted in them is found, and nothing else.
 
     run_seeds.py --lab ZORBEC_LAB --host ZORBEC_HOST --work DIR [--multicast] FIRST COUNT

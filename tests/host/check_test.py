@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Tests of `zorbec check` as people and scripts meet it: options, exit codes, signals, the lock.
 
     check_test.py --lab ZORBEC_LAB --zorbec ZORBEC --work DIR [TEST...]

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Compares reports of checks.
 
     diff_test.py --zorbec ZORBEC --work DIR

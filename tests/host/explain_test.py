@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Explains keys of a checked router: what was planted in it must be told.
 
     explain_test.py --lab ZORBEC_LAB --zorbec ZORBEC --work DIR

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Puts inputs of any size and kind where the router's texts are expected.
 
     run_hostile.py --lab ZORBEC_LAB --host ZORBEC_HOST --zorbec ZORBEC --work DIR PLACE...

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Tests of the installed copy, one a call. `copy` makes that copy and comes before all others."""
 
 import argparse

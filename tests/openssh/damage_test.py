@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """A check over the real ssh and scp when a node's server, sessions or disk are damaged.
 
     damage_test.py --lab ZORBEC_LAB --zorbec ZORBEC --host ZORBEC_HOST --work DIR [--all] [TEST...]

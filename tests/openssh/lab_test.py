@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """The lab's nodes behind the real ssh and scp: what they show, and that nothing of them is left.
 
     lab_test.py --lab ZORBEC_LAB --work DIR [TEST...]

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Runs scenarios on the simulated router and compares what they leave with what is expected.
 
     run_case.py --lab ZORBEC_LAB --host ZORBEC_HOST --work DIR [--openssh] CASE...

@@ -2,7 +2,6 @@
 
 import os
 import sys
-import unittest
 
 SKIPPED = 77  # the exit status by which ctest knows a test that was not run
 
@@ -27,5 +26,8 @@ def run_tests(names):
     if why_not():
         print(f"skipped: {why_not()}")
         return SKIPPED
+    # Slower to load than most of the runs of those who import this file for its other parts.
+    import unittest
+
     program = unittest.main(argv=[sys.argv[0], "-v", *names], exit=False)
     return not program.result.wasSuccessful()

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """A second, slow and obvious implementation of both checks.
 
     oracle.py STATUS_FILE STEP...

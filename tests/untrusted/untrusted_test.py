@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Nothing that comes out of a dump or a command can run a command, or name a file.
 
     untrusted_test.py --lab ZORBEC_LAB --host ZORBEC_HOST --work DIR
