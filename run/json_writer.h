@@ -26,9 +26,10 @@ void append_json_text(std::string& out, std::string_view text);
 // An entry that returns false ends the walk, which then returns false.
 //   any of these  void visit_json(const T& value, F f);  calls f with what the value is
 //   and, if known  std::size_t least_columns(const T& map);  it is never narrower on one line
-//   and with that  bool append_folded(std::string& out, const T& map, std::size_t indent);
+//   and with that  bool append_folded(std::string& out, const T& map, std::size_t indent, F put);
 //                  a quicker way to write it on several lines; false, changing nothing, if it
-//                  cannot
+//                  cannot. put(child, taken) appends a member's value to `out`, which may be empty
+//                  afterwards; `taken` columns of its line are for the name and a comma
 class JsonWriter {
  public:
   using Sink = std::function<void(std::string_view)>;
@@ -106,9 +107,13 @@ concept KnowsLeastColumns = requires(const T& value) {
   least_columns(value);
 };
 
+struct AnyPut {
+  template <typename Child>
+  void operator()(const Child&, std::size_t) const {}
+};
 template <typename T>
 concept FoldsItself = requires(std::string& out, const T& value) {
-  append_folded(out, value, std::size_t{});
+  append_folded(out, value, std::size_t{}, AnyPut{});
 };
 
 }  // namespace json_writer
@@ -123,7 +128,10 @@ void JsonWriter::put(const T& value, std::size_t indent, std::size_t taken) {
     const std::size_t start = buffer_.size();
     const std::size_t room = taken < kColumns ? kColumns - taken : 0;
     if constexpr (json_writer::FoldsItself<T>) {
-      if (least_columns(value) > room && append_folded(buffer_, value, indent)) return;
+      const auto put_child = [&](const auto& child, std::size_t its) {
+        put(child, indent + 1, indent + 1 + its);
+      };
+      if (least_columns(value) > room && append_folded(buffer_, value, indent, put_child)) return;
     }
     if (append_compact(value, start, room)) return;
     buffer_.resize(start);

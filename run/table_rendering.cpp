@@ -104,12 +104,14 @@ struct Addition {
 // At most as many additions as a record can have, sorted by name.
 class Additions {
  public:
+  static constexpr std::size_t kMost = 3;
+
   void add(Addition addition) { additions_[count_++] = addition; }
   const Addition* begin() const { return additions_.data(); }
   const Addition* end() const { return additions_.data() + count_; }
 
  private:
-  std::array<Addition, 3> additions_ = {};
+  std::array<Addition, kMost> additions_ = {};
   std::size_t count_ = 0;
 };
 
@@ -121,12 +123,21 @@ class FoldedLines {
 
   struct Form {
     struct Line {
+      std::string_view name;
       Piece before;
       std::uint32_t slot;
     };
     std::vector<Line> lines;  // sorted by name
     std::string closing;
     std::size_t bytes = 0;  // of all that is not values
+
+    // Before how many of the lines something of that name is not to stand: those that sort before
+    // it. None if it would be the first, or one of them has the name.
+    std::optional<std::size_t> place_behind(std::string_view name) const {
+      const auto next = std::ranges::lower_bound(lines, name, {}, &Line::name);
+      if (next == lines.begin() || (next != lines.end() && next->name == name)) return std::nullopt;
+      return next - lines.begin();
+    }
   };
 
   const Form& of(const JsonShape& shape, std::uint32_t number) {
@@ -147,7 +158,7 @@ class FoldedLines {
       append_json_text(before, shape.members[index].name);
       before += ": ";
       form.bytes += before.size();
-      form.lines.push_back({Piece(before), shape.members[index].slot});
+      form.lines.push_back({shape.members[index].name, Piece(before), shape.members[index].slot});
       opening = ',';
     }
     form.closing.append(1, '\n').append(indent_, ' ').append(1, '}');
@@ -166,24 +177,41 @@ struct Record {
   FoldedLines* lines = nullptr;  // for the quick way below, if there is one
 };
 
-// The quick way for most of a log: a flat record without additions that fits on no line.
-bool append_folded(std::string& out, const Record& record, std::size_t indent) {
-  if (record.lines == nullptr || record.lines->indent() != indent ||
-      record.additions.begin() != record.additions.end()) {
-    return false;
-  }
+// The quick way for most of a log: a flat record that fits on no line.
+template <typename Put>
+bool append_folded(std::string& out, const Record& record, std::size_t indent, Put put) {
+  if (record.lines == nullptr || record.lines->indent() != indent) return false;
   return record.value.with_plain_values([&](const JsonShape& shape, std::uint32_t number,
                                             std::size_t value_bytes, const auto& copy_value) {
     const FoldedLines::Form& form = record.lines->of(shape, number);
     if (form.lines.empty()) return false;
-    const std::size_t before = out.size();
-    out.resize(before + form.bytes + value_bytes + kScanSlack);
-    char* at = out.data() + before;
-    for (const FoldedLines::Form::Line& line : form.lines) {
-      at = copy_value(line.slot, line.before.copy_to(at));
+    std::array<std::size_t, Additions::kMost> places = {};
+    std::size_t* place = places.data();
+    for (const Addition& added : record.additions) {
+      const std::optional<std::size_t> behind = form.place_behind(added.name);
+      if (!behind) return false;
+      *place++ = *behind;
     }
-    at += form.closing.copy(at, form.closing.size());
-    out.resize(static_cast<std::size_t>(at - out.data()));
+
+    std::size_t done = 0;
+    const auto append_until = [&](std::size_t end) {
+      const std::size_t before = out.size();
+      out.resize(before + form.bytes + value_bytes + kScanSlack);
+      char* at = out.data() + before;
+      for (; done < end; ++done) {
+        at = copy_value(form.lines[done].slot, form.lines[done].before.copy_to(at));
+      }
+      out.resize(static_cast<std::size_t>(at - out.data()));
+    };
+    place = places.data();
+    for (const Addition& added : record.additions) {
+      append_until(*place++);
+      out.append(",\n").append(indent + 1, ' ').append(1, '"').append(added.name).append("\": ");
+      const bool is_last = done == form.lines.size() && &added + 1 == record.additions.end();
+      put(added.value, added.name.size() + 4 + (is_last ? 0 : 1));
+    }
+    append_until(form.lines.size());
+    out += form.closing;
     return true;
   });
 }
@@ -301,6 +329,8 @@ bool for_each_sorted(const JsonDocument& document, Value value, Entry entry) {
 struct Interfaces {
   const InterfaceTable* table;
 };
+// Of their records: they stand below their nodes.
+constexpr std::size_t kInterfaceIndent = 2;
 std::size_t entry_count(const Interfaces& map) {
   return map.table->document.size();
 }
@@ -309,10 +339,13 @@ std::size_t least_columns(const Interfaces& map) {
 }
 template <typename Entry>
 bool for_each_member(const Interfaces& map, Entry entry) {
+  FoldedLines lines(kInterfaceIndent);
   return for_each_sorted(
       map.table->document,
       [&](std::uint32_t number, const JsonValue& dumped) {
-        return with_additions(dumped, map.table->additions[number]);
+        Record record = with_additions(dumped, map.table->additions[number]);
+        record.lines = &lines;
+        return record;
       },
       entry);
 }

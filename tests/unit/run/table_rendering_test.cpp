@@ -4,13 +4,18 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <latch>
 #include <memory>
+#include <new>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include "run/columns.h"
+#include "run/made_once.h"
 #include "tests/unit/support/rows.h"
 #include "tests/unit/support/tables.h"
 #include "tests/unit/support/threads.h"
@@ -405,6 +410,89 @@ TEST(PmdbRendering, text_longer_than_a_piece_is_whole) {
   const std::string text = letters(300'000);
   EXPECT_EQ(rendering("{\"1\":{\"a\":\"" + text + "\",\"b\":1}}"),
             "{\n \"1\": {\n  \"a\": \"" + text + "\",\n  \"b\": 1\n }\n}\n");
+}
+
+// ---------------------------------------------------------------------------------------------
+
+// Records that fit on no line are written in a quicker way if the dump holds nothing but flat ones.
+// An entry that is none has them written in the ordinary way; nothing else may change.
+struct WideRecordCase : unit::Row {
+  std::string fields;
+};
+
+class WideRecord : public ::testing::TestWithParam<WideRecordCase> {
+ protected:
+  static constexpr std::string_view kNoRecord = "\n  \"!\": [],";
+
+  // `digits` is how many the second key has, `subifs` how many handles are listed, if any are.
+  static std::string text_of(const std::string& dump, std::size_t digits,
+                             std::optional<std::size_t> subifs, bool is_inconsistent) {
+    InterfaceTable table = interface_table(dump);
+    RecordAdditions& additions = table.additions.back();
+    if (digits != 0) {
+      additions.key_list =
+          KeyList{Integer(9), Integer(1U) << static_cast<unsigned>(4 * digits - 4)};
+    }
+    if (subifs) {
+      additions.subiflist = std::make_unique<SubifList>();
+      additions.subiflist->listed.assign(*subifs, "123456");
+    }
+    if (is_inconsistent) additions.inconsistent = 1;
+    return rendering("3", std::move(table));
+  }
+};
+
+TEST_P(WideRecord, looks_the_same_whatever_else_is_in_its_dump) {
+  const std::string record = R"("9": {)" + GetParam().fields + "}";
+  std::size_t folded_lists = 0;
+  for (std::size_t digits = 0; digits < 70; ++digits) {
+    for (const std::optional<std::size_t> subifs : {std::optional<std::size_t>(), {0}, {2}, {20}}) {
+      for (const bool is_inconsistent : {false, true}) {
+        const std::string quick = text_of("{" + record + "}", digits, subifs, is_inconsistent);
+        std::string ordinary =
+            text_of(R"({"!": [], )" + record + "}", digits, subifs, is_inconsistent);
+        const std::size_t no_record = ordinary.find(kNoRecord);
+        ASSERT_NE(no_record, std::string::npos) << ordinary;
+        ordinary.erase(no_record, kNoRecord.size());
+        ASSERT_EQ(quick, ordinary);
+        folded_lists += quick.find("\"key_list\": [\n") == std::string::npos ? 0U : 1U;
+      }
+    }
+  }
+  EXPECT_GT(folded_lists, 0U);
+  EXPECT_LT(folded_lists, 70U * 8U / 2U);
+}
+
+// A field whose name is alone too wide for a line.
+std::string wide(char first) {
+  return std::string("\"") + first + letters(70) + "\": 1";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    fields, WideRecord,
+    ::testing::Values(
+        WideRecordCase{"before_all_additions", R"("a": 1, "c": "x", )" + wide('b')},
+        WideRecordCase{"behind_all_additions", R"("z": 1, "y": "", )" + wide('x')},
+        WideRecordCase{"between_additions",
+                       R"("a": 1, "z": -7, "j": null, "l": true, )" + wide('k')},
+        WideRecordCase{"one_before_all", wide('a')}, WideRecordCase{"one_behind_all", wide('z')},
+        WideRecordCase{"hidden_by_a_key_list", R"("key_list": 1, "z": 1, )" + wide('a')},
+        WideRecordCase{"hidden_by_handles", R"("subiflist": 1, )" + wide('a')},
+        WideRecordCase{"hidden_by_a_mark", R"("inconsistent": 0, )" + wide('a')},
+        WideRecordCase{"that_begin_like_an_addition",
+                       R"("key_": 1, "key_list_": 2, "inconsistent1": 3, )" + wide('s')}),
+    unit::row_name<WideRecordCase>);
+
+TEST(WideRecords, of_different_shapes_follow_one_another) {
+  const std::string a = wide('a');
+  const std::string b = wide('b');
+  InterfaceTable table = interface_table("{\"1\": {\"m\": 1, " + a + "}, \"2\": {" + b +
+                                         "}, \"3\": {\"m\": 3, " + a + "}}");
+  for (RecordAdditions& its : table.additions) its.key_list = KeyList{Integer(9)};
+  const std::string keys = ",\n   \"key_list\": [\"0x9\"]";
+  EXPECT_EQ(rendering("3", std::move(table)),
+            "{\n \"3\": {\n  \"1\": {\n   " + a + keys + ",\n   \"m\": 1\n  },\n  \"2\": {\n   " +
+                b + keys + "\n  },\n  \"3\": {\n   " + a + keys + ",\n   \"m\": 3\n  }\n }\n}\n");
 }
 
 // ---------------------------------------------------------------------------------------------
