@@ -1,13 +1,14 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 
 #include "run/mutex.h"
 
 namespace zorbec {
 
 // Something that many workers of a phase need alike: made by the first who asks for it. Those who
-// come meanwhile wait: they could do nothing else but make the same again.
+// come meanwhile wait: they would only make the same again.
 template <typename T>
 class MadeOnce {
  public:
@@ -16,6 +17,15 @@ class MadeOnce {
     const MutexLock lock(mutex_);
     if (made_ == nullptr) made_ = std::make_shared<const T>(make());
     return made_;
+  }
+
+  // Makes it before it is asked for, unless it is made or somebody makes it. So of several things
+  // that all workers need, each can be made by another worker.
+  template <typename Make>
+  void make_ahead(Make make) {
+    if (!mutex_.try_lock()) return;
+    const MutexLock lock(mutex_, std::adopt_lock);
+    if (made_ == nullptr) made_ = std::make_shared<const T>(make());
   }
 
   // Forgets it; to be called whenever what it was made of may have changed.

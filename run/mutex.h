@@ -16,6 +16,7 @@
 #define ZORBEC_GUARDED_BY(x) ZORBEC_THREAD_ATTRIBUTE(guarded_by(x))
 #define ZORBEC_REQUIRES(...) ZORBEC_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define ZORBEC_ACQUIRE(...) ZORBEC_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
+#define ZORBEC_TRY_ACQUIRE(...) ZORBEC_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
 #define ZORBEC_RELEASE(...) ZORBEC_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
 
 namespace zorbec {
@@ -23,6 +24,8 @@ namespace zorbec {
 class ZORBEC_CAPABILITY("mutex") Mutex {
  public:
   void lock() ZORBEC_ACQUIRE() { mutex_.lock(); }
+  // False, and nothing is done, if it is locked.
+  bool try_lock() ZORBEC_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
   void unlock() ZORBEC_RELEASE() { mutex_.unlock(); }
 
  private:
@@ -33,6 +36,8 @@ class ZORBEC_CAPABILITY("mutex") Mutex {
 class ZORBEC_SCOPED_CAPABILITY MutexLock {
  public:
   explicit MutexLock(Mutex& mutex) ZORBEC_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
+  // Takes over a mutex that this thread has locked.
+  MutexLock(Mutex& mutex, std::adopt_lock_t) ZORBEC_REQUIRES(mutex) : mutex_(mutex) {}
   ~MutexLock() ZORBEC_RELEASE() { mutex_.unlock(); }
   MutexLock(const MutexLock&) = delete;
   MutexLock& operator=(const MutexLock&) = delete;

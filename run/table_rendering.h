@@ -31,6 +31,11 @@ class SharedRendering {
     return text_.get([&] { return render(tables); });
   }
 
+  // The same ahead of need, unless another worker does it.
+  void make_ahead(const InterfaceTables& tables) {
+    text_.make_ahead([&] { return render(tables); });
+  }
+
   // Forgets it; to be called whenever the tables may have changed.
   void clear() { text_.clear(); }
 

@@ -508,6 +508,43 @@ TEST(SharedRendering, is_made_once_until_it_is_forgotten) {
   EXPECT_EQ(*first, "{}\n");
 }
 
+TEST(SharedRendering, made_ahead_is_the_one_that_is_asked_for) {
+  InterfaceTables tables;
+  SharedRendering rendering;
+  rendering.make_ahead(tables);
+  tables.set("3", interface_table("{}"));
+  rendering.make_ahead(tables);
+  EXPECT_EQ(*rendering.get(tables), "{}\n");
+  rendering.clear();
+  rendering.make_ahead(tables);
+  EXPECT_EQ(*rendering.get(tables), "{\"3\": {}}\n");
+}
+
+TEST(MadeOnce, nobody_waits_for_another_to_make_it_ahead) {
+  MadeOnce<int> number;
+  std::latch is_making(1);
+  std::latch others_went_on(1);
+  std::thread maker([&] {
+    number.make_ahead([&] {
+      is_making.count_down();
+      others_went_on.wait();
+      return 1;
+    });
+  });
+  is_making.wait();
+  number.make_ahead([] { return 2; });
+  others_went_on.count_down();
+  EXPECT_EQ(*number.get([] { return 3; }), 1);  // who needs it waits
+  maker.join();
+}
+
+TEST(MadeOnce, that_failed_is_made_by_the_next) {
+  MadeOnce<int> number;
+  EXPECT_THROW(number.make_ahead([]() -> int { throw std::bad_alloc(); }), std::bad_alloc);
+  EXPECT_THROW(number.get([]() -> int { throw std::bad_alloc(); }), std::bad_alloc);
+  EXPECT_EQ(*number.get([] { return 3; }), 3);
+}
+
 TEST(SharedRendering, is_the_same_for_all_workers) {
   InterfaceTables tables;
   tables.set("3", interface_table(R"({"9": {"a": 1}})"));
