@@ -60,10 +60,20 @@ void PmdbTable::match(std::shared_ptr<const ExpectedIndex> index) {
   forget_match();
   if (!document_.is_object()) return;
   entry_of_.assign(index->size(), kNoEntry);
-  for (std::uint32_t entry = 0; entry < size(); ++entry) {
-    const std::optional<std::uint64_t> key = document_.number(entry);
-    if (!key) continue;
-    if (const std::optional<std::uint32_t> number = index->find(*key)) entry_of_[*number] = entry;
+  // Entries and keys in the same order, so that nearly none has to be looked up.
+  const std::vector<std::uint32_t>& entries = document_.sorted_entries();
+  auto expected = index->by_name().begin();
+  const auto last = index->by_name().end();
+  constexpr std::size_t kAhead = 16;
+  for (std::size_t at = 0; at < entries.size(); ++at) {
+    if (at + kAhead < entries.size()) document_.prefetch_entry(entries[at + kAhead]);
+    const std::uint32_t entry = entries[at];
+    if (const std::optional<std::uint64_t> order = document_.order(entry)) {
+      while (expected != last && expected->order < *order) ++expected;
+      if (expected != last && expected->order == *order) entry_of_[expected->number] = entry;
+    } else if (const std::optional<std::uint64_t> key = document_.number(entry)) {
+      if (const std::optional<std::uint32_t> number = index->find(*key)) entry_of_[*number] = entry;
+    }
   }
   index_ = std::move(index);
 }

@@ -1,5 +1,7 @@
 #include "run/expected_index.h"
 
+#include "run/name_order.h"
+
 namespace zorbec {
 
 ExpectedIndex::ExpectedIndex(const std::array<const InterfaceTables*, 6>& tables) {
@@ -9,6 +11,14 @@ ExpectedIndex::ExpectedIndex(const std::array<const InterfaceTables*, 6>& tables
       add(*owners_.back().second, classes_[at]);
     }
   }
+  by_name_.reserve(size());
+  for (std::uint32_t number = 0; number < size(); ++number) {
+    const std::uint64_t key = keys_[number];
+    if (key <= std::numeric_limits<std::uint32_t>::max()) {
+      by_name_.push_back({name_order(static_cast<std::uint32_t>(key)), number});
+    }
+  }
+  sort_by_name(by_name_, [](const Named& key) { return key.order; });
 }
 
 std::uint32_t ExpectedIndex::number(std::uint64_t key) {
@@ -23,7 +33,7 @@ void ExpectedIndex::add(const InterfaceTable& table, Class& to) {
   for (std::uint32_t entry = 0; entry < table.document.size(); ++entry) {
     const std::optional<KeyList>& keys = table.additions[entry].key_list;
     if (!keys) {
-      to.is_complete = false;
+      to.keys.push_back({kNoKey, owner, entry});
       // It will be looked for by its handle.
       if (const auto handle = canonical_number(table.document.name(entry))) number(*handle);
       continue;

@@ -4,6 +4,7 @@
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <utility>
@@ -21,7 +22,8 @@ namespace zorbec {
 // once, and what a class expects is a list of numbers.
 class ExpectedIndex {
  public:
-  // A key that an interface expects.
+  // A key that an interface expects; or, with kNoKey for its number, an interface that has no keys
+  // of its own and so has to be looked at itself.
   struct Expected {
     std::uint32_t number;
     std::uint32_t owner;  // whose interface it is, as owner() counts
@@ -29,10 +31,17 @@ class ExpectedIndex {
   };
   // What one class expects.
   struct Class {
-    // Whether `keys` tells all of it. Not if an interface has no keys of its own, or one that is no
-    // plain word, or if a dump is no table: then the interfaces have to be gone through.
+    // Whether `keys` tells all of it. Not if a key is no plain word, or if a dump is no table: then
+    // the interfaces have to be gone through.
     bool is_complete = true;
     std::vector<Expected> keys;  // in the order in which the interfaces would be gone through
+  };
+  static constexpr std::uint32_t kNoKey = std::numeric_limits<std::uint32_t>::max();
+
+  // A key that is a number of 32 bits, and where it stands among others (run/name_order.h).
+  struct Named {
+    std::uint64_t order;
+    std::uint32_t number;
   };
   // A node and its table of one class.
   using Owner = std::pair<std::string, InterfaceTable*>;
@@ -52,6 +61,8 @@ class ExpectedIndex {
     if (found == numbers_.end()) return std::nullopt;
     return found->second;
   }
+  // All keys that are numbers of 32 bits, in their order.
+  const std::vector<Named>& by_name() const { return by_name_; }
 
  private:
   std::uint32_t number(std::uint64_t key);
@@ -59,6 +70,7 @@ class ExpectedIndex {
 
   boost::unordered_flat_map<std::uint64_t, std::uint32_t> numbers_;
   std::vector<std::uint64_t> keys_;
+  std::vector<Named> by_name_;
   std::vector<Owner> owners_;
   std::array<Class, 6> classes_;
 };

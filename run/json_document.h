@@ -18,6 +18,7 @@
 #include "run/file_text.h"
 #include "run/json_token.h"
 #include "run/large_pages.h"
+#include "run/name_order.h"
 #include "run/record_layout.h"
 
 namespace zorbec {
@@ -152,6 +153,14 @@ class JsonDocument {
     const std::uint32_t short_number = entries_[entry].short_number;
     if (short_number != kNoShortNumber) return short_number;
     return canonical_number(name(entry));
+  }
+
+  // Where the member stands among others that are named like a number of 32 bits
+  // (run/name_order.h), if it is.
+  std::optional<std::uint64_t> order(std::uint32_t entry) const {
+    const Entry& its = entries_[entry];
+    if (its.short_number == kNoShortNumber) return std::nullopt;
+    return name_order(its.short_number, its.name.extra);
   }
 
   // The member named `name`, or the one whose name is the canonical decimal text of `number`.

@@ -2,43 +2,17 @@
 
 #include <algorithm>
 #include <array>
-#include <numeric>
 #include <utility>
+
+#include "run/name_order.h"
 
 namespace zorbec {
 namespace {
 
 constexpr std::size_t kMostLayouts = 16;
-// What handles and keys of 32 bits take.
-constexpr std::size_t kLongestName = 10;
-
-// A number by whose size decimal texts stand in the order of their characters: the digits, as if
-// all texts had as many, and behind them how many there are.
-std::uint64_t text_order(std::uint64_t number, std::size_t digits) {
-  static constexpr std::array<std::uint64_t, kLongestName> kPowers = {
-      1, 10, 100, 1'000, 10'000, 100'000, 1'000'000, 10'000'000, 100'000'000, 1'000'000'000};
-  return number * kPowers[kLongestName - digits] << 4U | digits;
-}
 
 // How many bits an entry's number has behind its name.
 constexpr unsigned kNumberBits = 24;
-
-// Sorts by all bits from `low` on: ten at a time, the lowest first, each time keeping the order of
-// those that are the same. A comparison sort takes four times as long for the keys of a card.
-void sort_from(unsigned low, std::vector<std::uint64_t>& keys) {
-  constexpr unsigned kDigitBits = 10;
-  std::vector<std::uint64_t> sorted(keys.size());
-  for (unsigned shift = low; shift < 64; shift += kDigitBits) {
-    const auto digit_of = [shift](std::uint64_t key) {
-      return key >> shift & ((1U << kDigitBits) - 1);
-    };
-    std::array<std::uint32_t, 1U << kDigitBits> places = {};
-    for (const std::uint64_t key : keys) ++places[digit_of(key)];
-    std::exclusive_scan(places.begin(), places.end(), places.begin(), 0U);
-    for (const std::uint64_t key : keys) sorted[places[digit_of(key)]++] = key;
-    keys.swap(sorted);
-  }
-}
 
 }  // namespace
 
@@ -74,7 +48,7 @@ bool TableReader::read() {
 bool TableReader::read_entry() {
   if (!skip('"')) return false;
   const std::size_t digits = count_digits(at_);
-  if (digits == 0 || digits > kLongestName || (*at_ == '0' && digits > 1)) return false;
+  if (digits == 0 || digits > kMostDigits || (*at_ == '0' && digits > 1)) return false;
   const auto name_at = static_cast<std::uint32_t>(at_ - begin_);
   std::uint64_t number = 0;
   for (const char* const end = at_ + digits; at_ != end; ++at_) {
@@ -164,9 +138,9 @@ bool TableReader::sort_entries() {
   keys.reserve(document_.entries_.size());
   for (std::uint32_t entry = 0; entry < document_.size(); ++entry) {
     const JsonDocument::Entry& its = document_.entries_[entry];
-    keys.push_back(text_order(its.short_number, its.name.extra) << kNumberBits | entry);
+    keys.push_back(name_order(its.short_number, its.name.extra) << kNumberBits | entry);
   }
-  sort_from(kNumberBits, keys);
+  sort_by_name(keys, [](std::uint64_t key) { return key >> kNumberBits; });
   const auto is_same = [](std::uint64_t a, std::uint64_t b) {
     return a >> kNumberBits == b >> kNumberBits;
   };

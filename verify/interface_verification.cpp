@@ -75,18 +75,49 @@ void report_missing(const InterfaceRecord& record, const std::string& owner, con
   findings.report("\n" + text + "\n", "\nMISSING" + finding);
 }
 
-int result_of(std::size_t missing) {
-  return missing == 0 ? 0 : -1;
+// What the comparison of one class came to.
+struct Compared {
+  std::size_t expected = 0;
+  std::size_t missing = 0;
+};
+
+// Tells it, and returns the result for the log.
+int concluded(const Compared& compared, const std::string& nodename) {
+  tell([&] { return event::ClassCompared{nodename, compared.expected, compared.missing}; });
+  return compared.missing == 0 ? 0 : -1;
 }
 
-// What all nodes are compared with, made when the first of them is.
-std::shared_ptr<const ExpectedIndex> expected_index(RunState& state) {
-  return state.expected_index.get([&] {
-    std::array<const InterfaceTables*, kSections.size()> tables{};
-    std::ranges::transform(kSections, tables.begin(),
-                           [&](const ClassSection& section) { return &(state.*section.table); });
-    return ExpectedIndex(tables);
+// Looks up all that one interface expects.
+void compare_interface(const InterfaceRecord& record, const std::string& owner, PmdbTable& pmdb,
+                       LogStream& log, const std::string& nodename, Findings& findings,
+                       Compared& compared) {
+  const bool has_keys = for_each_expected_key(record, [&](const Integer& key) {
+    ++compared.expected;
+    if (const std::optional<std::uint32_t> entry = pmdb.find(key)) {
+      pmdb.set_visited(*entry);
+    } else {
+      ++compared.missing;
+      report_missing(record, owner, key, nodename, findings);
+    }
   });
+  if (!has_keys) claim_by_handle(record, pmdb, log);
+}
+
+// What all nodes are compared with.
+ExpectedIndex make_expected_index(const RunState& state) {
+  std::array<const InterfaceTables*, kSections.size()> tables{};
+  std::ranges::transform(kSections, tables.begin(),
+                         [&](const ClassSection& section) { return &(state.*section.table); });
+  return ExpectedIndex(tables);
+}
+
+// Makes what all nodes share as far as no other node's worker makes it: all of them begin at the
+// same time, and would otherwise wait for one of them at each table in turn.
+void make_shared_ahead(RunState& state) {
+  state.expected_index.make_ahead([&] { return make_expected_index(state); });
+  for (const ClassSection& section : kSections) {
+    (state.*section.rendering).make_ahead(state.*section.table);
+  }
 }
 
 // A node's keys, matched with the index for as long as it lives.
@@ -106,18 +137,25 @@ class Matching {
                             const std::string& nodename) {
     const ExpectedIndex::Class& expected = index_->of(intf_class);
     if (!expected.is_complete || !pmdb_.can_claim()) return std::nullopt;
-    std::size_t missing = 0;
+    Compared compared;
     Findings findings(nodename, log);
     for (const ExpectedIndex::Expected& key : expected.keys) {
-      if (pmdb_.claim(key.number)) continue;
-      ++missing;
+      const bool is_key = key.number != ExpectedIndex::kNoKey;
+      if (is_key) {
+        ++compared.expected;
+        if (pmdb_.claim(key.number)) continue;
+      }
       const auto& [owner, table] = index_->owner(key.owner);
-      report_missing(InterfaceRecord(*table, key.entry), owner, Integer(index_->key(key.number)),
-                     nodename, findings);
+      const InterfaceRecord record(*table, key.entry);
+      if (is_key) {
+        ++compared.missing;
+        report_missing(record, owner, Integer(index_->key(key.number)), nodename, findings);
+      } else {
+        compare_interface(record, owner, pmdb_, log, nodename, findings, compared);
+      }
     }
     findings.flush();
-    tell([&] { return event::ClassCompared{nodename, expected.keys.size(), missing}; });
-    return result_of(missing);
+    return concluded(compared, nodename);
   }
 
  private:
@@ -140,7 +178,9 @@ void verify(const std::string& nodename, LogStream& dl_fd) {
     dl_fd.write(std::string(label) + std::to_string(result));
     if (overall == 0) overall = result;
   };
-  Matching matching(*pmdb_dict, expected_index(state));
+  make_shared_ahead(state);
+  Matching matching(*pmdb_dict,
+                    state.expected_index.get([&] { return make_expected_index(state); }));
   for (const ClassSection& section : kSections) {
     tell([&] {
       return event::StepStarted{nodename, event::Step::kComparison, section.intf_class};
@@ -163,30 +203,18 @@ void verify(const std::string& nodename, LogStream& dl_fd) {
 
 int verify_intf_specific(const InterfaceTables& pidb_dict, PmdbTable& pmdb_dict, LogStream& dl_fd,
                          const std::string& nodename) {
-  std::size_t expected = 0;
-  std::size_t missing = 0;
+  Compared compared;
   Findings findings(nodename, dl_fd);
   // All nodes' interfaces: every node's hardware has to know every interface of the router.
   for (const auto& [node, table] : pidb_dict.nodes()) {
-    const std::string& owner = node;
     table->require_object();
     for (std::uint32_t number = 0; number < table->document.size(); ++number) {
-      const InterfaceRecord record(*table, number);
-      const bool has_keys = for_each_expected_key(record, [&](const Integer& key) {
-        ++expected;
-        if (const std::optional<std::uint32_t> entry = pmdb_dict.find(key)) {
-          pmdb_dict.set_visited(*entry);
-        } else {
-          ++missing;
-          report_missing(record, owner, key, nodename, findings);
-        }
-      });
-      if (!has_keys) claim_by_handle(record, pmdb_dict, dl_fd);
+      compare_interface(InterfaceRecord(*table, number), node, pmdb_dict, dl_fd, nodename, findings,
+                        compared);
     }
   }
   findings.flush();
-  tell([&] { return event::ClassCompared{nodename, expected, missing}; });
-  return result_of(missing);
+  return concluded(compared, nodename);
 }
 
 }  // namespace zorbec

@@ -71,11 +71,26 @@ TEST_F(IndexedPorts, class_without_interfaces_is_complete_and_expects_nothing) {
   EXPECT_THAT(ports_of(*made).keys, IsEmpty());
 }
 
-TEST_F(IndexedPorts, interface_without_keys_makes_its_class_incomplete_and_its_handle_known) {
-  load("0", R"({"1": {}, "9": {}})", {{1U, 70U}});
+TEST_F(IndexedPorts, interface_without_keys_stands_itself_among_the_keys_of_others) {
+  load("0", R"({"1": {}, "9": {}, "10": {}})", {{1U, 70U}});
+  load("3", R"({"2": {}})", {{2U}});
+  ports.find("0")->additions[2].key_list = KeyList{10U};
   const auto made = index();
-  EXPECT_FALSE(ports_of(*made).is_complete);
-  EXPECT_NE(made->find(9), std::nullopt);
+  EXPECT_TRUE(ports_of(*made).is_complete);
+  EXPECT_THAT(numbers(*made), ElementsAre(0, 1, ExpectedIndex::kNoKey, 3, 4));
+  const ExpectedIndex::Expected& itself = ports_of(*made).keys[2];
+  EXPECT_EQ(made->owner(itself.owner).first, "0");
+  EXPECT_EQ(itself.entry, 1U);
+  EXPECT_EQ(made->find(9), 2U);  // its handle will be looked for
+}
+
+TEST_F(IndexedPorts, knows_keys_of_32_bits_in_the_order_of_their_texts) {
+  load("0", R"({"1": {}})",
+       {{2U, 19U, 1U, 100U, 10U, 4294967295U, 0x100000000U, 2U, 1000000000U, 99U}});
+  const auto made = index();
+  std::vector<std::uint64_t> keys;
+  for (const ExpectedIndex::Named& key : made->by_name()) keys.push_back(made->key(key.number));
+  EXPECT_THAT(keys, ElementsAre(1, 10, 100, 1000000000, 19, 2, 4294967295, 99));
 }
 
 TEST_F(IndexedPorts, keys_that_are_no_plain_words_make_the_class_incomplete) {
@@ -100,6 +115,50 @@ TEST_F(IndexedPorts, claims_the_entry_of_a_key_that_is_there) {
   EXPECT_FALSE(pmdb.claim(1));
   EXPECT_TRUE(pmdb.is_claimed(0));
   EXPECT_FALSE(pmdb.is_claimed(1));
+}
+
+// Keys next to others of which the text or the number is nearly the same, and those that take more
+// than 32 bits.
+TEST_F(IndexedPorts, claims_each_key_that_is_there_and_no_other) {
+  const std::vector<std::uint64_t> expected = {
+      7,           70,        700,        8,  10, 1,  4294967294, 4294967295,           4294967296,
+      42949672950, 999999999, 1000000000, 99, 77, 71, 69,         18446744073709551615U};
+  KeyList keys;
+  for (const std::uint64_t key : expected) keys.emplace_back(key);
+  load("0", R"({"1": {}})", {keys});
+  const auto made = index();
+  // Each of them alone is not there; and of each there is one that it could be taken for.
+  for (const std::uint64_t absent : expected) {
+    std::string dump = R"({"00": {}, "0)" + std::to_string(absent) + R"(": {}, "x": {}, "": {})";
+    for (const std::uint64_t key : expected) {
+      if (key != absent) dump += ", \"" + std::to_string(key) + "\": {}";
+    }
+    PmdbTable pmdb = pmdb_table(dump + "}");
+    pmdb.match(made);
+    for (std::uint32_t number = 0; number < made->size(); ++number) {
+      EXPECT_EQ(pmdb.claim(number), made->key(number) != absent) << absent;
+    }
+    EXPECT_FALSE(pmdb.is_claimed(1)) << absent;
+  }
+}
+
+TEST_F(IndexedPorts, claims_keys_of_many_digits_and_orders) {
+  KeyList keys;
+  std::string dump = "{";
+  for (std::uint32_t i = 0; i < 3000; ++i) {
+    const std::uint32_t key = (i * 2654435761U) >> i % 29 | 1U;
+    keys.emplace_back(key);
+    const std::string entry = "\"" + std::to_string(key) + "\":{}";
+    if (key % 3 != 0 && dump.find(entry) == std::string::npos) dump += entry + ",";
+  }
+  dump.back() = '}';
+  load("0", R"({"1": {}})", {keys});
+  const auto made = index();
+  PmdbTable pmdb = pmdb_table(dump);
+  pmdb.match(made);
+  for (std::uint32_t number = 0; number < made->size(); ++number) {
+    EXPECT_EQ(pmdb.claim(number), made->key(number) % 3 != 0) << made->key(number);
+  }
 }
 
 TEST_F(IndexedPorts, claims_nothing_by_number_where_an_entry_is_no_record) {
