@@ -18,8 +18,8 @@ namespace zorbec {
 // All keys that the interfaces of the router expect, each numbered once.
 //
 // Every node's hardware has to hold nearly the same keys, so looking each key of each interface up
-// in every node is the same work again and again. With numbers, a node's own keys are looked up
-// once, and what a class expects is a list of numbers.
+// in every node is the same work again and again. With numbers, a node's own keys are matched once,
+// and what a class expects is a list of numbers.
 class ExpectedIndex {
  public:
   // A key that an interface expects; or, with kNoKey for its number, an interface that has no keys
