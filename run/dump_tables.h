@@ -95,8 +95,8 @@ class PmdbTable {
   std::optional<std::uint32_t> find(std::string_view name) const;
   std::optional<std::uint32_t> find(const Integer& key) const;
 
-  // Goes through the entries once, so that keys of the index are found without another search. To
-  // be called again for another index.
+  // Goes through the entries once, in the order of their names, so that keys of the index are found
+  // without another search. To be called again for another index.
   void match(std::shared_ptr<const ExpectedIndex> index);
   void forget_match();
   // Whether entries can be claimed by their numbers in the index: not if some entry is no record.

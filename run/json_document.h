@@ -155,8 +155,8 @@ class JsonDocument {
     return canonical_number(name(entry));
   }
 
-  // Where the member stands among others that are named like a number of 32 bits
-  // (run/name_order.h), if it is.
+  // Where the member stands among those that are named like a short number (run/name_order.h), if
+  // it is: like one below 2^32 - 1.
   std::optional<std::uint64_t> order(std::uint32_t entry) const {
     const Entry& its = entries_[entry];
     if (its.short_number == kNoShortNumber) return std::nullopt;

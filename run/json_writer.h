@@ -28,8 +28,8 @@ void append_json_text(std::string& out, std::string_view text);
 //   and, if known  std::size_t least_columns(const T& map);  it is never narrower on one line
 //   and with that  bool append_folded(std::string& out, const T& map, std::size_t indent, F put);
 //                  a quicker way to write it on several lines; false, changing nothing, if it
-//                  cannot. put(child, taken) appends a member's value to `out`, which may be empty
-//                  afterwards; `taken` columns of its line are for the name and a comma
+//                  cannot. put(child, taken) appends a member's value to `out`, which it may empty
+//                  before; `taken` columns of its line are for the name and a comma
 class JsonWriter {
  public:
   using Sink = std::function<void(std::string_view)>;

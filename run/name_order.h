@@ -1,11 +1,9 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <numeric>
-#include <utility>
 #include <vector>
 
 namespace zorbec {

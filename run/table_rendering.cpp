@@ -131,8 +131,8 @@ class FoldedLines {
     std::string closing;
     std::size_t bytes = 0;  // of all that is not values
 
-    // Before how many of the lines something of that name is not to stand: those that sort before
-    // it. None if it would be the first, or one of them has the name.
+    // How many of the lines sort before that name. Nullopt if it would stand before all of them, or
+    // one has the name itself.
     std::optional<std::size_t> place_behind(std::string_view name) const {
       const auto next = std::ranges::lower_bound(lines, name, {}, &Line::name);
       if (next == lines.begin() || (next != lines.end() && next->name == name)) return std::nullopt;

@@ -23,7 +23,7 @@ std::string render(const SubifList& handles);
 void render(const PmdbTable& pmdb, const JsonWriter::Sink& sink);
 
 // The rendering of one interface truth table, which stands in the verification log of every node:
-// made once, by the first worker that needs it, and shared by all.
+// made once, by the first worker that comes to it, and shared by all.
 class SharedRendering {
  public:
   // `tables` must not change until clear().

@@ -538,11 +538,20 @@ TEST(MadeOnce, nobody_waits_for_another_to_make_it_ahead) {
   maker.join();
 }
 
-TEST(MadeOnce, that_failed_is_made_by_the_next) {
+TEST(MadeOnce, failure_is_thrown_once_where_it_is_needed_and_the_next_tries_again) {
   MadeOnce<int> number;
-  EXPECT_THROW(number.make_ahead([]() -> int { throw std::bad_alloc(); }), std::bad_alloc);
   EXPECT_THROW(number.get([]() -> int { throw std::bad_alloc(); }), std::bad_alloc);
-  EXPECT_EQ(*number.get([] { return 3; }), 3);
+  number.make_ahead([]() -> int { throw std::bad_alloc(); });
+  number.make_ahead([] { return 2; });
+  EXPECT_THROW(number.get([] { return 3; }), std::bad_alloc);
+  EXPECT_EQ(*number.get([] { return 4; }), 4);
+}
+
+TEST(MadeOnce, failure_is_forgotten_with_what_it_was_to_be_made_of) {
+  MadeOnce<int> number;
+  number.make_ahead([]() -> int { throw std::bad_alloc(); });
+  number.clear();
+  EXPECT_EQ(*number.get([] { return 1; }), 1);
 }
 
 TEST(SharedRendering, is_the_same_for_all_workers) {
