@@ -1,5 +1,7 @@
 #include "run/expected_index.h"
 
+#include <boost/sort/spreadsort/integer_sort.hpp>
+
 #include "run/name_order.h"
 
 namespace zorbec {
@@ -18,7 +20,10 @@ ExpectedIndex::ExpectedIndex(const std::array<const InterfaceTables*, 6>& tables
       by_name_.push_back({name_order(static_cast<std::uint32_t>(key)), number});
     }
   }
-  sort_by_name(by_name_, [](const Named& key) { return key.order; });
+  boost::sort::spreadsort::integer_sort(
+      by_name_.begin(), by_name_.end(),
+      [](const Named& key, unsigned bits) { return key.order >> bits; },
+      [](const Named& a, const Named& b) { return a.order < b.order; });
 }
 
 std::uint32_t ExpectedIndex::number(std::uint64_t key) {

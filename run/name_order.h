@@ -3,8 +3,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <numeric>
-#include <vector>
 
 namespace zorbec {
 
@@ -26,26 +24,6 @@ inline std::uint64_t name_order(std::uint32_t number) {
   std::size_t digits = 1;
   while (digits < kMostDigits && number >= kPowersOfTen[digits]) ++digits;
   return name_order(number, digits);
-}
-
-// Sorts by order_of(item), which is such a number: ten bits at a time, the lowest first, each time
-// keeping the order of those that are the same. A comparison sort takes four times as long for the
-// keys of a card.
-template <typename Item, typename OrderOf>
-void sort_by_name(std::vector<Item>& items, OrderOf order_of) {
-  constexpr unsigned kOrderBits = 40;  // 10^10 takes 34, the count of digits 4
-  constexpr unsigned kTurnBits = 10;
-  std::vector<Item> sorted(items.size());
-  for (unsigned shift = 0; shift < kOrderBits; shift += kTurnBits) {
-    const auto turn_of = [&](const Item& item) {
-      return order_of(item) >> shift & ((1U << kTurnBits) - 1);
-    };
-    std::array<std::uint32_t, 1U << kTurnBits> places = {};
-    for (const Item& item : items) ++places[turn_of(item)];
-    std::exclusive_scan(places.begin(), places.end(), places.begin(), 0U);
-    for (const Item& item : items) sorted[places[turn_of(item)]++] = item;
-    items.swap(sorted);
-  }
 }
 
 }  // namespace zorbec

@@ -57,51 +57,75 @@ Integer handle_of(const InterfaceRecord& record) {
   return *handle;
 }
 
-// An interface that expects no keys of its own claims the entry that is named like its handle.
-void claim_by_handle(const InterfaceRecord& record, PmdbTable& pmdb, LogStream& log) {
-  log.write("\nERROR: Key_list not present " + handle_of(record).message_hexadecimal());
-  const std::optional<std::uint32_t> entry = pmdb.find(record.handle());
-  if (!entry) record.fail("has no key list, and its handle is no key of the node");
-  pmdb.set_visited(*entry);
-}
+// The comparison of one class with one node's keys.
+class ClassComparison {
+ public:
+  // All outlive this.
+  ClassComparison(PmdbTable& pmdb, LogStream& log, const std::string& nodename)
+      : pmdb_(pmdb), log_(log), nodename_(nodename), findings_(nodename, log) {}
 
-void report_missing(const InterfaceRecord& record, const std::string& owner, const Integer& key,
-                    const std::string& nodename, Findings& findings) {
-  const Integer handle = handle_of(record);
-  const std::string finding = " PMDB Key " + key.message_hexadecimal() + " for ifh " +
-                              handle.message_hexadecimal() + " in node " + nodename;
-  const std::string text = "Missing" + finding;
-  tell([&] { return event::MissingKey{nodename, owner, record, handle, key, text}; });
-  findings.report("\n" + text + "\n", "\nMISSING" + finding);
-}
+  // Looks up all that one interface expects. `owner` is the node that reports it.
+  void look_up(const InterfaceRecord& record, const std::string& owner) {
+    const bool has_keys = for_each_expected_key(record, [&](const Integer& key) {
+      const std::optional<std::uint32_t> entry = pmdb_.find(key);
+      if (entry) pmdb_.set_visited(*entry);
+      count(entry.has_value(), [&] { report_missing(record, owner, key); });
+    });
+    if (!has_keys) claim_by_handle(record);
+  }
 
-// What the comparison of one class came to.
-struct Compared {
-  std::size_t expected = 0;
-  std::size_t missing = 0;
-};
-
-// Tells it, and returns the result for the log.
-int concluded(const Compared& compared, const std::string& nodename) {
-  tell([&] { return event::ClassCompared{nodename, compared.expected, compared.missing}; });
-  return compared.missing == 0 ? 0 : -1;
-}
-
-// Looks up all that one interface expects.
-void compare_interface(const InterfaceRecord& record, const std::string& owner, PmdbTable& pmdb,
-                       LogStream& log, const std::string& nodename, Findings& findings,
-                       Compared& compared) {
-  const bool has_keys = for_each_expected_key(record, [&](const Integer& key) {
-    ++compared.expected;
-    if (const std::optional<std::uint32_t> entry = pmdb.find(key)) {
-      pmdb.set_visited(*entry);
+  // The same for one key of the index.
+  void claim(const ExpectedIndex& index, const ExpectedIndex::Expected& expected) {
+    const auto& [owner, table] = index.owner(expected.owner);
+    const InterfaceRecord record(*table, expected.entry);
+    if (expected.number == ExpectedIndex::kNoKey) {
+      look_up(record, owner);
     } else {
-      ++compared.missing;
-      report_missing(record, owner, key, nodename, findings);
+      count(pmdb_.claim(expected.number),
+            [&] { report_missing(record, owner, Integer(index.key(expected.number))); });
     }
-  });
-  if (!has_keys) claim_by_handle(record, pmdb, log);
-}
+  }
+
+  // Tells what it came to, and returns the result for the log.
+  int conclude() {
+    findings_.flush();
+    tell([&] { return event::ClassCompared{nodename_, expected_, missing_}; });
+    return missing_ == 0 ? 0 : -1;
+  }
+
+ private:
+  template <typename Report>
+  void count(bool is_there, Report report) {
+    ++expected_;
+    if (is_there) return;
+    ++missing_;
+    report();
+  }
+
+  // An interface that expects no keys of its own claims the entry that is named like its handle.
+  void claim_by_handle(const InterfaceRecord& record) {
+    log_.write("\nERROR: Key_list not present " + handle_of(record).message_hexadecimal());
+    const std::optional<std::uint32_t> entry = pmdb_.find(record.handle());
+    if (!entry) record.fail("has no key list, and its handle is no key of the node");
+    pmdb_.set_visited(*entry);
+  }
+
+  void report_missing(const InterfaceRecord& record, const std::string& owner, const Integer& key) {
+    const Integer handle = handle_of(record);
+    const std::string finding = " PMDB Key " + key.message_hexadecimal() + " for ifh " +
+                                handle.message_hexadecimal() + " in node " + nodename_;
+    const std::string text = "Missing" + finding;
+    tell([&] { return event::MissingKey{nodename_, owner, record, handle, key, text}; });
+    findings_.report("\n" + text + "\n", "\nMISSING" + finding);
+  }
+
+  PmdbTable& pmdb_;
+  LogStream& log_;
+  const std::string& nodename_;
+  Findings findings_;
+  std::size_t expected_ = 0;
+  std::size_t missing_ = 0;
+};
 
 // What all nodes are compared with.
 ExpectedIndex make_expected_index(const RunState& state) {
@@ -137,25 +161,9 @@ class Matching {
                             const std::string& nodename) {
     const ExpectedIndex::Class& expected = index_->of(intf_class);
     if (!expected.is_complete || !pmdb_.can_claim()) return std::nullopt;
-    Compared compared;
-    Findings findings(nodename, log);
-    for (const ExpectedIndex::Expected& key : expected.keys) {
-      const bool is_key = key.number != ExpectedIndex::kNoKey;
-      if (is_key) {
-        ++compared.expected;
-        if (pmdb_.claim(key.number)) continue;
-      }
-      const auto& [owner, table] = index_->owner(key.owner);
-      const InterfaceRecord record(*table, key.entry);
-      if (is_key) {
-        ++compared.missing;
-        report_missing(record, owner, Integer(index_->key(key.number)), nodename, findings);
-      } else {
-        compare_interface(record, owner, pmdb_, log, nodename, findings, compared);
-      }
-    }
-    findings.flush();
-    return concluded(compared, nodename);
+    ClassComparison comparison(pmdb_, log, nodename);
+    for (const ExpectedIndex::Expected& key : expected.keys) comparison.claim(*index_, key);
+    return comparison.conclude();
   }
 
  private:
@@ -203,18 +211,15 @@ void verify(const std::string& nodename, LogStream& dl_fd) {
 
 int verify_intf_specific(const InterfaceTables& pidb_dict, PmdbTable& pmdb_dict, LogStream& dl_fd,
                          const std::string& nodename) {
-  Compared compared;
-  Findings findings(nodename, dl_fd);
+  ClassComparison comparison(pmdb_dict, dl_fd, nodename);
   // All nodes' interfaces: every node's hardware has to know every interface of the router.
   for (const auto& [node, table] : pidb_dict.nodes()) {
     table->require_object();
     for (std::uint32_t number = 0; number < table->document.size(); ++number) {
-      compare_interface(InterfaceRecord(*table, number), node, pmdb_dict, dl_fd, nodename, findings,
-                        compared);
+      comparison.look_up(InterfaceRecord(*table, number), node);
     }
   }
-  findings.flush();
-  return concluded(compared, nodename);
+  return comparison.conclude();
 }
 
 }  // namespace zorbec
