@@ -76,8 +76,9 @@ class ClassComparison {
 
   // The same for one key of the index.
   void claim(const ExpectedIndex& index, const ExpectedIndex::Expected& expected) {
-    const auto& [owner, table] = index.owner(expected.owner);
-    const InterfaceRecord record(*table, expected.entry);
+    const auto& reporter = index.owner(expected.owner);
+    const std::string& owner = reporter.first;
+    const InterfaceRecord record(*reporter.second, expected.entry);
     if (expected.number == ExpectedIndex::kNoKey) {
       look_up(record, owner);
     } else {
