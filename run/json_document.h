@@ -171,7 +171,10 @@ class JsonDocument {
   const std::vector<std::uint32_t>& sorted_entries() const;
 
   // Has the memory of an entry, or of its value, brought near, which will be read soon.
-  void prefetch_entry(std::uint32_t entry) const { __builtin_prefetch(&entries_[entry]); }
+  void prefetch_entry(std::uint32_t entry) const {
+    __builtin_prefetch(&entries_[entry]);
+    if (!layout_of_.empty()) __builtin_prefetch(&layout_of_[entry]);
+  }
   void prefetch_value(std::uint32_t entry) const;
 
   // Whether each member is an object.
