@@ -237,39 +237,37 @@ def section_scale(bench):
 
 def section_growth(bench):
     base = bench.router("16x4000", "--line-cards 16 --interfaces 4000 --seed 1")
-    grown = {}
+    routers = {}
+    measurements = {"16x4000": lambda: bench.check_answered(base, 2)}
     for cards, interfaces in ((16, 1000), (16, 16000), (8, 4000), (32, 4000), (46, 1000)):
+        name = f"{cards}x{interfaces}"
         options = f"--line-cards {cards} --interfaces {interfaces} --seed 1"
         if cards > 16:
             options += " --model 8"
         if interfaces > 10000:
             options += " --bundle-scale 512"
-        router = bench.router(f"{cards}x{interfaces}", options)
-        measurements = {"check": lambda: bench.check_answered(router, 2),
-                        "floor": lambda: bench.floor(router, 2)}
-        if (cards, interfaces) in ((16, 16000), (32, 4000)):
-            measurements["check, 16 x 4000"] = lambda: bench.check_answered(base, 2)
-        results = bench.interleaved(**measurements)
-        grown[cards, interfaces] = results
-        check = results["check"]
+        router = routers[name] = bench.router(name, options)
+        measurements[name] = lambda router=router: bench.check_answered(router, 2)
+        measurements["floor " + name] = lambda router=router: bench.floor(router, 2)
+    results = bench.interleaved(**measurements)
+    for name, router in routers.items():
+        check, floor = results[name], results["floor " + name]
+        cards, interfaces = name.split("x")
         print(f"\n{cards} cards x {interfaces} interfaces, commands answered, 2 CPUs: dumps of "
               f"{dump_bytes(router) / 1e6:.0f} MB, logs of {check[0]['log_bytes'] / 1e6:.0f} MB")
-        print_others(results)
-        print(f"  {'CPU, check : floor':<58}{ratio(check, results['floor'], 'cpu'):8.2f}")
+        print_others({"check": check, "floor": floor})
+        print(f"  {'CPU, check : floor':<58}{ratio(check, floor, 'cpu'):8.2f}")
         shutil.rmtree(router)
         shutil.rmtree(bench.with_dumps_in_place(router))
+    print("\n16 cards x 4000 interfaces in the same rounds")
+    print_others({"check": results["16x4000"]})
     for name in ("CPU", "wall"):
         column = name.lower()
-        print_target(f"{name}, 16,000 : 4,000 interfaces a card",
-                     to_base(grown[16, 16000], column), 4)
-        print_target(f"{name}, 32 : 16 cards", to_base(grown[32, 4000], column), 5)
-    print(f"  {'CPU in user mode alone, 16,000 : 4,000 interfaces a card':<58}"
-          f"{to_base(grown[16, 16000], 'user_cpu'):8.2f}")
-
-
-def to_base(results, column):
-    """A larger router beside the one of 16 cards x 4,000 interfaces, in the same rounds."""
-    return ratio(results["check"], results["check, 16 x 4000"], column)
+        for larger, what, most in (("16x16000", "16,000 : 4,000 interfaces a card", 4),
+                                   ("32x4000", "32 : 16 cards", 5)):
+            print_target(f"{name}, {what}", ratio(results[larger], results["16x4000"], column), most)
+    user_cpu = ratio(results["16x16000"], results["16x4000"], "user_cpu")
+    print(f"  {'CPU in user mode alone, 16,000 : 4,000 interfaces a card':<58}{user_cpu:8.2f}")
 
 
 def section_unhealthy(bench):
@@ -316,12 +314,12 @@ def to_slowest(results, phase):
                              for result in results)
 
 
-def medians_of_parts(bench, router, which, seconds, times):
+def medians_of_parts(bench, router, which, times):
     """The median of many turns of each part whose name `which` matches, or with a minus sign does
     not match."""
     report = bench.work / "parts.json"
     run([bench.lab, "run", router, "--", bench.program("parts"), f"--benchmark_filter={which}",
-         f"--benchmark_min_time={seconds}", "--benchmark_enable_random_interleaving=true",
+         "--benchmark_min_time=0.1", "--benchmark_enable_random_interleaving=true",
          f"--benchmark_repetitions={times}", "--benchmark_report_aggregates_only=true",
          f"--benchmark_out={report}", "--benchmark_out_format=json"],
         environment={"ZORBEC_BENCH_ROUTER": str(router)})
@@ -337,8 +335,8 @@ def section_parts(bench):
     # more than anything else, and a tenth of it matters.
     commands = "execute|spawn"
     medians = {}
-    for part in (*medians_of_parts(bench, router, f"-{commands}", 0.2, 3 * bench.rounds),
-                 *medians_of_parts(bench, router, commands, 0.1, 9 * bench.rounds)):
+    for part in (*medians_of_parts(bench, router, f"-{commands}", 3 * bench.rounds),
+                 *medians_of_parts(bench, router, commands, 9 * bench.rounds)):
         medians[part["run_name"]] = part["real_time"]
         if part["run_name"] == "report_missing":
             finding = 1e6 / part["items_per_second"]
