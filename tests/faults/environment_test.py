@@ -126,11 +126,12 @@ class Processes(FaultTest):
     """Needs root, which has no limit of processes, to become a user who has."""
 
     USER = 54321  # hardly anybody's
+    # Whatever mask all of it was made with, that user may read it.
     BECOME = f"""
         mkdir /tmp/bin
         cp "$HOST" /tmp/bin/host
         cp "$(dirname "$HOST")"/libzorbec.so.0 /tmp/bin
-        chmod -R a+rX /tmp/bin
+        chmod -R a+rX /tmp/bin /pkg
         chmod -R a+rwX /pkg/lab/nodes
         cd /tmp; export HOME=/tmp LD_LIBRARY_PATH=/tmp/bin
         become() {{ setpriv --reuid {USER} --regid {USER} --clear-groups bash -c "$1"; }}
