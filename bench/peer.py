@@ -15,6 +15,7 @@ import resource
 import time
 
 COLUMNS = 80
+LEAST_OF_ENTRY = {list: 3, dict: 7}  # columns: "1, " and '"": 1, '
 
 CLASSES = (
     # class, dump file, table, heading, label of the result
@@ -37,7 +38,7 @@ def render(value, indent=0, taken=0):
         return str(value)
     if not isinstance(value, (dict, list)):
         return one_line(value)
-    if len(value) <= COLUMNS // 3:
+    if len(value) <= COLUMNS // LEAST_OF_ENTRY[type(value)]:
         line = one_line(value)
         if taken + len(line) <= COLUMNS:
             return line
