@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <initializer_list>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "keys/interface_records.h"
@@ -55,6 +57,11 @@ Integer handle_of(const InterfaceRecord& record) {
   const std::optional<Integer> handle = Integer::from_decimal(record.handle());
   if (!handle) record.fail("has a handle that is not a decimal number");
   return *handle;
+}
+
+void assign(std::string& text, std::initializer_list<std::string_view> pieces) {
+  text.clear();
+  for (const std::string_view piece : pieces) text += piece;
 }
 
 // The comparison of one class with one node's keys.
@@ -114,17 +121,23 @@ class ClassComparison {
 
   void report_missing(const InterfaceRecord& record, const std::string& owner, const Integer& key) {
     const Integer handle = handle_of(record);
-    const std::string finding = " PMDB Key " + key.message_hexadecimal() + " for ifh " +
-                                handle.message_hexadecimal() + " in node " + nodename_;
-    const std::string text = "Missing" + finding;
+    static constexpr std::string_view kLabel = "\nMISSING";
+    assign(for_log_, {kLabel, " PMDB Key ", key.message_hexadecimal(), " for ifh ",
+                      handle.message_hexadecimal(), " in node ", nodename_});
+    const std::string_view finding = std::string_view(for_log_).substr(kLabel.size());
+    assign(for_operator_, {"\nMissing", finding, "\n"});
+    const std::string_view text = std::string_view(for_operator_).substr(1, for_log_.size() - 1);
     tell([&] { return event::MissingKey{nodename_, owner, record, handle, key, text}; });
-    findings_.report("\n" + text + "\n", "\nMISSING" + finding);
+    findings_.report(for_operator_, for_log_);
   }
 
   PmdbTable& pmdb_;
   LogStream& log_;
   const std::string& nodename_;
   Findings findings_;
+  // Of the last finding. They keep their room for the next one.
+  std::string for_log_;
+  std::string for_operator_;
   std::size_t expected_ = 0;
   std::size_t missing_ = 0;
 };
