@@ -369,20 +369,17 @@ def print_machine():
 
 @contextlib.contextmanager
 def free_memory_kept():
-    """Where a virtual machine's free memory goes back to its host, fetching it again is counted as
-    the time of whatever touches it, and takes longer than all that is to be measured."""
+    """Changes a setting of the machine until the end. Where a virtual machine's free memory goes
+    back to its host, fetching it again is counted as the time of whatever touches it."""
+    for ending in (signal.SIGTERM, signal.SIGHUP):
+        signal.signal(ending, lambda number, _: sys.exit(128 + number))
     try:
         order = REPORTED_ORDER.read_text()
         orders = pathlib.Path("/proc/buddyinfo").read_text().splitlines()[0].split()[4:]
         REPORTED_ORDER.write_text(str(len(orders)))  # no block is as large
-    except FileNotFoundError:
-        yield
-        return
     except OSError as error:
-        print(f"Free memory may go back to this machine's host: {error}")
-        yield
-        return
-    print("Free memory does not go back to this machine's host meanwhile.")
+        sys.exit(f"free memory cannot be kept: {error}")
+    print("Free memory stays with this machine meanwhile.")
     try:
         yield
     finally:
@@ -396,16 +393,18 @@ def main():
                         help="folder for generated routers, emptied first")
     parser.add_argument("--only", choices=SECTIONS, action="append", help="this section")
     parser.add_argument("--rounds", type=int, default=5, help="how often everything is measured")
+    parser.add_argument("--keep-memory", action="store_true",
+                        help="as root: let no free memory go back to a virtual machine's host")
     arguments = parser.parse_args()
 
-    for number in (signal.SIGTERM, signal.SIGHUP):
-        signal.signal(number, lambda number, _: sys.exit(128 + number))
     shutil.rmtree(arguments.work, ignore_errors=True)
     arguments.work.mkdir(parents=True)
     print_machine()
+    if REPORTED_ORDER.exists() and not arguments.keep_memory:
+        print("Free memory may go back to this machine's host, which makes large routers dearer.")
     bench = Bench(arguments.build.resolve(), arguments.work.resolve(), arguments.rounds)
     try:
-        with free_memory_kept():
+        with free_memory_kept() if arguments.keep_memory else contextlib.nullcontext():
             for name in arguments.only or SECTIONS:
                 SECTIONS[name](bench)
                 sys.stdout.flush()
