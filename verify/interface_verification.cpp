@@ -126,7 +126,8 @@ class ClassComparison {
                       handle.message_hexadecimal(), " in node ", nodename_});
     const std::string_view finding = std::string_view(for_log_).substr(kLabel.size());
     assign(for_operator_, {"\nMissing", finding, "\n"});
-    const std::string_view text = std::string_view(for_operator_).substr(1, for_operator_.size() - 2);
+    const std::string_view text =
+        std::string_view(for_operator_).substr(1, for_operator_.size() - 2);
     tell([&] { return event::MissingKey{nodename_, owner, record, handle, key, text}; });
     findings_.report(for_operator_, for_log_);
   }
