@@ -3,14 +3,13 @@
 write. docs/performance.md tells what is measured and how to read it."""
 
 import argparse
-import contextlib
 import json
+import mmap
 import os
 import pathlib
 import platform
 import re
 import shutil
-import signal
 import statistics
 import subprocess
 import sys
@@ -20,8 +19,9 @@ WORKER_LINES = re.compile(
     rb"\n(Verify Thread : |Waiting for pid |pid )<[^>]*>( on node: \w+| to join \n| joined)")
 # Every run of a round has the same two processors, or the first of them.
 CPUS = {1: "0", 2: "0,1"}
-# Free memory in blocks of at least 2 to this power pages is given back to a virtual machine's host.
-REPORTED_ORDER = pathlib.Path("/sys/module/page_reporting/parameters/page_reporting_order")
+# What the largest run writes to its /tmp, and the floor's memory then.
+KEPT_BYTES = 6 << 30
+KEPT_BLOCK = 1 << 20
 
 
 class Bench:
@@ -371,23 +371,17 @@ def print_machine():
           f"Python {platform.python_version()}, load {os.getloadavg()[0]:.2f}")
 
 
-@contextlib.contextmanager
-def free_memory_kept():
-    """Changes a setting of the machine until the end. Where a virtual machine's free memory goes
-    back to its host, fetching it again is counted as the time of whatever touches it."""
-    for ending in (signal.SIGTERM, signal.SIGHUP):
-        signal.signal(ending, lambda number, _: sys.exit(128 + number))
-    try:
-        order = REPORTED_ORDER.read_text()
-        orders = pathlib.Path("/proc/buddyinfo").read_text().splitlines()[0].split()[4:]
-        REPORTED_ORDER.write_text(str(len(orders)))  # no block is as large
-    except OSError as error:
-        sys.exit(f"free memory cannot be kept: {error}")
-    print("Free memory stays with this machine meanwhile.")
-    try:
-        yield
-    finally:
-        REPORTED_ORDER.write_text(order)
+def keep_small_pages():
+    """Keeps free memory with a virtual machine for as long as the result lives. The machine's kernel
+    reports free blocks of 2 MB to its host, which takes them back, and whoever uses them next waits
+    for the host: a small run finds what the one before has left, a large one does not. Here a page of
+    each block is held, so that the rest, free for all, is not reported. Large pages are such blocks;
+    the check, which alone asks for some, sees to them before its time begins."""
+    area = mmap.mmap(-1, KEPT_BYTES,
+                     flags=mmap.MAP_PRIVATE | mmap.MAP_ANONYMOUS | mmap.MAP_POPULATE)
+    for block in range(0, KEPT_BYTES, KEPT_BLOCK):
+        area.madvise(mmap.MADV_DONTNEED, block + mmap.PAGESIZE, KEPT_BLOCK - mmap.PAGESIZE)
+    return area
 
 
 def main():
@@ -397,19 +391,14 @@ def main():
                         help="folder for generated routers, emptied first")
     parser.add_argument("--only", choices=SECTIONS, action="append", help="this section")
     parser.add_argument("--rounds", type=int, default=5, help="how often everything is measured")
-    parser.add_argument("--keep-memory", action="store_true",
-                        help="as root: let no free memory go back to a virtual machine's host")
     arguments = parser.parse_args()
 
     shutil.rmtree(arguments.work, ignore_errors=True)
     arguments.work.mkdir(parents=True)
     print_machine()
-    if REPORTED_ORDER.exists() and not arguments.keep_memory:
-        print("Free memory may go back to this machine's host, and what is fetched from there again is "
-              "counted: --keep-memory keeps it.")
     bench = Bench(arguments.build.resolve(), arguments.work.resolve(), arguments.rounds)
     try:
-        with free_memory_kept() if arguments.keep_memory else contextlib.nullcontext():
+        with keep_small_pages():
             for name in arguments.only or SECTIONS:
                 SECTIONS[name](bench)
                 sys.stdout.flush()
