@@ -17,6 +17,14 @@ void InterfaceTable::require_object() const {
   require_table(document, source);
 }
 
+Integer InterfaceRecord::handle_number() const {
+  // Most are known from when the table was read, which spares a look at the dump's text.
+  if (const std::optional<std::uint64_t> number = table_->document.number(entry_)) return *number;
+  const std::optional<Integer> number = Integer::from_decimal(handle());
+  if (!number) fail("has a handle that is not a decimal number");
+  return *number;
+}
+
 void InterfaceRecord::require_object() const {
   const JsonKind kind = value().kind();
   if (kind != JsonKind::kObject) fail("is " + std::string(kind_name(kind)) + ", not a record");

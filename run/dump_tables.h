@@ -55,6 +55,8 @@ class InterfaceRecord {
 
   // The record's name in its table: the interface handle in decimal.
   std::string_view handle() const { return table_->document.name(entry_); }
+  // Its value. Throws CheckError if it is not a decimal number.
+  Integer handle_number() const;
 
   // A field of the record as it was dumped. Throws CheckError if the record is not an object.
   std::optional<JsonValue> find(std::string_view field) const;

@@ -53,12 +53,6 @@ void write_key_map(const PmdbTable& pmdb, LogStream& log) {
   log.write_pieces([&](const auto& sink) { render(pmdb, sink); });
 }
 
-Integer handle_of(const InterfaceRecord& record) {
-  const std::optional<Integer> handle = Integer::from_decimal(record.handle());
-  if (!handle) record.fail("has a handle that is not a decimal number");
-  return *handle;
-}
-
 void assign(std::string& text, std::initializer_list<std::string_view> pieces) {
   text.clear();
   for (const std::string_view piece : pieces) text += piece;
@@ -113,14 +107,14 @@ class ClassComparison {
 
   // An interface that expects no keys of its own claims the entry that is named like its handle.
   void claim_by_handle(const InterfaceRecord& record) {
-    log_.write("\nERROR: Key_list not present " + handle_of(record).message_hexadecimal());
+    log_.write("\nERROR: Key_list not present " + record.handle_number().message_hexadecimal());
     const std::optional<std::uint32_t> entry = pmdb_.find(record.handle());
     if (!entry) record.fail("has no key list, and its handle is no key of the node");
     pmdb_.set_visited(*entry);
   }
 
   void report_missing(const InterfaceRecord& record, const std::string& owner, const Integer& key) {
-    const Integer handle = handle_of(record);
+    const Integer handle = record.handle_number();
     static constexpr std::string_view kLabel = "\nMISSING";
     assign(for_log_, {kLabel, " PMDB Key ", key.message_hexadecimal(), " for ifh ",
                       handle.message_hexadecimal(), " in node ", nodename_});
