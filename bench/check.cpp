@@ -127,9 +127,10 @@ class Stopwatch : public Observer {
   Seconds slowest_worker_ ZORBEC_GUARDED_BY(mutex_){0};
 };
 
-// Uses as much memory in large pages as the dumps in /tmp will need, and gives it back, so that it
-// is free in this machine. A virtual machine's host may have taken back what was free, and time in
-// which it is fetched from there is not the check's.
+// Uses as much memory in large pages as the dumps that are in /tmp already will need, with half of
+// their size for what is noted of them, and gives it back, so that it is free in this machine. A
+// virtual machine's host may have taken back what was free, and time in which it is fetched from
+// there is not the check's.
 void warm_large_pages() {
   std::size_t bytes = 0;
   for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {

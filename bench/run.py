@@ -377,8 +377,11 @@ def keep_small_pages():
     for the host: a small run finds what the one before has left, a large one does not. Here a page of
     each block is held, so that the rest, free for all, is not reported. Large pages are such blocks;
     the check, which alone asks for some, sees to them before its time begins."""
-    area = mmap.mmap(-1, KEPT_BYTES,
-                     flags=mmap.MAP_PRIVATE | mmap.MAP_ANONYMOUS | mmap.MAP_POPULATE)
+    area = mmap.mmap(-1, KEPT_BYTES, flags=mmap.MAP_PRIVATE | mmap.MAP_ANONYMOUS)
+    # A large page of which a part is given back stays whole.
+    area.madvise(mmap.MADV_NOHUGEPAGE)
+    for page in range(0, KEPT_BYTES, mmap.PAGESIZE):
+        area[page] = 0
     for block in range(0, KEPT_BYTES, KEPT_BLOCK):
         area.madvise(mmap.MADV_DONTNEED, block + mmap.PAGESIZE, KEPT_BLOCK - mmap.PAGESIZE)
     return area
