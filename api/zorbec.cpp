@@ -5,10 +5,11 @@
 #include <exception>
 #include <string>
 
-#include "run/log_stream.h"
-#include "run/mutex.h"
+#include "base/log_stream.h"
+#include "base/mutex.h"
+#include "context/run_state.h"
+#include "context/this_machine.h"
 #include "run/run_driver.h"
-#include "run/run_state.h"
 
 namespace {
 
@@ -28,7 +29,7 @@ void* zorbec_init() {
     if (zorbec::run_state_is_up()) {
       zorbec::report_error({"zorbec_init: the checker is up already"});
     } else {
-      zorbec::bring_up_run_state();
+      zorbec::bring_up_run_state(zorbec::this_machine());
     }
     return &zorbec::run_state();
   } catch (const std::exception& error) {

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "run/command_runner.h"
-#include "run/error.h"
-#include "run/files.h"
+#include "base/error.h"
+#include "base/files.h"
+#include "context/execute.h"
 
 namespace zorbec {
 namespace {

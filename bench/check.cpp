@@ -19,11 +19,11 @@
 #include <variant>
 #include <vector>
 
-#include "run/large_pages.h"
-#include "run/mutex.h"
-#include "run/observer.h"
+#include "base/huge_pages.h"
+#include "base/mutex.h"
+#include "context/observer.h"
+#include "context/run_state.h"
 #include "run/run_driver.h"
-#include "run/run_state.h"
 
 namespace zorbec {
 namespace {
@@ -127,7 +127,7 @@ class Stopwatch : public Observer {
   Seconds slowest_worker_ ZORBEC_GUARDED_BY(mutex_){0};
 };
 
-// Uses as much memory in large pages as the dumps that are in /tmp already will need, with half of
+// Uses as much memory in huge pages as the dumps that are in /tmp already will need, with half of
 // their size for what is noted of them, and gives it back, so that it is free in this machine. A
 // virtual machine's host may have taken back what was free, and time in which it is fetched from
 // there is not the check's.
@@ -136,7 +136,7 @@ void warm_large_pages() {
   for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {
     if (entry.path().extension() == ".dat") bytes += entry.file_size();
   }
-  const std::vector<char, LargePages<char>> touched(bytes + bytes / 2);
+  const std::vector<char, HugePages<char>> touched(bytes + bytes / 2);
 }
 
 int run(const std::string& report, std::uint32_t mode, bool watched) {

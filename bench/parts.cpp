@@ -19,17 +19,18 @@
 #include <string_view>
 #include <vector>
 
+#include "base/files.h"
+#include "base/log_stream.h"
+#include "context/execute.h"
+#include "context/paths.h"
+#include "context/run_state.h"
+#include "context/this_machine.h"
+#include "json/load.h"
 #include "keys/interface_truth.h"
 #include "keys/key_encoding.h"
 #include "platform/platform_probes.h"
-#include "run/command_runner.h"
-#include "run/dump_tables.h"
-#include "run/files.h"
-#include "run/json_document.h"
-#include "run/log_stream.h"
-#include "run/paths.h"
-#include "run/run_state.h"
-#include "run/table_rendering.h"
+#include "tables/dump_tables.h"
+#include "tables/table_rendering.h"
 #include "verify/interface_verification.h"
 
 namespace zorbec {
@@ -44,7 +45,7 @@ std::string dump_path(const std::string& name) {
 }
 
 FileText dump(const std::string& name) {
-  return read_file(dump_path(name), JsonDocument::kMostBytes);
+  return read_file(dump_path(name), kMostJsonBytes);
 }
 
 // Loads what the node reports; no keys are derived yet.
@@ -59,7 +60,7 @@ void load_interfaces() {
       {"pidb_gre_intf", &state.pidb_gre_ifh},
   }};
   for (const auto& [name, table] : tables) {
-    table->set(kNode, InterfaceTable(name, JsonDocument(dump(name))));
+    table->set(kNode, InterfaceTable(name, load_json(dump(name))));
   }
 }
 
@@ -81,7 +82,7 @@ BENCHMARK(encode_keys);
 
 void load(benchmark::State& state, const char* name) {
   for ([[maybe_unused]] const auto turn : state) {
-    benchmark::DoNotOptimize(JsonDocument(dump(name)));
+    benchmark::DoNotOptimize(load_json(dump(name)));
   }
   const auto bytes = static_cast<std::int64_t>(file_size(dump_path(name)));
   state.SetBytesProcessed(state.iterations() * bytes);
@@ -106,7 +107,7 @@ void compare(benchmark::State& state) {
   load_interfaces();
   construct_pidb_truth_db(kNode);
   const InterfaceTables& tables = run_state().pidb_physical_subifh;
-  PmdbTable pmdb("pmdb", JsonDocument(dump("pmdb")));
+  PmdbTable pmdb("pmdb", load_json(dump("pmdb")));
   for ([[maybe_unused]] const auto turn : state) {
     if (verify_intf_specific(tables, pmdb, log, kNode) != 0)
       state.SkipWithError("a key is missing");
@@ -144,7 +145,7 @@ void render_interfaces(benchmark::State& state) {
 BENCHMARK(render_interfaces)->Unit(benchmark::kMillisecond);
 
 void render_keys(benchmark::State& state) {
-  const PmdbTable pmdb("keys", JsonDocument(dump("pmdb")));
+  const PmdbTable pmdb("keys", load_json(dump("pmdb")));
   std::size_t bytes = 0;
   for ([[maybe_unused]] const auto turn : state) {
     render(pmdb, [&](std::string_view piece) { bytes += piece.size(); });
@@ -214,7 +215,7 @@ BENCHMARK(run_spawned)
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  zorbec::bring_up_run_state();
+  zorbec::bring_up_run_state(zorbec::this_machine());
   // A model on which no command is run for keys; those of slot 0 are the same on all models.
   zorbec::run_state().router = zorbec::kModelK310x;
   zorbec::run_state().db_file.set(

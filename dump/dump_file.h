@@ -4,10 +4,11 @@
 #include <string>
 #include <string_view>
 
+#include "base/files.h"
+#include "context/observer.h"
+#include "context/tell.h"
 #include "keys/dump_content.h"
-#include "run/dump_tables.h"
-#include "run/files.h"
-#include "run/observer.h"
+#include "tables/dump_tables.h"
 
 namespace zorbec {
 
@@ -30,15 +31,16 @@ JsonDocument parse_dump(const std::string& path);
 template <typename T>
 void load_dump(NodeTable<T>& table, const std::string& nodename, const std::string& path,
                std::optional<InterfaceClass> intf_class = std::nullopt) {
-  const std::size_t bytes = file_size(path);
+  const std::size_t bytes = run_state().files().size(path);
   DumpContent content;
   if (bytes != 0) {
     table.set(nodename, T(path));
     const T& loaded = table.set(nodename, T(path, parse_dump(path)));
-    if (the_observer() != nullptr) content = look_into(loaded, intf_class);
+    if (is_watched()) content = look_into(loaded, intf_class);
   }
   tell([&] {
-    return event::DumpLoaded{nodename, intf_class, path, bytes, modification_time(path), content};
+    return event::DumpLoaded{
+        nodename, intf_class, path, bytes, run_state().files().modification_time(path), content};
   });
 }
 

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "run/log_stream.h"
-#include "run/node_record.h"
+#include "base/log_stream.h"
+#include "tables/node_record.h"
 
 namespace zorbec {
 

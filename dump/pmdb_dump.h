@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "run/log_stream.h"
+#include "base/log_stream.h"
 
 namespace zorbec {
 

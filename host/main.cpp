@@ -4,12 +4,11 @@
 #include <csignal>
 #include <exception>
 
+#include "base/log_stream.h"
 #include "host/command_line.h"
-#include "run/log_stream.h"
+#include "host/report/exit_code.h"
 
 namespace {
-
-constexpr int kFailed = 3;
 
 // Whoever started us may have closed standard streams: the next file that is opened would be taken
 // for one.
@@ -28,9 +27,9 @@ int main(int argc, char** argv) {
   // Ignored, it would keep how commands end from us.
   std::signal(SIGCHLD, SIG_DFL);
   try {
-    return zorbec::run_command_line(argc, argv);
+    return static_cast<int>(zorbec::run_command_line(argc, argv));
   } catch (const std::exception& error) {
     zorbec::report_error({error.what()});
-    return kFailed;
+    return static_cast<int>(zorbec::ExitCode::kNotCarriedOut);
   }
 }

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
-#include "run/json_document.h"
+#include "json/document.h"
 
 namespace zorbec {
 namespace {
@@ -16,24 +17,40 @@ enum class FieldKind { kNumber, kNumberOrText, kFlag };
 struct Field {
   std::string_view name;
   FieldKind kind;
-  std::array<bool, 6> in_class;  // in the order of InterfaceClass
 };
+using Fields = std::span<const Field>;
 
-constexpr std::array<Field, 12> kFields = {{
-    //                                            port  subif bundle subif bvi    gre
-    {"rif", FieldKind::kNumber, {true, true, true, true, true, false}},
-    {"lif", FieldKind::kNumber, {true, true, true, true, true, false}},
-    {"slot", FieldKind::kNumberOrText, {true, true, true, true, true, false}},
-    {"ssp", FieldKind::kNumberOrText, {true, true, true, true, true, false}},
-    {"is_l2", FieldKind::kFlag, {true, true, true, true, false, false}},
-    {"is_member", FieldKind::kFlag, {true, false, false, false, false, false}},
-    {"bundle_ifh", FieldKind::kNumberOrText, {true, false, false, false, false, false}},
-    {"memid", FieldKind::kNumberOrText, {true, false, false, false, false, false}},
-    {"lagid", FieldKind::kNumberOrText, {true, false, false, false, false, false}},
-    {"parent_ifh", FieldKind::kNumberOrText, {false, true, false, true, false, false}},
-    {"erif", FieldKind::kNumberOrText, {false, false, false, false, false, true}},
-    {"drif", FieldKind::kNumberOrText, {false, false, false, false, false, true}},
-}};
+constexpr Field kRif{"rif", FieldKind::kNumber};
+constexpr Field kLif{"lif", FieldKind::kNumber};
+constexpr Field kSlot{"slot", FieldKind::kNumberOrText};
+constexpr Field kSsp{"ssp", FieldKind::kNumberOrText};
+constexpr Field kIsL2{"is_l2", FieldKind::kFlag};
+constexpr Field kParent{"parent_ifh", FieldKind::kNumberOrText};
+
+constexpr Field kPortFields[] = {kRif,
+                                 kLif,
+                                 kSlot,
+                                 kSsp,
+                                 kIsL2,
+                                 {"is_member", FieldKind::kFlag},
+                                 {"bundle_ifh", FieldKind::kNumberOrText},
+                                 {"memid", FieldKind::kNumberOrText},
+                                 {"lagid", FieldKind::kNumberOrText}};
+constexpr Field kSubifFields[] = {kRif, kLif, kSlot, kSsp, kIsL2, kParent};
+constexpr Field kBundleFields[] = {kRif, kLif, kSlot, kSsp, kIsL2};
+constexpr Field kBviFields[] = {kRif, kLif, kSlot, kSsp};
+constexpr Field kGreFields[] = {{"erif", FieldKind::kNumberOrText},
+                                {"drif", FieldKind::kNumberOrText}};
+
+// The fields that the rules for a class's keys read.
+constexpr EnumTable<InterfaceClass, Fields> kFields({
+    {InterfaceClass::kPhysical, kPortFields},
+    {InterfaceClass::kPhysicalSubif, kSubifFields},
+    {InterfaceClass::kBundle, kBundleFields},
+    {InterfaceClass::kBundleSubif, kSubifFields},
+    {InterfaceClass::kBvi, kBviFields},
+    {InterfaceClass::kGre, kGreFields},
+});
 
 constexpr std::array<std::string_view, 2> kAddedToInterfaces = {"key_list", "subiflist"};
 
@@ -61,8 +78,7 @@ bool is_as_written(const JsonValue& value, FieldKind kind) {
 // one is needed, the check fails at it.
 std::string oddity_of(const JsonValue& record, InterfaceClass intf_class) {
   if (!record.is_object()) return "is " + std::string(kind_name(record.kind())) + ", not a record";
-  for (const Field& field : kFields) {
-    if (!field.in_class[static_cast<std::size_t>(intf_class)]) continue;
+  for (const Field& field : kFields[intf_class]) {
     const std::optional<JsonValue> value = record.member(field.name);
     if (value && !is_as_written(*value, field.kind)) {
       return "has " + std::string(field.name) + " " + describe(*value);

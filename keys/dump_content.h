@@ -2,9 +2,9 @@
 
 #include <optional>
 
-#include "run/dump_tables.h"
-#include "run/interface_class.h"
-#include "run/observer.h"
+#include "context/observer.h"
+#include "tables/dump_tables.h"
+#include "tables/interface_class.h"
 
 namespace zorbec {
 

@@ -6,14 +6,14 @@
 #include <optional>
 #include <utility>
 
+#include "base/error.h"
+#include "base/log_stream.h"
+#include "context/run_state.h"
+#include "json/numbers.h"
 #include "keys/interface_records.h"
 #include "keys/key_encoding.h"
 #include "platform/platform_probes.h"
-#include "run/error.h"
-#include "run/json_numbers.h"
-#include "run/log_stream.h"
-#include "run/run_state.h"
-#include "run/table_rendering.h"
+#include "tables/table_rendering.h"
 
 namespace zorbec {
 namespace {
@@ -125,34 +125,42 @@ void construct_physical(const InterfaceRecord& record, KeyList keys, const std::
 void construct_key_db(InterfaceRecord key_inputs, std::string_view intftype,
                       std::string_view ifhvalue, const std::string& nodename) {
   const InterfaceRecord& record = key_inputs;
-  if (intftype != "gre") require_fields(record, {"rif", "lif", "ssp", "slot"});
+  const std::optional<InterfaceClass> intf_class = class_named(intftype);
+  if (intf_class != InterfaceClass::kGre) require_fields(record, {"rif", "lif", "ssp", "slot"});
 
   const std::optional<Integer> handle = Integer::from_decimal(ifhvalue);
   if (!handle) record.fail("has a handle that is not a decimal number");
   KeyList keys{*handle};
 
-  if (intftype == "bundle") {
-    keys.push_back(is(record, "is_l2", 1) ? layer2_key(record, 0) : layer3_key(record));
-  } else if (intftype == "bvi") {
-    const Integer port = get_rack_slot_ssp([&] { return number(record, "slot"); });
-    keys.push_back(layer2_key(record, port));
-    keys.push_back(layer3_key(record));
-  } else if (intftype == "gre") {
-    require_fields(record, {"erif", "drif"});
-    keys.push_back(number(record, "erif"));
-    keys.push_back(number(record, "drif"));
-  } else if (intftype == "bundle-subif") {
-    keys.push_back(bundle_subif_key(record));
-  } else if (intftype == "physical") {
-    construct_physical(record, std::move(keys), nodename);
-    return;
-  } else if (intftype == "physical-subif") {
-    require_fields(record, {"parent_ifh"});
-    const Integer port = get_rack_slot_ssp(nodename);
-    if (is(record, "is_l2", 0)) keys.push_back(layer3_key(record));
-    keys.push_back(layer2_key(record, port));
-  } else {
-    return;
+  if (!intf_class) return;
+  switch (*intf_class) {
+    case InterfaceClass::kBundle:
+      keys.push_back(is(record, "is_l2", 1) ? layer2_key(record, 0) : layer3_key(record));
+      break;
+    case InterfaceClass::kBvi: {
+      const Integer port = get_rack_slot_ssp([&] { return number(record, "slot"); });
+      keys.push_back(layer2_key(record, port));
+      keys.push_back(layer3_key(record));
+      break;
+    }
+    case InterfaceClass::kGre:
+      require_fields(record, {"erif", "drif"});
+      keys.push_back(number(record, "erif"));
+      keys.push_back(number(record, "drif"));
+      break;
+    case InterfaceClass::kBundleSubif:
+      keys.push_back(bundle_subif_key(record));
+      break;
+    case InterfaceClass::kPhysical:
+      construct_physical(record, std::move(keys), nodename);
+      return;
+    case InterfaceClass::kPhysicalSubif: {
+      require_fields(record, {"parent_ifh"});
+      const Integer port = get_rack_slot_ssp(nodename);
+      if (is(record, "is_l2", 0)) keys.push_back(layer3_key(record));
+      keys.push_back(layer2_key(record, port));
+      break;
+    }
   }
   record.additions().key_list = std::move(keys);
 }

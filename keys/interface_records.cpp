@@ -2,8 +2,8 @@
 
 #include <optional>
 
+#include "base/error.h"
 #include "keys/key_encoding.h"
-#include "run/error.h"
 
 namespace zorbec {
 namespace {

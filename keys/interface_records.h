@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "run/dump_tables.h"
+#include "tables/dump_tables.h"
 
 namespace zorbec {
 

@@ -1,15 +1,23 @@
 #include "keys/interface_truth.h"
 
+#include <array>
 #include <memory>
 #include <string_view>
 
+#include "context/run_state.h"
+#include "json/numbers.h"
 #include "keys/expected_keys.h"
 #include "keys/interface_records.h"
-#include "run/json_numbers.h"
-#include "run/run_state.h"
 
 namespace zorbec {
 namespace {
+
+// The order in which classes get their keys. Bundles first: their members, which are physical
+// ports, add to the lists made for them.
+constexpr std::array kOrder = {InterfaceClass::kBundle,   InterfaceClass::kBundleSubif,
+                               InterfaceClass::kPhysical, InterfaceClass::kPhysicalSubif,
+                               InterfaceClass::kBvi,      InterfaceClass::kGre};
+static_assert(kOrder.size() == kEnumCount<InterfaceClass>, "each class has its turn");
 
 // Lists a sub-interface in its bundle. One whose parent is 0 belongs to no bundle.
 void link_to_bundle(const InterfaceRecord& subif, const std::string& nodename) {
@@ -32,24 +40,17 @@ void construct_pidb_truth_db(const std::string& nodename) {
 
 void construct_pidb_truth_db(const std::string& nodename,
                              const std::function<void(const CheckError&)>& failed) {
-  const RunState& state = run_state();
-  const auto construct_class = [&](const InterfaceTables& tables, std::string_view intftype) {
-    for_each_interface(tables, nodename, [&](const InterfaceRecord& record) {
-      try {
-        if (intftype == "bundle-subif") link_to_bundle(record, nodename);
-        construct_key_db(record, intftype, record.handle(), nodename);
-      } catch (const CheckError& error) {
-        failed(error);
-      }
-    });
-  };
-  // Bundles first: their members, which are physical ports, add to the lists made here.
-  construct_class(state.pidb_bundle_ifh, "bundle");
-  construct_class(state.pidb_bundle_subifh, "bundle-subif");
-  construct_class(state.pidb_physical_ifh, "physical");
-  construct_class(state.pidb_physical_subifh, "physical-subif");
-  construct_class(state.pidb_bvi_ifh, "bvi");
-  construct_class(state.pidb_gre_ifh, "gre");
+  for (const InterfaceClass intf_class : kOrder) {
+    for_each_interface(
+        run_state().interfaces(intf_class), nodename, [&](const InterfaceRecord& record) {
+          try {
+            if (intf_class == InterfaceClass::kBundleSubif) link_to_bundle(record, nodename);
+            construct_key_db(record, class_name(intf_class), record.handle(), nodename);
+          } catch (const CheckError& error) {
+            failed(error);
+          }
+        });
+  }
 }
 
 }  // namespace zorbec

@@ -3,7 +3,7 @@
 #include <functional>
 #include <string>
 
-#include "run/error.h"
+#include "base/error.h"
 
 namespace zorbec {
 

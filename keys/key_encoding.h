@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-#include "run/integer.h"
+#include "base/integer.h"
 
 namespace zorbec {
 

@@ -8,13 +8,13 @@
 #include <utility>
 #include <vector>
 
+#include "base/error.h"
+#include "base/log_stream.h"
+#include "base/ordered_map.h"
+#include "context/run_state.h"
+#include "json/numbers.h"
+#include "json/writer.h"
 #include "keys/interface_records.h"
-#include "run/error.h"
-#include "run/json_numbers.h"
-#include "run/json_writer.h"
-#include "run/log_stream.h"
-#include "run/ordered_map.h"
-#include "run/run_state.h"
 
 namespace zorbec {
 namespace {
@@ -45,9 +45,11 @@ FieldValue field_value(const InterfaceRecord& record, const JsonValue& value) {
     case JsonKind::kInteger:
     case JsonKind::kReal:
       return {std::string(value.text()), comparable_number(value)};
-    default:
-      record.fail("holds " + describe(value) + ", which no value can be compared with");
+    case JsonKind::kArray:
+    case JsonKind::kObject:
+      break;
   }
+  record.fail("holds " + describe(value) + ", which no value can be compared with");
 }
 
 // What one node reports of a bundle, at the moment of the comparison: marks that are set later do

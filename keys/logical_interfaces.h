@@ -1,6 +1,6 @@
 #pragma once
 
-#include "run/node_record.h"
+#include "tables/node_record.h"
 
 namespace zorbec {
 

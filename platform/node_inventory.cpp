@@ -4,11 +4,12 @@
 #include <string_view>
 #include <vector>
 
+#include "base/text_lines.h"
+#include "context/execute.h"
+#include "context/observer.h"
+#include "context/run_state.h"
+#include "context/tell.h"
 #include "platform/platform_probes.h"
-#include "run/command_runner.h"
-#include "run/observer.h"
-#include "run/run_state.h"
-#include "run/text_lines.h"
 
 namespace zorbec {
 namespace {

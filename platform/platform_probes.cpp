@@ -6,11 +6,12 @@
 #include <optional>
 #include <system_error>
 
-#include "run/command_runner.h"
-#include "run/error.h"
-#include "run/observer.h"
-#include "run/run_state.h"
-#include "run/text_lines.h"
+#include "base/error.h"
+#include "base/text_lines.h"
+#include "context/execute.h"
+#include "context/observer.h"
+#include "context/run_state.h"
+#include "context/tell.h"
 
 namespace zorbec {
 namespace {
@@ -29,8 +30,6 @@ constexpr std::array<Model, 8> kModels = {{{"KVR-7700", 3},
                                            {"KVR-78Q4", kModelKvr78q4},
                                            {"DDC", kModelDdc},
                                            {"T4400-61QX-M2", 6}}};
-constexpr int kUnknownModel = 1;
-
 constexpr int kSlotMask = 63;
 
 // What stands before the word "processor" on the first line that has something before it.
@@ -46,7 +45,7 @@ int model_code(std::string_view model) {
   const auto* const known = std::ranges::find_if(kModels, [&](const Model& candidate) {
     return model.find(candidate.text) != std::string_view::npos;
   });
-  return known == kModels.end() ? kUnknownModel : known->code;
+  return known == kModels.end() ? kModelUnknown : known->code;
 }
 
 bool has_one_switching_processor(int code) {
@@ -79,7 +78,7 @@ Integer get_rack_slot_ssp(const std::function<Integer()>& read_slot) {
 
 double get_node_uptime(const std::string& nodeip) {
   const std::string command = "ssh  -o 'StrictHostKeyChecking=no ' " + nodeip + " cat /proc/uptime";
-  const std::string output = execute(command);
+  const std::string output = execute(command, "0", nodeip);
   const std::string_view text(output);
   const std::size_t begin = std::min(text.find_first_not_of(kWhitespace), text.size());
   const std::string_view first = split_at_whitespace(text.substr(begin)).front();

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "run/integer.h"
+#include "base/integer.h"
 
 namespace zorbec {
 
@@ -12,6 +12,8 @@ namespace zorbec {
 // be read, and what execute() throws. Safe from any thread.
 
 // Router model codes that more than one place asks for.
+inline constexpr int kModelUnknown =
+    1;  // a banner without a known name: taken for a standard model
 inline constexpr int kModelKvr330 = 2;
 inline constexpr int kModelK310 = 5;
 inline constexpr int kModelKvr78q4 = 7;

@@ -12,19 +12,21 @@
 #include <utility>
 #include <vector>
 
+#include "base/error.h"
+#include "base/files.h"
+#include "base/log_stream.h"
+#include "context/observer.h"
+#include "context/paths.h"
+#include "context/run_state.h"
+#include "context/tell.h"
 #include "dump/dump_task.h"
 #include "platform/node_inventory.h"
 #include "platform/platform_probes.h"
-#include "run/error.h"
-#include "run/files.h"
-#include "run/log_stream.h"
-#include "run/observer.h"
-#include "run/paths.h"
-#include "run/run_state.h"
 #include "run/worker.h"
 #include "verify/interface_verification.h"
 #include "verify/multicast_dumps.h"
 #include "verify/multicast_verification.h"
+#include "verify/shared_truth.h"
 
 namespace zorbec {
 namespace {
@@ -51,8 +53,9 @@ class ClosedStreams {
 };
 
 std::shared_ptr<LogStream> open_log(const std::string& path) {
-  auto log = std::make_shared<LogStream>(path);
-  run_state().dl_fd.set(log);
+  RunState& state = run_state();
+  auto log = std::make_shared<LogStream>(path, state.files().create_fresh(path));
+  state.dl_fd.set(log);
   return log;
 }
 
@@ -104,30 +107,17 @@ void for_each_reachable(const NodeInfo& nodes, Start start) {
   }
 }
 
-// What verification workers share was made of tables that may change now.
-void forget_shared(RunState& state) {
-  state.expected_index.clear();
-  for (SharedRendering* const rendering :
-       {&state.physical_rendering, &state.physical_sub_rendering, &state.bundle_rendering,
-        &state.bundle_sub_rendering, &state.bvi_rendering, &state.gre_rendering}) {
-    rendering->clear();
-  }
-}
-
 // The tables keep their nodes in this order, whichever is loaded first.
 void declare_node(RunState& state, const std::string& node) {
   state.pmdb_keys.declare(node);
-  for (InterfaceTables* const tables :
-       {&state.pidb_physical_ifh, &state.pidb_physical_subifh, &state.pidb_bundle_ifh,
-        &state.pidb_bundle_subifh, &state.pidb_bvi_ifh, &state.pidb_gre_ifh}) {
-    tables->declare(node);
+  for (const InterfaceClass intf_class : kEnumerators<InterfaceClass>) {
+    state.interfaces(intf_class).declare(node);
   }
 }
 
 void check_interfaces(const NodeInfo& nodes) {
   RunState& state = run_state();
   for (const auto& [node, record] : nodes) declare_node(state, node);
-  forget_shared(state);
 
   Phase dump(event::Phase::kDump, "\nThread : ", "\nwaiting for pid ");
   for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr& record) {
@@ -137,13 +127,13 @@ void check_interfaces(const NodeInfo& nodes) {
   dump.join();
 
   // From here on the truth tables no longer change.
+  SharedTruth truth;
   Phase verification(event::Phase::kVerification, "\nVerify Thread : ", "\nWaiting for pid ");
   for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr&) {
     verification.start(open_log(paths::node_log(node)), node, "verify",
-                       [node](LogStream& log) { verify(node, log); });
+                       [node, &truth](LogStream& log) { verify(node, log, truth); });
   });
   verification.join();
-  forget_shared(state);
 }
 
 // While a phase runs in which route processors report their tunnel RIFs. If the main thread fails
@@ -191,15 +181,8 @@ void check_multicast(const NodeInfo& nodes) {
   verification.join();
 }
 
-void remove_stale_gre_dump() {
-  if (::unlink(paths::kStaleGreDump) != 0 && errno != ENOENT) {
-    throw_errno("unlink", paths::kStaleGreDump);
-  }
-}
-
 // Once a process has threads, each of them that needs more room in the table of descriptors waits
-// until the kernel has seen all processors switch. Where the host may have no more, it goes
-// without.
+// for an RCU grace period. Where the host may have no more, it goes without.
 void make_room_for_descriptors(const UniqueFd& any, std::size_t nodes) {
   constexpr std::size_t kShared = 64;
   constexpr std::size_t kOfAWorker = 4;  // its log, a command's output, a dump, and one to spare
@@ -211,7 +194,7 @@ void run(std::uint32_t mode) {
   tell([&] { return event::RunStarted{mode}; });
   const ClosedStreams closed_streams;
   RunState& state = run_state();
-  state.db_file.set(std::make_shared<UniqueFd>(create_fresh_file(paths::kCommandErrors)));
+  state.db_file.set(std::make_shared<UniqueFd>(state.files().create_fresh(paths::kCommandErrors)));
   state.router = get_router_type();
   tell([&] { return event::RouterProbed{state.router}; });
   nodeinfo_init();
@@ -219,7 +202,7 @@ void run(std::uint32_t mode) {
   tell([&] { return event::NodesListed{nodes}; });
   make_room_for_descriptors(*state.db_file.get(), nodes.size());
   open_log(paths::kFirstLog);
-  remove_stale_gre_dump();
+  state.files().remove(paths::kStaleGreDump);
   if (mode == 0) {
     check_interfaces(nodes);
   } else {

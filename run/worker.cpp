@@ -7,7 +7,8 @@
 #include <system_error>
 #include <utility>
 
-#include "run/observer.h"
+#include "context/observer.h"
+#include "context/tell.h"
 
 namespace zorbec {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "run/log_stream.h"
+#include "base/log_stream.h"
 
 namespace zorbec {
 

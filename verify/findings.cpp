@@ -5,7 +5,7 @@
 #include <exception>
 #include <utility>
 
-#include "run/run_state.h"
+#include "context/run_state.h"
 
 namespace zorbec {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "run/log_stream.h"
+#include "base/log_stream.h"
 
 namespace zorbec {
 

@@ -1,7 +1,5 @@
 #include "verify/interface_verification.h"
 
-#include <algorithm>
-#include <array>
 #include <cstddef>
 #include <initializer_list>
 #include <memory>
@@ -9,44 +7,21 @@
 #include <string>
 #include <string_view>
 
+#include "base/integer.h"
+#include "context/observer.h"
+#include "context/run_state.h"
+#include "context/tell.h"
 #include "keys/interface_records.h"
-#include "run/expected_index.h"
-#include "run/integer.h"
-#include "run/interface_class.h"
-#include "run/observer.h"
-#include "run/run_state.h"
-#include "run/table_rendering.h"
+#include "tables/interface_class.h"
+#include "tables/table_rendering.h"
+#include "verify/expected_index.h"
 #include "verify/findings.h"
+#include "verify/key_matching.h"
 #include "verify/leak_check.h"
+#include "verify/shared_truth.h"
 
 namespace zorbec {
 namespace {
-
-struct ClassSection {
-  InterfaceClass intf_class;
-  std::string_view heading;
-  std::string_view table_label;
-  InterfaceTables RunState::*table;
-  SharedRendering RunState::*rendering;
-  std::string_view result_label;
-};
-
-constexpr std::array<ClassSection, 6> kSections = {{
-    {InterfaceClass::kPhysical, "\nphysical intf verification\n", "pidb_physical_ifh is :\n",
-     &RunState::pidb_physical_ifh, &RunState::physical_rendering, "\n Physical intf Result is : "},
-    {InterfaceClass::kPhysicalSubif, "\nphysical sub intf verification\n",
-     "pidb_physical_subifh is :\n", &RunState::pidb_physical_subifh,
-     &RunState::physical_sub_rendering, "\nPhysical sub intf Result is : "},
-    {InterfaceClass::kBundle, "\nbundle intf verification\n", "pidb_bundle_ifh is :\n",
-     &RunState::pidb_bundle_ifh, &RunState::bundle_rendering, "\nBundle intf Result is : "},
-    // Labelled like the bundle result on purpose: readers of the log know it under this label.
-    {InterfaceClass::kBundleSubif, "\nbundle sub intf verification\n", "pidb_bundle_subifh is :\n",
-     &RunState::pidb_bundle_subifh, &RunState::bundle_sub_rendering, "\nBundle intf Result is : "},
-    {InterfaceClass::kBvi, "\nbvi intf verification\n", "pidb_bvi_ifh is :\n",
-     &RunState::pidb_bvi_ifh, &RunState::bvi_rendering, "\nBVI intf Result is : "},
-    {InterfaceClass::kGre, "\ngre intf verification\n", "pidb_gre_ifh is :\n",
-     &RunState::pidb_gre_ifh, &RunState::gre_rendering, "\nGRE intf Result is : "},
-}};
 
 void write_key_map(const PmdbTable& pmdb, LogStream& log) {
   log.write("\npmdb_dict is :\n");
@@ -61,22 +36,28 @@ void assign(std::string& text, std::initializer_list<std::string_view> pieces) {
 // The comparison of one class with one node's keys.
 class ClassComparison {
  public:
-  // All outlive this.
-  ClassComparison(PmdbTable& pmdb, LogStream& log, const std::string& nodename)
-      : pmdb_(pmdb), log_(log), nodename_(nodename), findings_(nodename, log) {}
+  // All outlive this. `matching` is of the same keys; null: they were not matched with an index.
+  ClassComparison(PmdbTable& pmdb, KeyMatching* matching, LogStream& log,
+                  const std::string& nodename)
+      : pmdb_(pmdb),
+        matching_(matching),
+        log_(log),
+        nodename_(nodename),
+        findings_(nodename, log) {}
 
   // Looks up all that one interface expects. `owner` is the node that reports it.
   void look_up(const InterfaceRecord& record, const std::string& owner) {
     const bool has_keys = for_each_expected_key(record, [&](const Integer& key) {
-      const std::optional<std::uint32_t> entry = pmdb_.find(key);
+      const std::optional<std::uint32_t> entry = find(key);
       if (entry) pmdb_.set_visited(*entry);
       count(entry.has_value(), [&] { report_missing(record, owner, key); });
     });
     if (!has_keys) claim_by_handle(record);
   }
 
-  // The same for one key of the index.
-  void claim(const ExpectedIndex& index, const ExpectedIndex::Expected& expected) {
+  // The same for one key of the index, which the keys were matched with and can be claimed by.
+  void claim(const ExpectedIndex::Expected& expected) {
+    const ExpectedIndex& index = matching_->index();
     const auto& reporter = index.owner(expected.owner);
     const std::string& owner = reporter.first;
     // Most keys are there, and need no look at their interface.
@@ -84,7 +65,7 @@ class ClassComparison {
     if (expected.number == ExpectedIndex::kNoKey) {
       look_up(record(), owner);
     } else {
-      count(pmdb_.claim(expected.number),
+      count(matching_->claim(expected.number),
             [&] { report_missing(record(), owner, Integer(index.key(expected.number))); });
     }
   }
@@ -108,7 +89,7 @@ class ClassComparison {
   // An interface that expects no keys of its own claims the entry that is named like its handle.
   void claim_by_handle(const InterfaceRecord& record) {
     log_.write("\nERROR: Key_list not present " + record.handle_number().message_hexadecimal());
-    const std::optional<std::uint32_t> entry = pmdb_.find(record.handle());
+    const std::optional<std::uint32_t> entry = find(record.handle());
     if (!entry) record.fail("has no key list, and its handle is no key of the node");
     pmdb_.set_visited(*entry);
   }
@@ -126,7 +107,14 @@ class ClassComparison {
     findings_.report(for_operator_, for_log_);
   }
 
+  // A key, or the name of an entry.
+  template <typename Key>
+  std::optional<std::uint32_t> find(const Key& key) const {
+    return matching_ != nullptr ? matching_->find(key) : pmdb_.find(key);
+  }
+
   PmdbTable& pmdb_;
+  KeyMatching* const matching_;
   LogStream& log_;
   const std::string& nodename_;
   Findings findings_;
@@ -137,55 +125,40 @@ class ClassComparison {
   std::size_t missing_ = 0;
 };
 
-// What all nodes are compared with.
-ExpectedIndex make_expected_index(const RunState& state) {
-  std::array<const InterfaceTables*, kSections.size()> tables{};
-  std::ranges::transform(kSections, tables.begin(),
-                         [&](const ClassSection& section) { return &(state.*section.table); });
-  return ExpectedIndex(tables);
+// Goes through all interfaces of the class one by one: the plain way, which takes any table.
+int look_up_all(const InterfaceTables& pidb_dict, ClassComparison& comparison) {
+  // All nodes' interfaces: every node's hardware has to know every interface of the router.
+  for (const auto& [node, table] : pidb_dict.nodes()) {
+    table->require_object();
+    for (std::uint32_t number = 0; number < table->document.size(); ++number) {
+      comparison.look_up(InterfaceRecord(*table, number), node);
+    }
+  }
+  return comparison.conclude();
 }
 
-// Makes what all nodes share as far as no other node's worker makes it: all of them begin at the
-// same time, and would otherwise wait for one of them at each table in turn.
-void make_shared_ahead(RunState& state) {
-  state.expected_index.make_ahead([&] { return make_expected_index(state); });
-  for (const ClassSection& section : kSections) {
-    (state.*section.rendering).make_ahead(state.*section.table);
+// Compares one class. If the index tells all that the class expects, each key costs one look into
+// the matching; findings come in the same order as from look_up_all().
+int compare_class(InterfaceClass intf_class, PmdbTable& pmdb, KeyMatching& matching, LogStream& log,
+                  const std::string& nodename) {
+  ClassComparison comparison(pmdb, &matching, log, nodename);
+  const ExpectedIndex::Class& expected = matching.index().of(intf_class);
+  if (!expected.is_complete || !matching.can_claim()) {
+    return look_up_all(run_state().interfaces(intf_class), comparison);
   }
+  for (const ExpectedIndex::Expected& key : expected.keys) comparison.claim(key);
+  return comparison.conclude();
 }
-
-// A node's keys, matched with the index for as long as it lives.
-class Matching {
- public:
-  Matching(PmdbTable& pmdb, std::shared_ptr<const ExpectedIndex> index)
-      : pmdb_(pmdb), index_(index) {
-    pmdb_.match(std::move(index));
-  }
-  ~Matching() { pmdb_.forget_match(); }
-  Matching(const Matching&) = delete;
-  Matching& operator=(const Matching&) = delete;
-
-  // Claims all that a class expects and reports what is missing, like verify_intf_specific() and in
-  // the same order. Nothing, and nothing is done, if the interfaces have to be gone through.
-  std::optional<int> verify(InterfaceClass intf_class, LogStream& log,
-                            const std::string& nodename) {
-    const ExpectedIndex::Class& expected = index_->of(intf_class);
-    if (!expected.is_complete || !pmdb_.can_claim()) return std::nullopt;
-    ClassComparison comparison(pmdb_, log, nodename);
-    for (const ExpectedIndex::Expected& key : expected.keys) comparison.claim(*index_, key);
-    return comparison.conclude();
-  }
-
- private:
-  PmdbTable& pmdb_;
-  const std::shared_ptr<const ExpectedIndex> index_;
-};
 
 }  // namespace
 
 void verify(const std::string& nodename, LogStream& dl_fd) {
-  RunState& state = run_state();
-  PmdbTable* const pmdb_dict = state.pmdb_keys.find(nodename);
+  SharedTruth own_truth;
+  verify(nodename, dl_fd, own_truth);
+}
+
+void verify(const std::string& nodename, LogStream& dl_fd, SharedTruth& truth) {
+  PmdbTable* const pmdb_dict = run_state().pmdb_keys.find(nodename);
   if (pmdb_dict == nullptr) {
     dl_fd.write("\nERROR: PMDB Dictionary is empty for " + nodename);
     return;
@@ -196,22 +169,18 @@ void verify(const std::string& nodename, LogStream& dl_fd) {
     dl_fd.write(std::string(label) + std::to_string(result));
     if (overall == 0) overall = result;
   };
-  make_shared_ahead(state);
-  Matching matching(*pmdb_dict,
-                    state.expected_index.get([&] { return make_expected_index(state); }));
-  for (const ClassSection& section : kSections) {
-    tell([&] {
-      return event::StepStarted{nodename, event::Step::kComparison, section.intf_class};
-    });
-    const InterfaceTables& table = state.*section.table;
-    dl_fd.write(section.heading);
-    dl_fd.write(section.table_label);
-    dl_fd.write(*(state.*section.rendering).get(table));
+  truth.make_ahead();
+  const std::shared_ptr<const ExpectedIndex> index = truth.index();
+  KeyMatching matching(*pmdb_dict, *index);
+  for (const InterfaceClass intf_class : kEnumerators<InterfaceClass>) {
+    tell([&] { return event::StepStarted{nodename, event::Step::kComparison, intf_class}; });
+    const InterfaceClassRow& texts = kInterfaceClassTable[intf_class];
+    dl_fd.write(texts.heading);
+    dl_fd.write(texts.label);
+    dl_fd.write(*truth.rendering(intf_class));
     // Shown once, before anything in it is marked.
-    if (&section == &kSections.front()) write_key_map(*pmdb_dict, dl_fd);
-    std::optional<int> result = matching.verify(section.intf_class, dl_fd, nodename);
-    if (!result) result = verify_intf_specific(table, *pmdb_dict, dl_fd, nodename);
-    write_result(section.result_label, *result);
+    if (intf_class == kEnumerators<InterfaceClass>.front()) write_key_map(*pmdb_dict, dl_fd);
+    write_result(texts.result, compare_class(intf_class, *pmdb_dict, matching, dl_fd, nodename));
   }
   tell([&] { return event::StepStarted{nodename, event::Step::kLeaks, std::nullopt}; });
   dl_fd.write("\nChecking pmdb leaks: \n");
@@ -221,15 +190,8 @@ void verify(const std::string& nodename, LogStream& dl_fd) {
 
 int verify_intf_specific(const InterfaceTables& pidb_dict, PmdbTable& pmdb_dict, LogStream& dl_fd,
                          const std::string& nodename) {
-  ClassComparison comparison(pmdb_dict, dl_fd, nodename);
-  // All nodes' interfaces: every node's hardware has to know every interface of the router.
-  for (const auto& [node, table] : pidb_dict.nodes()) {
-    table->require_object();
-    for (std::uint32_t number = 0; number < table->document.size(); ++number) {
-      comparison.look_up(InterfaceRecord(*table, number), node);
-    }
-  }
-  return comparison.conclude();
+  ClassComparison comparison(pmdb_dict, nullptr, dl_fd, nodename);
+  return look_up_all(pidb_dict, comparison);
 }
 
 }  // namespace zorbec

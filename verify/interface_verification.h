@@ -2,10 +2,12 @@
 
 #include <string>
 
-#include "run/dump_tables.h"
-#include "run/log_stream.h"
+#include "base/log_stream.h"
+#include "tables/dump_tables.h"
 
 namespace zorbec {
+
+class SharedTruth;
 
 // The verdict on one node: compares the expected keys of all interfaces, class by class, with the
 // keys that the node's hardware holds, then looks for keys that no interface claimed. Headings,
@@ -13,6 +15,10 @@ namespace zorbec {
 //
 // A node without a key map gets one line in its log and nothing else. Throws CheckError where a
 // table cannot be read further; what was found before stays, what comes after is not checked.
+//
+// `truth` is shared with the workers of all other nodes; without one, what would be shared is made
+// for this node alone.
+void verify(const std::string& nodename, LogStream& dl_fd, SharedTruth& truth);
 void verify(const std::string& nodename, LogStream& dl_fd);
 
 // Compares one class: looks up every expected key of every node's interfaces in `pmdb_dict`, marks

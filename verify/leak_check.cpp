@@ -1,13 +1,15 @@
 #include "verify/leak_check.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <optional>
 
-#include "run/command_runner.h"
-#include "run/error.h"
-#include "run/integer.h"
-#include "run/observer.h"
-#include "run/text_lines.h"
+#include "base/error.h"
+#include "base/integer.h"
+#include "base/text_lines.h"
+#include "context/execute.h"
+#include "context/observer.h"
+#include "context/tell.h"
 #include "verify/findings.h"
 
 namespace zorbec {
@@ -29,12 +31,25 @@ bool is_plain_word(std::string_view text) {
   return true;
 }
 
+std::string question_about(std::string_view key) {
+  return "ifmgr_print database -i " + std::string(key) + " -l 0x2";
+}
+
+void announce_questions(const PmdbTable& pmdb) {
+  announce_commands([&](const CommandRunner::Visit& visit) {
+    for (std::uint32_t entry = 0; entry < pmdb.size(); ++entry) {
+      if (!pmdb.is_claimed(entry)) visit({question_about(pmdb.name(entry))});
+    }
+  });
+}
+
 }  // namespace
 
 int check_pmdb_leak(const PmdbTable& pmdb_dict, LogStream& dl_fd, const std::string& nodename) {
   pmdb_dict.require_object();
   event::LeaksChecked told{nodename, pmdb_dict.size()};
   Findings findings(nodename, dl_fd);
+  announce_questions(pmdb_dict);
   for (std::uint32_t entry = 0; entry < pmdb_dict.size(); ++entry) {
     if (pmdb_dict.is_visited(entry)) {
       if (!pmdb_dict.is_claimed(entry)) ++told.marked_in_dump;
@@ -63,7 +78,7 @@ int check_pmdb_leak(const PmdbTable& pmdb_dict, LogStream& dl_fd, const std::str
 }
 
 int check_if_bundle_without_member(std::string_view ifh) {
-  const std::string answer = execute("ifmgr_print database -i " + std::string(ifh) + " -l 0x2");
+  const std::string answer = execute(question_about(ifh));
   const auto lines = split_lines(answer);
   const bool names_bundle = std::ranges::any_of(lines, [](std::string_view line) {
     return line.find("Bundle-Ether") != std::string_view::npos;

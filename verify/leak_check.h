@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "run/dump_tables.h"
-#include "run/log_stream.h"
+#include "base/log_stream.h"
+#include "tables/dump_tables.h"
 
 namespace zorbec {
 

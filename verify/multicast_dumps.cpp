@@ -9,15 +9,16 @@
 #include <utility>
 #include <vector>
 
+#include "base/error.h"
+#include "base/files.h"
+#include "base/integer.h"
+#include "base/text_lines.h"
+#include "context/execute.h"
+#include "context/observer.h"
+#include "context/run_state.h"
+#include "context/tell.h"
 #include "platform/platform_probes.h"
-#include "run/command_runner.h"
-#include "run/error.h"
-#include "run/files.h"
-#include "run/integer.h"
-#include "run/multicast_tables.h"
-#include "run/observer.h"
-#include "run/run_state.h"
-#include "run/text_lines.h"
+#include "tables/multicast_tables.h"
 
 namespace zorbec {
 namespace {
@@ -98,7 +99,7 @@ class Collection {
     table_.store(address_, entries_);
     // Made anew between storing and rendering: of several nodes' files the one that is left then
     // shows every node that has come this far.
-    const UniqueFd file = create_fresh_file(path);
+    const UniqueFd file = run_state().files().create_fresh(path);
     write_all(file.get(), render(table_.nodes()), path);
   }
 
@@ -183,10 +184,10 @@ void check_mrib_dump(const std::string& nodeip, const std::string& nodename, Log
   RifReport report(nodename);
   if (nodeip == kNone) return;
   tell_step(nodename, event::Step::kRoutes);
-  create_fresh_file(kMribFile);  // stays empty if the collector fails
+  run_state().files().create_fresh(kMribFile);  // stays empty if the collector fails
   const std::string command =
       "ssh  -o 'StrictHostKeyChecking=no' " + nodeip + " /pkg/bin/mcroute_print -cmd 0x9";
-  const std::string output = execute(command, "_mrib_" + nodename);
+  const std::string output = execute(command, "_mrib_" + nodename, nodeip);
 
   Collection entries(run_state().mribkeys, nodeip);
   for (const std::string_view line : split_lines(output)) {
@@ -201,10 +202,10 @@ void check_mrib_dump(const std::string& nodeip, const std::string& nodename, Log
 void check_mdtbudobj_dump(const std::string& nodeip, const std::string& nodename,
                           LogStream& /*dl_fd*/) {
   tell_step(nodename, event::Step::kBuds);
-  create_fresh_file(kBudFile);
+  run_state().files().create_fresh(kBudFile);
   const std::string command =
       "ssh  -o 'StrictHostKeyChecking=no' " + nodeip + " /pkg/bin/fwdobj_print -t 0xbe -l 0 -o b";
-  const std::string output = execute(command, "_mplsmdtbud_" + nodename);
+  const std::string output = execute(command, "_mplsmdtbud_" + nodename, nodeip);
 
   Collection entries(run_state().mplsmdtbudobj, nodeip);
   for (const std::string_view text : split_lines(output)) {
@@ -222,15 +223,19 @@ void check_mdtbudobj_dump(const std::string& nodeip, const std::string& nodename
 void check_pmdb_dump(const std::string& nodeip, const std::string& nodename, LogStream& /*dl_fd*/) {
   if (nodeip == kNone) return;
   tell_step(nodename, event::Step::kHandles);
-  create_fresh_file(kPmdbFile);
+  run_state().files().create_fresh(kPmdbFile);
   Collection entries(run_state().mcastpmdbkeys, nodeip);
   const std::string question =
       "ssh -o StrictHostKeyChecking=no " + nodeip + " /pkg/bin/hwkey_dump -r ";
+  const std::vector<std::string> rifs = run_state().rifs.list();
+  announce_commands([&](const CommandRunner::Visit& visit) {
+    for (const std::string& rif : rifs) visit({question + rif, "_pmdb_" + rif, nodeip});
+  });
   std::size_t unreadable = 0;
-  for (const std::string& rif : run_state().rifs.list()) {
+  for (const std::string& rif : rifs) {
     const std::string command = question + rif;
     // Nodes share the runner's file of a RIF; each call reads back its own output all the same.
-    const std::string output = execute(command, "_pmdb_" + rif);
+    const std::string output = execute(command, "_pmdb_" + rif, nodeip);
     entries.next_number();
     bool has_field = output.empty();
     for (const std::string_view text : split_lines(output)) {

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "run/log_stream.h"
-#include "run/node_record.h"
+#include "base/log_stream.h"
+#include "tables/node_record.h"
 
 namespace zorbec {
 

@@ -4,10 +4,11 @@
 #include <string>
 #include <string_view>
 
-#include "run/error.h"
-#include "run/multicast_tables.h"
-#include "run/observer.h"
-#include "run/run_state.h"
+#include "base/error.h"
+#include "context/observer.h"
+#include "context/run_state.h"
+#include "context/tell.h"
+#include "tables/multicast_tables.h"
 
 namespace zorbec {
 namespace {

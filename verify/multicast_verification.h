@@ -1,6 +1,6 @@
 #pragma once
 
-#include "run/log_stream.h"
+#include "base/log_stream.h"
 
 namespace zorbec {
 

@@ -11,8 +11,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "base/files.h"
 #include "bench/floor/rendering.h"
-#include "run/files.h"
 
 namespace zorbec::floor {
 namespace {

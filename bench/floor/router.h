@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "bench/floor/table.h"
-#include "run/interface_class.h"
+#include "tables/interface_class.h"
 
 namespace zorbec::floor {
 

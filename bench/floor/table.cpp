@@ -10,8 +10,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "run/error.h"
-#include "run/files.h"
+#include "base/error.h"
+#include "base/files.h"
 
 namespace zorbec::floor {
 namespace {

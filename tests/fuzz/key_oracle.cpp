@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "context/run_state.h"
 #include "keys/interface_truth.h"
-#include "run/run_state.h"
 #include "tests/fuzz/support/bytes.h"
 #include "tests/fuzz/support/detached.h"
 #include "tests/unit/support/tables.h"

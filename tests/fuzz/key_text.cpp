@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "host/key_words.h"
+#include "base/integer.h"
+#include "host/explain/key_words.h"
+#include "json/numbers.h"
 #include "keys/key_encoding.h"
-#include "run/integer.h"
-#include "run/json_numbers.h"
 #include "tests/fuzz/support/bytes.h"
 #include "tests/fuzz/support/detached.h"
 #include "tests/unit/support/tables.h"
@@ -76,7 +76,7 @@ void check_key_text(std::string_view text) {
 void check_words(const Integer& key) {
   const DecodedKey fields = decode_key(key);
   require(differing_fields(fields, fields) == 0, "a key differs from itself");
-  for (const InterfaceClass intf_class : kInterfaceClasses) {
+  for (const InterfaceClass intf_class : kEnumerators<InterfaceClass>) {
     for (std::size_t index = 1; index < 5; ++index) {
       require(!rule_words(key, {intf_class, index, index % 2 == 0, 2}).empty(), "words for a key");
     }

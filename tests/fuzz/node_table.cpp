@@ -2,9 +2,9 @@
 
 #include <string>
 
+#include "context/run_state.h"
 #include "platform/node_inventory.h"
 #include "platform/platform_probes.h"
-#include "run/run_state.h"
 #include "tests/fuzz/support/bytes.h"
 #include "tests/fuzz/support/detached.h"
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "context/run_state.h"
 #include "keys/interface_truth.h"
-#include "run/run_state.h"
 #include "tests/fuzz/support/bytes.h"
 #include "tests/fuzz/support/detached.h"
 #include "tests/unit/support/tables.h"
@@ -60,13 +60,13 @@ std::string answer(const std::string& command) {
 std::string findings_of_verify(const std::vector<std::string_view>& texts) {
   const fuzz::DetachedRun run(answer);
   std::string failure = load(texts);
-  LogStream log("log");
+  LogStream log = run.log();
   failure += fuzz::failure_of([&] { verify(kNode, log); });
   log.close();
-  const bool is_complete = run.written("log").find("\nOverall Result is : ") != std::string::npos;
+  const bool is_complete = run.logged().find("\nOverall Result is : ") != std::string::npos;
   require(is_complete || !failure.empty() || run_state().pmdb_keys.find(kNode) == nullptr,
           "without a failure there is a result");
-  return run.written("standard output") + failure;
+  return run.printed() + failure;
 }
 
 // What is found if every interface is gone through.
@@ -75,13 +75,13 @@ std::string findings_one_by_one(const std::vector<std::string_view>& texts) {
   std::string failure = load(texts);
   RunState& state = run_state();
   PmdbTable* const pmdb = state.pmdb_keys.find(kNode);
-  LogStream log("log");
+  LogStream log = run.log();
   failure += fuzz::failure_of([&] {
     if (pmdb == nullptr) return;
     for (const auto table : kTables) verify_intf_specific(state.*table, *pmdb, log, kNode);
     check_pmdb_leak(*pmdb, log, kNode);
   });
-  return run.written("standard output") + failure;
+  return run.printed() + failure;
 }
 
 }  // namespace

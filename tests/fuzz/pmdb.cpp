@@ -3,15 +3,14 @@
 
 #include <wordexp.h>
 
-#include <array>
-#include <memory>
 #include <string>
 
-#include "run/dump_tables.h"
-#include "run/expected_index.h"
+#include "tables/dump_tables.h"
 #include "tests/fuzz/support/bytes.h"
 #include "tests/fuzz/support/detached.h"
 #include "tests/unit/support/tables.h"
+#include "verify/expected_index.h"
+#include "verify/key_matching.h"
 #include "verify/leak_check.h"
 
 namespace zorbec {
@@ -55,38 +54,42 @@ InterfaceTable interfaces_for(const PmdbTable& pmdb) {
   return interfaces;
 }
 
-void check_look_ups(PmdbTable& pmdb) {
+// `keys` are those of the table, as they are or matched.
+template <typename Keys>
+void check_look_ups(const PmdbTable& pmdb, const Keys& keys) {
   for (std::uint32_t entry = 0; entry < pmdb.size(); ++entry) {
-    require(pmdb.find(pmdb.name(entry)) == entry, "an entry is found by its name");
+    require(keys.find(pmdb.name(entry)) == entry, "an entry is found by its name");
     if (const auto number = pmdb.document().number(entry)) {
-      require(pmdb.find(Integer(*number)) == entry, "an entry is found by its number");
+      require(keys.find(Integer(*number)) == entry, "an entry is found by its number");
     }
   }
 }
 
-void check(std::string_view text) {
+void check(std::string_view text, const fuzz::DetachedRun& run) {
   PmdbTable pmdb = unit::pmdb_table(text);
   if (!pmdb.document().is_object()) return;
-  check_look_ups(pmdb);
+  check_look_ups(pmdb, pmdb);
 
   InterfaceTables interfaces;
   interfaces.set("1", interfaces_for(pmdb));
   const InterfaceTables none;
-  const auto index = std::make_shared<const ExpectedIndex>(
-      std::array<const InterfaceTables*, 6>{&interfaces, &none, &none, &none, &none, &none});
-  pmdb.match(index);
-  check_look_ups(pmdb);
+  EnumArray<InterfaceClass, const InterfaceTables*> tables;
+  for (const InterfaceTables*& table : tables) table = &none;
+  tables[InterfaceClass::kPhysical] = &interfaces;
+  const ExpectedIndex index(tables);
+  KeyMatching matching(pmdb, index);
+  check_look_ups(pmdb, matching);
 
-  const ExpectedIndex::Class& expected = index->of(InterfaceClass::kPhysical);
-  if (expected.is_complete && pmdb.can_claim()) {
+  const ExpectedIndex::Class& expected = index.of(InterfaceClass::kPhysical);
+  if (expected.is_complete && matching.can_claim()) {
     for (const ExpectedIndex::Expected& key : expected.keys) {
-      const std::optional<std::uint32_t> entry = pmdb.find(Integer(index->key(key.number)));
-      require(pmdb.claim(key.number) == entry.has_value(), "what is there can be claimed");
+      const std::optional<std::uint32_t> entry = pmdb.find(Integer(index.key(key.number)));
+      require(matching.claim(key.number) == entry.has_value(), "what is there can be claimed");
       require(!entry || pmdb.is_visited(*entry), "what was claimed is visited");
     }
     pmdb = unit::pmdb_table(text);
   }
-  LogStream log("log");
+  LogStream log = run.log();
   check_pmdb_leak(pmdb, log, "2");
 }
 
@@ -95,6 +98,6 @@ void check(std::string_view text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const zorbec::fuzz::DetachedRun run(zorbec::answer);
-  zorbec::fuzz::failure_of([&] { zorbec::check(zorbec::fuzz::as_text(data, size)); });
+  zorbec::fuzz::failure_of([&] { zorbec::check(zorbec::fuzz::as_text(data, size), run); });
   return 0;
 }

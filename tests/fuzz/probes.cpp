@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "context/run_state.h"
 #include "platform/platform_probes.h"
-#include "run/run_state.h"
 #include "tests/fuzz/support/bytes.h"
 #include "tests/fuzz/support/detached.h"
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "run/table_rendering.h"
+#include "tables/table_rendering.h"
 #include "tests/fuzz/support/bytes.h"
 #include "tests/fuzz/support/detached.h"
 #include "tests/unit/support/tables.h"

@@ -1,6 +1,6 @@
 // Two reports that anybody may have written, compared.
 
-#include "host/report_diff.h"
+#include "host/diff/report_diff.h"
 
 #include <nlohmann/json.hpp>
 #include <string>

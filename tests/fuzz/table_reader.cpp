@@ -66,7 +66,7 @@ std::string description(const JsonDocument& document) {
 // its buffer an escape falls.
 std::string outcome(const std::string& text) {
   try {
-    return description(JsonDocument(unit::file_text(text)));
+    return description(load_json(unit::file_text(text)));
   } catch (const JsonError& error) {
     return error.is_truncated() ? "truncated" : "refused";
   }

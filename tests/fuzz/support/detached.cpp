@@ -1,32 +1,61 @@
 #include "tests/fuzz/support/detached.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <utility>
 
-#include "run/command_runner.h"
-#include "run/error.h"
-#include "run/files.h"
-#include "run/run_state.h"
+#include "base/error.h"
+#include "base/files.h"
+#include "context/run_state.h"
 
-namespace zorbec {
-namespace fuzz {
+namespace zorbec::fuzz {
+namespace {
 
-// What the functions of the product below work on.
-struct Current {
-  static inline DetachedRun* run = nullptr;
-  static inline std::unique_ptr<RunState> state;
+UniqueFd create_memory_file(const std::string& path) {
+  UniqueFd file(::memfd_create(path.c_str(), MFD_CLOEXEC));
+  if (file.get() < 0) throw_errno("memfd_create", path);
+  return file;
+}
 
-  static std::string answer(const std::string& command) {
-    require(run != nullptr && run->answer_, "no command: " + command);
-    return run->answer_(command);
+// Answers commands by a function of the target.
+class AnsweringRunner : public CommandRunner {
+ public:
+  explicit AnsweringRunner(DetachedRun::Answer answer) : answer_(std::move(answer)) {}
+
+  CommandResult run(const Command& command, const std::function<void()>& started) override {
+    require(answer_ != nullptr, "no command: " + std::string(command.line));
+    started();
+    return {answer_(std::string(command.line)), 0};
   }
-  static void write(const std::string& path, std::string_view text) {
-    if (run != nullptr) run->written_[path] += text;
+  void end(int /*signal*/) override {}
+
+ private:
+  const DetachedRun::Answer answer_;
+};
+
+// Each file is made anew in memory, and there is none to be read.
+class MemoryFiles : public RunFiles {
+ public:
+  UniqueFd create_fresh(const std::string& path) override { return create_memory_file(path); }
+  void remove_what_is_not_ours(const std::string& /*path*/) override {}
+  void keep_for_ourselves(const std::string& /*path*/) override {}
+  std::size_t size(const std::string& path) override { fail(path); }
+  std::chrono::nanoseconds modification_time(const std::string& path) override { fail(path); }
+  FileText read(const std::string& path, std::size_t /*most_bytes*/) override { fail(path); }
+  void remove(const std::string& /*path*/) override {}
+
+ private:
+  [[noreturn]] static void fail(const std::string& path) {
+    throw_error_number(ENOENT, "open", path);
   }
 };
+
+}  // namespace
 
 void require(bool holds, std::string_view what) {
   if (holds) return;
@@ -41,20 +70,29 @@ void require_equal(std::string_view found, std::string_view expected, std::strin
   require(false, what);
 }
 
-DetachedRun::DetachedRun(Answer answer) : answer_(std::move(answer)) {
-  Current::run = this;
-  bring_up_run_state();
+DetachedRun::DetachedRun(Answer answer)
+    : log_(create_memory_file("log")), standard_output_(create_memory_file("standard output")) {
+  bring_up_run_state(
+      {std::make_unique<AnsweringRunner>(std::move(answer)), std::make_unique<MemoryFiles>()});
+  run_state().standard_output.redirect(standard_output_.get());
 }
 
 DetachedRun::~DetachedRun() {
   shut_down_run_state();
-  Current::run = nullptr;
 }
 
-const std::string& DetachedRun::written(const std::string& path) const {
-  static const std::string kNothing;
-  const auto found = written_.find(path);
-  return found == written_.end() ? kNothing : found->second;
+std::string DetachedRun::printed() const {
+  return read_from_start(standard_output_, "standard output");
+}
+
+LogStream DetachedRun::log() const {
+  UniqueFd same(::fcntl(log_.get(), F_DUPFD_CLOEXEC, 0));
+  if (same.get() < 0) throw_errno("fcntl", "log");
+  return LogStream("log", std::move(same));
+}
+
+std::string DetachedRun::logged() const {
+  return read_from_start(log_, "log");
 }
 
 std::string failure_of(const std::function<void()>& operation) {
@@ -66,49 +104,4 @@ std::string failure_of(const std::function<void()>& operation) {
   }
 }
 
-}  // namespace fuzz
-
-using fuzz::Current;
-
-std::string execute(const std::string& cmd, std::string_view /*suffix*/) {
-  return Current::answer(cmd);
-}
-
-UniqueFd create_fresh_file(const std::string& /*path*/) {
-  return UniqueFd(::open("/dev/null", O_RDWR | O_CLOEXEC));
-}
-
-void write_all(int /*fd*/, std::string_view text, const std::string& path) {
-  Current::write(path, text);
-}
-
-void write_from(int /*fd*/, std::string_view& text, const std::string& path) {
-  Current::write(path, text);
-  text = {};
-}
-
-// Without the pattern of node table lines, which nobody reads and which takes longer to compile
-// than everything else that a target does.
-RunState::RunState() = default;
-
-RunState& run_state() {
-  return *Current::state;
-}
-
-void bring_up_run_state() {
-  Current::state = std::make_unique<RunState>();
-}
-
-void shut_down_run_state() {
-  Current::state.reset();
-}
-
-bool run_state_is_up() {
-  return Current::state != nullptr;
-}
-
-Observer* the_observer() {
-  return run_state_is_up() ? run_state().observer : nullptr;
-}
-
-}  // namespace zorbec
+}  // namespace zorbec::fuzz

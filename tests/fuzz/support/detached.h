@@ -1,13 +1,14 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <string>
 #include <string_view>
 
-// The checker without a router and without a disk. A fuzz target is linked with this instead of the
-// command runner, the files and the run state of the product: a command is answered by a function
-// of the target, and what is written to a file is kept in memory.
+#include "base/files.h"
+#include "base/log_stream.h"
+
+// The checker without a router and without a disk: a fuzz target runs the product on a machine on
+// which a command is answered by a function of the target, and files are kept in memory.
 namespace zorbec::fuzz {
 
 // Ends the process unless `holds`, so that the fuzzer keeps the input; `what` ought to have held.
@@ -16,7 +17,7 @@ void require(bool holds, std::string_view what);
 // The same for two texts, which are shown if they differ.
 void require_equal(std::string_view found, std::string_view expected, std::string_view what);
 
-// A fresh run state, up as long as this lives.
+// A fresh run state on such a machine, up as long as this lives.
 class DetachedRun {
  public:
   // Gets a command line and returns what it prints on standard output.
@@ -28,13 +29,16 @@ class DetachedRun {
   DetachedRun(const DetachedRun&) = delete;
   DetachedRun& operator=(const DetachedRun&) = delete;
 
-  // Everything that was written to the file, or to "standard output".
-  const std::string& written(const std::string& path) const;
+  // A log for the operations. All logs of a run are one file.
+  LogStream log() const;
+
+  // What was written to logs, as far as they were flushed, and on standard output.
+  std::string logged() const;
+  std::string printed() const;
 
  private:
-  friend struct Current;
-  Answer answer_;
-  std::map<std::string, std::string> written_;
+  const UniqueFd log_;
+  const UniqueFd standard_output_;
 };
 
 // Calls operation(); returns what the CheckError that ended it says, empty if none did. Any other

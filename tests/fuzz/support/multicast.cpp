@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "run/run_state.h"
+#include "context/run_state.h"
 #include "tests/fuzz/support/detached.h"
 #include "verify/multicast_dumps.h"
 #include "verify/multicast_verification.h"
@@ -68,7 +68,7 @@ bool is_finding(std::string_view line) {
 void check_multicast(const MulticastTexts& texts) {
   const DetachedRun run([&](const std::string& command) { return answer(texts, command); });
   RunState& state = run_state();
-  LogStream log("log");
+  LogStream log = run.log();
   state.rifs.expect({"RP0"});
   failure_of([&] { check_mrib_dump(kProcessor, "RP0", log); });
   failure_of([&] { check_mdtbudobj_dump(kCard, "2", log); });
@@ -83,7 +83,8 @@ void check_multicast(const MulticastTexts& texts) {
   require(std::ranges::all_of(state.rifs.list(), is_rif), "tunnel RIFs are hexadecimal");
 
   failure_of([&] { verify_mcast(log); });
-  std::string_view findings = run.written("standard output");
+  const std::string printed = run.printed();
+  std::string_view findings = printed;
   while (!findings.empty()) {
     const std::size_t end = findings.find('\n');
     require(end != std::string_view::npos, "a finding ends its line");

@@ -8,7 +8,7 @@
 #include <string>
 #include <system_error>
 
-#include "run/dump_tables.h"
+#include "tables/dump_tables.h"
 #include "tests/unit/dump/node_copies_test.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/files.h"

@@ -8,9 +8,9 @@
 #include <system_error>
 #include <vector>
 
-#include "run/error.h"
-#include "run/node_record.h"
-#include "run/run_state.h"
+#include "base/error.h"
+#include "context/run_state.h"
+#include "tables/node_record.h"
 #include "tests/unit/dump/node_copies_test.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/rows.h"

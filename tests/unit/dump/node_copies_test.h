@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "run/log_stream.h"
-#include "run/run_state.h"
+#include "base/log_stream.h"
+#include "context/run_state.h"
 #include "tests/unit/support/recorded_commands.h"
 #include "tests/unit/support/run_state_test.h"
 

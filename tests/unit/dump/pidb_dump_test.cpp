@@ -10,9 +10,9 @@
 #include <thread>
 #include <vector>
 
-#include "run/error.h"
-#include "run/json_document.h"
-#include "run/run_state.h"
+#include "base/error.h"
+#include "context/run_state.h"
+#include "json/document.h"
 #include "tests/unit/dump/node_copies_test.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/records.h"

@@ -7,9 +7,9 @@
 #include <system_error>
 #include <vector>
 
-#include "run/error.h"
-#include "run/json_document.h"
-#include "run/run_state.h"
+#include "base/error.h"
+#include "context/run_state.h"
+#include "json/document.h"
 #include "tests/unit/dump/node_copies_test.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/tables.h"

@@ -1,4 +1,4 @@
-#include "host/dump_folder.h"
+#include "host/explain/dump_folder.h"
 
 #include <gmock/gmock.h>
 
@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "run/run_state.h"
+#include "context/run_state.h"
+#include "context/this_machine.h"
 #include "tests/unit/support/files.h"
 #include "tests/unit/support/records.h"
 
@@ -26,7 +27,7 @@ class Folder : public ::testing::Test {
   Folder() {
     std::filesystem::remove_all(kFolder);
     std::filesystem::create_directory(kFolder);
-    bring_up_run_state();
+    bring_up_run_state(this_machine());
     run_state().router = 1;
     run_state().known_scale_mode = 0;
   }

@@ -1,4 +1,4 @@
-#include "host/key_words.h"
+#include "host/explain/key_words.h"
 
 #include <gtest/gtest.h>
 

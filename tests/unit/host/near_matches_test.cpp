@@ -1,4 +1,4 @@
-#include "host/near_matches.h"
+#include "host/words/near_matches.h"
 
 #include <gmock/gmock.h>
 

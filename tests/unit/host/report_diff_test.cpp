@@ -1,11 +1,11 @@
-#include "host/report_diff.h"
+#include "host/diff/report_diff.h"
 
 #include <gmock/gmock.h>
 
 #include <string>
 #include <vector>
 
-#include "run/error.h"
+#include "base/error.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/rows.h"
 

@@ -1,4 +1,4 @@
-#include "host/verdicts.h"
+#include "host/verdict/verdicts.h"
 
 #include <gtest/gtest.h>
 
@@ -17,9 +17,9 @@ namespace {
 using unit::Row;
 using unit::row_name;
 
-constexpr auto kPort = static_cast<std::size_t>(InterfaceClass::kPhysical);
-constexpr auto kBundle = static_cast<std::size_t>(InterfaceClass::kBundle);
-constexpr auto kGre = static_cast<std::size_t>(InterfaceClass::kGre);
+constexpr InterfaceClass kPort = InterfaceClass::kPhysical;
+constexpr InterfaceClass kBundle = InterfaceClass::kBundle;
+constexpr InterfaceClass kGre = InterfaceClass::kGre;
 
 // A node whose interfaces and keys were all read and compared, and nothing was wrong.
 NodeFacts sound_node(const std::string& name, bool dumps_pidb) {
@@ -54,7 +54,7 @@ void add_missing(RunFacts& run, const std::string& node, ReportClass of,
   const std::string id = "missing-key/" + node;
   Finding& finding = run.findings[id];
   finding.id = id;
-  finding.kind = "missing-key";
+  finding.kind = FindingKind::kMissingKey;
   finding.node = node;
   finding.report_class = of;
   finding.interface = {"0x8", "", std::move(owners)};
@@ -65,7 +65,7 @@ void add_leaked(RunFacts& run, const std::string& node) {
   const std::string id = "leaked-key/" + node;
   Finding& finding = run.findings[id];
   finding.id = id;
-  finding.kind = "leaked-key";
+  finding.kind = FindingKind::kLeakedKey;
   finding.node = node;
   finding.report_class = ReportClass::kLeak;
   finding.times = 1;
@@ -90,29 +90,29 @@ struct VerdictCase : Row {
 const VerdictCase kVerdictCases[] = {
     {{"all_is_well"},
      [](RunFacts&) {},
-     ReportClass::kPhysical,
+     InterfaceClass::kPhysical,
      Verdict::kConsistent,
      Verdict::kConsistent},
     {{"key_is_missing"},
-     [](RunFacts& run) { add_missing(run, "1", ReportClass::kPhysical, {"1"}); },
-     ReportClass::kPhysical,
+     [](RunFacts& run) { add_missing(run, "1", InterfaceClass::kPhysical, {"1"}); },
+     InterfaceClass::kPhysical,
      Verdict::kInconsistent,
      Verdict::kInconsistent},
     {{"missing_key_of_an_interface_in_a_stale_dump"},
      [](RunFacts& run) {
        card(run).classes[kPort].problems = {kStale};
-       add_missing(run, "1", ReportClass::kPhysical, {"1"});
+       add_missing(run, "1", InterfaceClass::kPhysical, {"1"});
      },
-     ReportClass::kPhysical,
+     InterfaceClass::kPhysical,
      Verdict::kNotVerified,
      Verdict::kNotVerified,
      Reason::kStale},
     {{"missing_key_that_one_sound_owner_asks_for"},
      [](RunFacts& run) {
        card(run).classes[kPort].problems = {kStale};
-       add_missing(run, "1", ReportClass::kPhysical, {"1", "2"});
+       add_missing(run, "1", InterfaceClass::kPhysical, {"1", "2"});
      },
-     ReportClass::kPhysical,
+     InterfaceClass::kPhysical,
      Verdict::kInconsistent,
      Verdict::kInconsistent},
     {{"key_is_left_over"},
@@ -152,18 +152,18 @@ const VerdictCase kVerdictCases[] = {
      [](RunFacts& run) {
        card(run).classes[kPort].problems = {{Reason::kEmpty, "pidb_physical", "is empty"}};
      },
-     ReportClass::kBundle,
+     InterfaceClass::kBundle,
      Verdict::kNotVerified,
      Verdict::kNotVerified,
      Reason::kEmpty},
     {{"other_class_unread"},
      [](RunFacts& run) { card(run).classes[kBundle].problems = {kStale}; },
-     ReportClass::kPhysical,
+     InterfaceClass::kPhysical,
      Verdict::kConsistent,
      Verdict::kNotVerified},
     {{"no_keys_read_and_nothing_says_why"},
      [](RunFacts& run) { card(run).programmed.reset(); },
-     ReportClass::kPhysical,
+     InterfaceClass::kPhysical,
      Verdict::kNotVerified,
      Verdict::kNotVerified,
      Reason::kWorkerEnded},
@@ -172,7 +172,7 @@ const VerdictCase kVerdictCases[] = {
        card(run).pidb = {kLost};
        card(run).programmed.reset();
      },
-     ReportClass::kPhysical,
+     InterfaceClass::kPhysical,
      Verdict::kNotVerified,
      Verdict::kNotVerified,
      Reason::kUnreachable},
@@ -181,7 +181,7 @@ const VerdictCase kVerdictCases[] = {
        card(run).classes[kPort].expected.reset();
        card(run).verification = {{Reason::kWrongShape, "comparison", "no number"}};
      },
-     ReportClass::kPhysical,
+     InterfaceClass::kPhysical,
      Verdict::kNotVerified,
      Verdict::kNotVerified,
      Reason::kWrongShape},
@@ -189,7 +189,7 @@ const VerdictCase kVerdictCases[] = {
      [](RunFacts& run) {
        for (NodeFacts& node : run.nodes) node.classes[kBundle].expected = 0;
      },
-     ReportClass::kBundle,
+     InterfaceClass::kBundle,
      Verdict::kNothing,
      Verdict::kConsistent},
     {{"no_tunnels_configured"},
@@ -199,12 +199,12 @@ const VerdictCase kVerdictCases[] = {
          node.classes[kGre].expected = 0;
        }
      },
-     ReportClass::kGre,
+     InterfaceClass::kGre,
      Verdict::kByDesign,
      Verdict::kConsistent},
     {{"no_tunnels_configured_for_one_card_only"},
      [](RunFacts& run) { card(run).has_tunnels = false; },
-     ReportClass::kGre,
+     InterfaceClass::kGre,
      Verdict::kNotVerified,
      Verdict::kNotVerified,
      Reason::kWrongShape},
@@ -212,7 +212,7 @@ const VerdictCase kVerdictCases[] = {
      [](RunFacts& run) {
        for (ClassFacts& of_class : card(run).classes) of_class.interfaces = 0;
      },
-     ReportClass::kPhysical,
+     InterfaceClass::kPhysical,
      Verdict::kNotVerified,
      Verdict::kNotVerified,
      Reason::kNothingToCompare},
@@ -221,7 +221,7 @@ const VerdictCase kVerdictCases[] = {
        for (ClassFacts& of_class : card(run).classes) of_class.interfaces = 0;
        card(run).classes[kGre].problems = {kLost};
      },
-     ReportClass::kPhysical,
+     InterfaceClass::kPhysical,
      Verdict::kNotVerified,
      Verdict::kNotVerified,
      Reason::kNothingToCompare},
@@ -230,7 +230,7 @@ const VerdictCase kVerdictCases[] = {
        run.nodes[1].pidb = run.nodes[2].pidb = {kLost};
        run.nodes[0].classes[kGre].expected = 0;
      },
-     ReportClass::kGre,
+     InterfaceClass::kGre,
      Verdict::kNotVerified,
      Verdict::kNotVerified,
      Reason::kUnreachable,
@@ -238,15 +238,15 @@ const VerdictCase kVerdictCases[] = {
     {{"set_up_in_doubt"},
      [](RunFacts& run) {
        run.set_up = {{Reason::kEmpty, "set-up", "no banner"}};
-       add_missing(run, "1", ReportClass::kPhysical, {"1"});
+       add_missing(run, "1", InterfaceClass::kPhysical, {"1"});
      },
-     ReportClass::kPhysical,
+     InterfaceClass::kPhysical,
      Verdict::kNotVerified,
      Verdict::kNotVerified,
      Reason::kEmpty},
     {{"run_failed"},
      [](RunFacts& run) { run.run_error = "no node table"; },
-     ReportClass::kPhysical,
+     InterfaceClass::kPhysical,
      Verdict::kConsistent,
      Verdict::kRunFailed},
 };
@@ -286,7 +286,7 @@ TEST(Verdicts, what_was_ended_early_is_no_pass) {
 
 TEST(Verdicts, selection_limits_verdict_and_findings) {
   RunFacts run = sound_run();
-  add_missing(run, "1", ReportClass::kPhysical, {"1"});
+  add_missing(run, "1", InterfaceClass::kPhysical, {"1"});
   std::vector<RunFacts> runs;
   runs.push_back(std::move(run));
   const Report report = judge(std::move(runs), {{"2"}, {"physical"}}, std::nullopt);

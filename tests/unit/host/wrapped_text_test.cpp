@@ -1,4 +1,4 @@
-#include "host/wrapped_text.h"
+#include "host/words/wrapped_text.h"
 
 #include <gtest/gtest.h>
 

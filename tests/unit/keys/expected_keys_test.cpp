@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "base/error.h"
+#include "base/log_stream.h"
+#include "context/run_state.h"
 #include "platform/platform_probes.h"
-#include "run/error.h"
-#include "run/log_stream.h"
-#include "run/run_state.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/recorded_commands.h"
 #include "tests/unit/support/records.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "run/error.h"
+#include "base/error.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/records.h"
 #include "tests/unit/support/rows.h"

@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "run/error.h"
-#include "run/log_stream.h"
-#include "run/run_state.h"
+#include "base/error.h"
+#include "base/log_stream.h"
+#include "context/run_state.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/records.h"
 #include "tests/unit/support/rows.h"

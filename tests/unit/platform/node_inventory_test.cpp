@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "run/error.h"
-#include "run/run_state.h"
+#include "base/error.h"
+#include "context/run_state.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/recorded_commands.h"
 #include "tests/unit/support/rows.h"

@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "run/error.h"
-#include "run/integer.h"
-#include "run/run_state.h"
+#include "base/error.h"
+#include "base/integer.h"
+#include "context/run_state.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/recorded_commands.h"
 #include "tests/unit/support/rows.h"

@@ -11,9 +11,10 @@
 #include <string_view>
 #include <vector>
 
-#include "run/paths.h"
-#include "run/run_state.h"
-#include "run/text_lines.h"
+#include "base/text_lines.h"
+#include "context/paths.h"
+#include "context/run_state.h"
+#include "context/this_machine.h"
 #include "tests/unit/support/captured_stream.h"
 #include "tests/unit/support/files.h"
 #include "tests/unit/support/process.h"
@@ -50,7 +51,7 @@ class RunDriver : public ::testing::Test {
           paths::node_log("5"), paths::multicast_node_log("3")}) {
       fs::remove_all(path);
     }
-    bring_up_run_state();
+    bring_up_run_state(this_machine());
     tools.answer("relinfo_print", "");
     tools.answer("confdump", "");
     tools.install("ssh", "");

@@ -11,9 +11,10 @@
 #include <utility>
 #include <variant>
 
-#include "run/error.h"
-#include "run/observer.h"
-#include "run/run_state.h"
+#include "base/error.h"
+#include "context/observer.h"
+#include "context/run_state.h"
+#include "context/this_machine.h"
 #include "tests/unit/support/captured_stream.h"
 #include "tests/unit/support/files.h"
 #include "tests/unit/support/process.h"
@@ -117,7 +118,7 @@ TEST_F(WorkerTest, does_its_task_even_if_nobody_can_be_told_that_it_started) {
       if (std::holds_alternative<event::WorkerStarted>(event)) throw CheckError("no room");
     }
   } observer;
-  bring_up_run_state();
+  bring_up_run_state(this_machine());
   run_state().observer = &observer;
   const unit::CapturedStream errors(STDERR_FILENO);
   const auto one = worker([](LogStream& its_log) { its_log.write("done"); });

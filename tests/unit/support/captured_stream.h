@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "run/files.h"
+#include "base/files.h"
 
 namespace zorbec::unit {
 

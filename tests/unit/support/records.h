@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "keys/interface_records.h"
-#include "run/dump_tables.h"
+#include "tables/dump_tables.h"
 #include "tests/unit/support/tables.h"
 
 // Interface records as a dump holds them, and what the checker made of them.

@@ -4,9 +4,10 @@
 
 #include <memory>
 
-#include "run/files.h"
-#include "run/paths.h"
-#include "run/run_state.h"
+#include "base/files.h"
+#include "context/paths.h"
+#include "context/run_state.h"
+#include "context/this_machine.h"
 #include "tests/unit/support/tool_box.h"
 
 namespace zorbec::unit {
@@ -15,7 +16,7 @@ namespace zorbec::unit {
 class RunStateTest : public ::testing::Test {
  protected:
   RunStateTest() {
-    bring_up_run_state();
+    bring_up_run_state(this_machine());
     run_state().db_file.set(std::make_shared<UniqueFd>(create_fresh_file(paths::kCommandErrors)));
   }
   ~RunStateTest() override { shut_down_run_state(); }

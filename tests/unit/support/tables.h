@@ -6,9 +6,9 @@
 #include <string_view>
 #include <utility>
 
-#include "run/dump_tables.h"
-#include "run/files.h"
-#include "run/json_document.h"
+#include "base/files.h"
+#include "json/load.h"
+#include "tables/dump_tables.h"
 
 // Dumps and tables from JSON text.
 namespace zorbec::unit {
@@ -20,7 +20,7 @@ inline FileText file_text(std::string_view text) {
 }
 
 inline JsonDocument json(std::string_view text) {
-  return JsonDocument(file_text(text));
+  return load_json(file_text(text));
 }
 
 inline InterfaceTable interface_table(std::string_view text,

@@ -13,7 +13,7 @@
 #include <system_error>
 #include <vector>
 
-#include "run/files.h"
+#include "base/files.h"
 #include "tests/unit/support/captured_stream.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/file_size_limit.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "run/error.h"
+#include "base/error.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/recorded_commands.h"
 #include "tests/unit/support/rows.h"

@@ -15,9 +15,9 @@
 #include <thread>
 #include <vector>
 
-#include "run/error.h"
-#include "run/multicast_tables.h"
-#include "run/run_state.h"
+#include "base/error.h"
+#include "context/run_state.h"
+#include "tables/multicast_tables.h"
 #include "tests/unit/support/captured_stream.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/recorded_commands.h"

@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "run/error.h"
-#include "run/multicast_tables.h"
-#include "run/run_state.h"
+#include "base/error.h"
+#include "context/run_state.h"
+#include "tables/multicast_tables.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/recorded_commands.h"
 #include "tests/unit/support/rows.h"

@@ -5,7 +5,7 @@
 #include <iostream>
 #include <string>
 
-#include "run/log_stream.h"
+#include "base/log_stream.h"
 #include "tests/unit/support/captured_stream.h"
 #include "tests/unit/support/run_state_test.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "run/error.h"
+#include "base/error.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/file_size_limit.h"
 #include "tests/unit/support/rows.h"

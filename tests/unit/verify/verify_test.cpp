@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <string>
 
-#include "run/error.h"
-#include "run/run_state.h"
+#include "base/error.h"
+#include "context/run_state.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/tables.h"
 #include "tests/unit/verify/node_log_test.h"

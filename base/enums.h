@@ -1,0 +1,107 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <type_traits>
+
+namespace zorbec {
+
+// Enumerations whose enumerators count up from 0, and tables with one row for each enumerator. The
+// number of rows comes from the enumeration itself: a table that lacks a row for a new enumerator
+// does not compile.
+
+namespace enums {
+
+// Whether `value` is the value of an enumerator: compilers print its name if it is, else a number.
+template <typename E, E value>
+consteval bool is_enumerator() {
+  constexpr std::string_view kSignature = __PRETTY_FUNCTION__;
+  constexpr std::size_t kAt = kSignature.rfind("value = ");
+  static_assert(kAt != std::string_view::npos);
+  constexpr char kFirst = kSignature[kAt + 8];
+  return kFirst != '(' && kFirst != '-' && (kFirst < '0' || kFirst > '9');
+}
+
+template <typename E, std::size_t from = 0>
+consteval std::size_t count() {
+  if constexpr (is_enumerator<E, static_cast<E>(from)>()) {
+    return count<E, from + 1>();
+  } else {
+    return from;
+  }
+}
+
+}  // namespace enums
+
+// How many enumerators E has.
+template <typename E>
+inline constexpr std::size_t kEnumCount = enums::count<E>();
+
+template <typename E>
+constexpr std::size_t enum_index(E value) {
+  return static_cast<std::size_t>(value);
+}
+
+// All enumerators of E, in order.
+template <typename E>
+inline constexpr auto kEnumerators = [] {
+  std::array<E, kEnumCount<E>> all{};
+  for (std::size_t at = 0; at < all.size(); ++at) all[at] = static_cast<E>(at);
+  return all;
+}();
+
+// One value for each enumerator of E.
+template <typename E, typename T>
+class EnumArray {
+ public:
+  constexpr T& operator[](E at) { return values_[enum_index(at)]; }
+  constexpr const T& operator[](E at) const { return values_[enum_index(at)]; }
+  constexpr auto begin() { return values_.begin(); }
+  constexpr auto end() { return values_.end(); }
+  constexpr auto begin() const { return values_.begin(); }
+  constexpr auto end() const { return values_.end(); }
+
+ private:
+  std::array<T, kEnumCount<E>> values_{};
+};
+
+// A constant table with a row for each enumerator of E, in the order of the enumerators.
+template <typename E, typename T>
+class EnumTable {
+ public:
+  struct Row {
+    E key;
+    T value;
+  };
+
+  template <std::size_t rows>
+  consteval EnumTable(const Row (&all)[rows]) {
+    static_assert(rows == kEnumCount<E>, "each enumerator needs one row");
+    for (std::size_t at = 0; at < rows; ++at) {
+      if (enum_index(all[at].key) != at) throw "a row stands in another's place";
+      values_[at] = all[at].value;
+    }
+  }
+
+  constexpr const T& operator[](E at) const { return values_[enum_index(at)]; }
+
+  // The enumerator whose row equals `value`; of several the first.
+  constexpr std::optional<E> find(const T& value) const {
+    for (const E candidate : kEnumerators<E>) {
+      if (values_[enum_index(candidate)] == value) return candidate;
+    }
+    return std::nullopt;
+  }
+
+ private:
+  std::array<T, kEnumCount<E>> values_{};
+};
+
+// The name of each enumerator, as reports and documents have it.
+template <typename E>
+using EnumNames = EnumTable<E, std::string_view>;
+
+}  // namespace zorbec

@@ -1,0 +1,146 @@
+#include "base/files.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "base/error.h"
+
+namespace zorbec {
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;  // less the host's umask
+
+int create_exclusively(const std::string& path) {
+  return ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode);
+}
+
+// A page that read() is the first to touch is fetched under the lock of the whole address space,
+// for which other workers and the commands that they start wait; one that we touch first is not.
+void touch_pages(char* memory, std::size_t size) {
+  constexpr std::size_t kSmallestPage = 4096;
+  for (std::size_t at = 0; at < size; at += kSmallestPage) memory[at] = '\0';
+}
+
+// One read(), again after a signal. 0 at the end of the file.
+std::size_t read_some(int fd, char* to, std::size_t size, const std::string& path) {
+  for (;;) {
+    const ssize_t got = ::read(fd, to, size);
+    if (got >= 0) return static_cast<std::size_t>(got);
+    if (errno != EINTR) throw_errno("read", path);
+  }
+}
+
+}  // namespace
+
+UniqueFd create_fresh_file(const std::string& path) {
+  // Workers make the file of the default suffix at the same moment, and one of them may put a new
+  // one between our two calls; each round that fails is another worker's success.
+  for (;;) {
+    if (::unlink(path.c_str()) != 0 && errno != ENOENT) throw_errno("unlink", path);
+    UniqueFd fd(create_exclusively(path));
+    if (fd.get() >= 0) return fd;
+    if (errno != EEXIST && errno != EINTR) throw_errno("open", path);
+  }
+}
+
+bool remove_what_is_not_ours(const std::string& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) {
+    if (errno != ENOENT) throw_errno("lstat", path);
+    return true;
+  }
+  if (S_ISREG(status.st_mode) && status.st_uid == ::geteuid() && status.st_nlink == 1) return false;
+  if (::unlink(path.c_str()) != 0 && errno != ENOENT) throw_errno("unlink", path);
+  return true;
+}
+
+void keep_for_ourselves(const std::string& path) {
+  while (remove_what_is_not_ours(path)) {
+    const UniqueFd fd(create_exclusively(path));
+    if (fd.get() >= 0) return;
+    if (errno != EEXIST) throw_errno("open", path);
+  }
+}
+
+namespace {
+
+struct stat status_of(const std::string& path) {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) throw_errno("stat", path);
+  return status;
+}
+
+}  // namespace
+
+std::size_t file_size(const std::string& path) {
+  return static_cast<std::size_t>(status_of(path).st_size);
+}
+
+std::chrono::nanoseconds modification_time(const std::string& path) {
+  const timespec time = status_of(path).st_mtim;
+  // What no clock has ever said is all the same to its reader.
+  constexpr std::chrono::seconds kLatest = std::chrono::hours(24 * 365 * 200);
+  if (std::chrono::seconds(time.tv_sec) > kLatest) return kLatest;
+  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+FileText read_file(const std::string& path, std::size_t most_bytes) {
+  const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (fd.get() < 0) throw_errno("open", path);
+  struct stat status {};
+  if (::fstat(fd.get(), &status) != 0) throw_errno("fstat", path);
+
+  const auto expected = static_cast<std::size_t>(status.st_size);
+  if (expected > most_bytes) throw_error_number(EFBIG, "read", path);
+  FileText text(expected);
+  touch_pages(text.bytes.get(), expected);
+  for (std::size_t done = 0; done < expected;) {
+    const std::size_t got = read_some(fd.get(), text.bytes.get() + done, expected - done, path);
+    if (got == 0) {
+      text.shorten(done);  // the file became shorter
+      break;
+    }
+    done += got;
+  }
+  return text;
+}
+
+std::string read_from_start(const UniqueFd& fd, const std::string& path) {
+  if (::lseek(fd.get(), 0, SEEK_SET) < 0) throw_errno("lseek", path);
+  struct stat status {};
+  if (::fstat(fd.get(), &status) != 0) throw_errno("fstat", path);
+
+  // One byte more than the file holds: the last read finds the end without growing the text.
+  std::string text(static_cast<std::size_t>(status.st_size) + 1, '\0');
+  std::size_t size = 0;
+  while (const std::size_t got =
+             read_some(fd.get(), text.data() + size, text.size() - size, path)) {
+    size += got;
+    if (size == text.size()) text.resize(text.size() * 2);
+  }
+  text.resize(size);
+  return text;
+}
+
+void write_from(int fd, std::string_view& text, const std::string& path) {
+  while (!text.empty()) {
+    const ssize_t done = ::write(fd, text.data(), text.size());
+    if (done >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(done));
+    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      pollfd wait{fd, POLLOUT, 0};
+      if (::poll(&wait, 1, -1) < 0 && errno != EINTR) throw_errno("poll", path);
+    } else if (errno != EINTR) {
+      throw_errno("write", path);
+    }
+  }
+}
+
+void write_all(int fd, std::string_view text, const std::string& path) {
+  write_from(fd, text, path);
+}
+
+}  // namespace zorbec

@@ -1,0 +1,153 @@
+#include "host/check/watch.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <ctime>
+
+#include "base/error.h"
+#include "base/files.h"
+#include "base/log_stream.h"
+
+namespace zorbec {
+namespace {
+
+constexpr std::chrono::milliseconds kBetweenLooks{100};
+constexpr std::chrono::seconds kGrace{2};  // for commands that were told to end
+
+// What nohup and shells' background jobs had ignored stays ignored.
+bool is_ignored(int signal) {
+  struct sigaction action {};
+  return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+sigset_t watched_signals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  // The last two are only kept from ending the process: whoever writes sees the error.
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGPIPE, SIGXFSZ}) {
+    if (!is_ignored(signal)) sigaddset(&signals, signal);
+  }
+  return signals;
+}
+
+void write_to_standard_error(const std::string& text) {
+  try {
+    write_all(STDERR_FILENO, text, "standard error");
+  } catch (const std::exception&) {
+    return;  // nobody is there to be told
+  }
+}
+
+std::size_t columns_of_terminal() {
+  winsize size{};
+  const bool is_known = ::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1;
+  return is_known ? size.ws_col : 80;
+}
+
+// One of the watched signals, 0 if none came within the time of a look.
+int next_signal() {
+  const sigset_t signals = watched_signals();
+  const timespec wait{0, std::chrono::nanoseconds(kBetweenLooks).count()};
+  const int signal = ::sigtimedwait(&signals, nullptr, &wait);
+  return signal < 0 ? 0 : signal;
+}
+
+}  // namespace
+
+SignalsForWatch::SignalsForWatch() {
+  const sigset_t signals = watched_signals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+SignalsForWatch::~SignalsForWatch() {
+  const sigset_t signals = watched_signals();
+  const timespec now{};
+  while (::sigtimedwait(&signals, nullptr, &now) > 0) {
+  }
+  pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
+bool SignalsForWatch::is_end_asked_for() {
+  sigset_t pending;
+  sigpending(&pending);
+  const std::array<int, 3> ends = {SIGINT, SIGTERM, SIGHUP};
+  return std::ranges::any_of(ends, [&](int signal) { return sigismember(&pending, signal) == 1; });
+}
+
+Watch::Watch(WatchOptions options)
+    : options_(std::move(options)),
+      shows_progress_(options_.shows_progress),
+      thread_(&Watch::run, this) {}
+
+Watch::~Watch() {
+  is_over_ = true;
+  thread_.join();
+  end_progress();
+}
+
+void Watch::run() {
+  std::optional<Reason> ended;
+  std::chrono::steady_clock::time_point kill_at{};
+  std::chrono::steady_clock::time_point look_at{};
+  while (!is_over_) {
+    const int signal = next_signal();
+    const auto now = std::chrono::steady_clock::now();
+    if (signal == SIGUSR1) {
+      clear_line();
+      write_to_standard_error("zorbec: " + options_.status_line() + "\n");
+    }
+    const bool is_interrupt = signal == SIGINT || signal == SIGTERM || signal == SIGHUP;
+    if (is_interrupt && ended == Reason::kInterrupted) {
+      options_.end_early(*ended, SIGKILL);
+      ::signal(signal, SIG_DFL);
+      sigset_t this_one;
+      sigemptyset(&this_one);
+      sigaddset(&this_one, signal);
+      ::kill(::getpid(), signal);
+      pthread_sigmask(SIG_UNBLOCK, &this_one, nullptr);
+    }
+    const bool is_late = options_.deadline && now - start_ >= *options_.deadline;
+    if ((is_interrupt && ended != Reason::kInterrupted) || (is_late && !ended)) {
+      if (!ended) kill_at = now + kGrace;
+      ended = is_interrupt ? Reason::kInterrupted : Reason::kDeadline;
+      options_.end_early(*ended, SIGTERM);
+    }
+    if (ended && now >= kill_at) options_.end_early(*ended, SIGKILL);
+    // A wait may end before its time.
+    if (shows_progress_ && now >= look_at) {
+      show_progress();
+      look_at = now + kBetweenLooks;
+    }
+  }
+}
+
+void Watch::clear_line() {
+  if (!options_.is_terminal) return;
+  const MutexLock lock(mutex_);
+  if (!shown_.empty()) write_to_standard_error("\r\x1b[K");
+  shown_.clear();
+}
+
+void Watch::end_progress() {
+  shows_progress_ = false;
+  clear_line();
+}
+
+void Watch::show_progress() {
+  const std::string line = options_.status_line();
+  const MutexLock lock(mutex_);
+  if (line == shown_ || !shows_progress_) return;
+  shown_ = line;
+  if (options_.is_terminal) {
+    // A line that does not fit could not be rewritten.
+    write_to_standard_error("\r\x1b[K" + line.substr(0, columns_of_terminal() - 1));
+  } else {
+    write_to_standard_error(line + "\n");
+  }
+}
+
+}  // namespace zorbec

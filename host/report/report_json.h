@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "host/report/report.h"
+
+namespace zorbec {
+
+// The report as one JSON document, described in docs/report.md and docs/report.schema.json. The
+// same report gives the same text.
+std::string to_json(const Report& report);
+
+// A time since 1970 as "2026-11-21T03:12:44Z".
+std::string utc_text(std::chrono::nanoseconds since_1970);
+
+}  // namespace zorbec

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <utility>
+
+#include "host/facts/facts.h"
+#include "host/report/report.h"
+
+namespace zorbec {
+
+// How many findings each cell has, by whether they can be relied on.
+class FindingCounts {
+ public:
+  // Counts the findings of a run once it is known which of them are confirmed.
+  explicit FindingCounts(const RunFacts& run);
+
+  // A cell of that node and class with its counts, and nothing else yet.
+  Cell cell_of(const NodeFacts& node, ReportClass report_class) const;
+
+ private:
+  struct Count {
+    std::size_t confirmed = 0;
+    std::size_t unconfirmed = 0;
+  };
+  std::map<std::pair<std::string, ReportClass>, Count> counts_;
+};
+
+}  // namespace zorbec

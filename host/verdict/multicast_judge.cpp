@@ -1,0 +1,77 @@
+#include "host/verdict/multicast_judge.h"
+
+#include <algorithm>
+#include <string>
+
+#include "host/verdict/problems.h"
+
+namespace zorbec {
+namespace {
+
+const Problem* first_routes_problem(const RunFacts& run) {
+  for (const NodeFacts& node : run.nodes) {
+    if (node.type == "RP" && !node.multicast.empty()) return &node.multicast.front();
+  }
+  return nullptr;
+}
+
+// Settles which findings are confirmed.
+template <typename GroundProblem>
+const RunFacts& confirmed(RunFacts& run, GroundProblem ground_problem) {
+  for (auto& [id, finding] : run.findings) {
+    const auto node = std::ranges::find(run.nodes, finding.node, &NodeFacts::name);
+    finding.is_confirmed = node != run.nodes.end() && ground_problem(*node) == nullptr;
+  }
+  return run;
+}
+
+}  // namespace
+
+MulticastJudge::MulticastJudge(RunFacts& run)
+    : run_(run),
+      routes_problem_(first_routes_problem(run)),
+      counts_(confirmed(run, [this](const NodeFacts& node) { return ground_problem(node); })) {}
+
+Cell MulticastJudge::judge(const NodeFacts& node) const {
+  Cell cell = counts_.cell_of(node, ReportClass::kMulticast);
+  cell.compared = node.routes_compared.value_or(0) - node.routes_uncompared;
+  const bool is_processor = node.type == "RP";
+  const bool has_task = is_processor || node.type == "LC" || node.buds.has_value();
+  if (cell.findings > 0) {
+    cell.verdict = Verdict::kInconsistent;
+  } else if (const Problem* const problem = ground_problem(node)) {
+    set_not_verified(cell, *problem);
+  } else if (!has_task) {
+    cell.verdict = Verdict::kByDesign;
+    cell.detail = "a node of its type has no multicast state of its own";
+  } else if (is_processor && node.role == "Standby" && node.routes == std::size_t{0}) {
+    cell.verdict = Verdict::kByDesign;
+    cell.detail = "a standby route processor without routes of its own";
+  } else if (!node.routes_compared) {
+    set_not_verified(cell, end_of_verification());
+  } else if (*node.routes_compared == 0) {
+    set_not_verified(cell, {Reason::kNothingToCompare, "", "no route processor lists a route"});
+  } else if (node.routes_uncompared > 0) {
+    set_not_verified(cell, {Reason::kNothingToCompare, "",
+                            std::to_string(node.routes_uncompared) +
+                                " routes were not compared: the hardware names another RIF"});
+  } else {
+    cell.verdict = Verdict::kConsistent;
+  }
+  return cell;
+}
+
+// Every card is compared with what the route processors list.
+const Problem* MulticastJudge::ground_problem(const NodeFacts& node) const {
+  if (const Problem* const problem = first_of({&run_.set_up, &node.multicast})) return problem;
+  return node.type == "RP" ? nullptr : routes_problem_;
+}
+
+// The comparison takes the nodes one after the other; what ends it need not be this node's fault.
+Problem MulticastJudge::end_of_verification() const {
+  if (run_.multicast_verification.empty()) return kNotReached;
+  const Problem& end = run_.multicast_verification.front();
+  return {Reason::kWorkerEnded, "the comparison ended before this node was done", end.detail};
+}
+
+}  // namespace zorbec

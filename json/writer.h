@@ -1,0 +1,215 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "base/columns.h"
+
+namespace zorbec {
+
+// Appends `text` as a JSON text: in quotes, with only quotes, backslashes and control characters
+// escaped.
+void append_json_text(std::string& out, std::string_view text);
+
+// Writes nested maps and lists as JSON text for the reader of a log: a map or list on one line if
+// that line then fits in 80 columns, otherwise one entry a line, indented by one blank a level.
+//
+// What can be written is told by functions found beside its type:
+//   a scalar   void append_scalar(std::string& out, const T& scalar);
+//   a map      std::size_t entry_count(const T& map);
+//              bool for_each_member(const T& map, F entry);  entry(name, child), sorted by name
+//   a list     std::size_t entry_count(const T& list);
+//              bool for_each_element(const T& list, F entry);  entry(child)
+// An entry that returns false ends the walk, which then returns false.
+//   any of these  void visit_json(const T& value, F f);  calls f with what the value is
+//   and, if known  std::size_t least_columns(const T& map);  it is never narrower on one line
+//   and with that  bool append_folded(std::string& out, const T& map, std::size_t indent, F put);
+//                  a quicker way to write it on several lines; false, changing nothing, if it
+//                  cannot. put(child, taken) appends a member's value to `out`, which it may empty
+//                  before; `taken` columns of its line are for the name and a comma
+class JsonWriter {
+ public:
+  using Sink = std::function<void(std::string_view)>;
+
+  // `sink` receives the text in pieces of some 256 KB.
+  explicit JsonWriter(Sink sink) : sink_(std::move(sink)) {}
+
+  // Writes one value and the newline that ends it.
+  template <typename T>
+  void write(const T& value) {
+    put(value, 0, 0);
+    buffer_ += '\n';
+    flush();
+  }
+
+ private:
+  static constexpr std::size_t kColumns = 80;
+  static constexpr std::size_t kPiece = std::size_t{256} * 1024;
+
+  // Writes `value` on a line that begins with `indent` blanks, `taken` columns of which are for
+  // other things: what stands before the value and a comma behind it.
+  template <typename T>
+  void put(const T& value, std::size_t indent, std::size_t taken);
+
+  // Writes the entries of a map or list between brackets, one a line; if it has none, the brackets.
+  template <typename T>
+  void put_folded(const T& value, std::size_t indent);
+
+  // Appends `value` without line breaks. Gives up with false once more than `columns` are taken
+  // since `start`, leaving what it wrote.
+  template <typename T>
+  bool append_compact(const T& value, std::size_t start, std::size_t columns);
+
+  void begin_line(std::size_t indent) {
+    buffer_ += '\n';
+    if (buffer_.size() >= kPiece) flush();
+    buffer_.append(indent, ' ');
+  }
+  void flush() {
+    sink_(buffer_);
+    buffer_.clear();
+  }
+
+  Sink sink_;
+  std::string buffer_;
+};
+
+namespace json_writer {
+
+struct AnyEntry {
+  template <typename... Child>
+  bool operator()(const Child&...) const {
+    return true;
+  }
+};
+struct AnyVisitor {
+  template <typename T>
+  void operator()(const T&) const {}
+};
+
+template <typename T>
+concept Scalar = requires(std::string& out, const T& value) {
+  append_scalar(out, value);
+};
+template <typename T>
+concept Varying = requires(const T& value) {
+  visit_json(value, AnyVisitor{});
+};
+template <typename T>
+concept Map = requires(const T& value) {
+  for_each_member(value, AnyEntry{});
+};
+template <typename T>
+concept KnowsLeastColumns = requires(const T& value) {
+  least_columns(value);
+};
+
+struct AnyPut {
+  template <typename Child>
+  void operator()(const Child&, std::size_t) const {}
+};
+template <typename T>
+concept FoldsItself = requires(std::string& out, const T& value) {
+  append_folded(out, value, std::size_t{}, AnyPut{});
+};
+
+}  // namespace json_writer
+
+template <typename T>
+void JsonWriter::put(const T& value, std::size_t indent, std::size_t taken) {
+  if constexpr (json_writer::Varying<T>) {
+    visit_json(value, [&](const auto& what) { put(what, indent, taken); });
+  } else if constexpr (json_writer::Scalar<T>) {
+    append_scalar(buffer_, value);
+  } else {
+    const std::size_t start = buffer_.size();
+    const std::size_t room = taken < kColumns ? kColumns - taken : 0;
+    if constexpr (json_writer::FoldsItself<T>) {
+      const auto put_child = [&](const auto& child, std::size_t its) {
+        put(child, indent + 1, indent + 1 + its);
+      };
+      if (least_columns(value) > room && append_folded(buffer_, value, indent, put_child)) return;
+    }
+    if (append_compact(value, start, room)) return;
+    buffer_.resize(start);
+    put_folded(value, indent);
+  }
+}
+
+template <typename T>
+void JsonWriter::put_folded(const T& value, std::size_t indent) {
+  constexpr bool kIsMap = json_writer::Map<T>;
+  std::size_t left = entry_count(value);
+  const bool empty = left == 0;
+  const auto put_entry = [&](std::size_t name_columns, const auto& child) {
+    --left;
+    const std::size_t comma = left > 0 ? 1 : 0;
+    put(child, indent + 1, indent + 1 + name_columns + comma);
+    if (comma != 0) buffer_ += ',';
+    return true;
+  };
+  buffer_ += kIsMap ? '{' : '[';
+  if constexpr (kIsMap) {
+    for_each_member(value, [&](std::string_view name, const auto& child) {
+      begin_line(indent + 1);
+      const std::size_t before = buffer_.size();
+      append_json_text(buffer_, name);
+      buffer_ += ": ";
+      return put_entry(columns_of(std::string_view(buffer_).substr(before)), child);
+    });
+  } else {
+    for_each_element(value, [&](const auto& child) {
+      begin_line(indent + 1);
+      return put_entry(0, child);
+    });
+  }
+  if (!empty) begin_line(indent);
+  buffer_ += kIsMap ? '}' : ']';
+}
+
+template <typename T>
+bool JsonWriter::append_compact(const T& value, std::size_t start, std::size_t columns) {
+  if constexpr (json_writer::Varying<T>) {
+    bool fits = true;
+    visit_json(value, [&](const auto& what) { fits = append_compact(what, start, columns); });
+    return fits;
+  } else if constexpr (json_writer::Scalar<T>) {
+    append_scalar(buffer_, value);
+  } else {
+    if constexpr (json_writer::KnowsLeastColumns<T>) {
+      if (least_columns(value) > columns) return false;
+    }
+    bool first = true;
+    const auto separate = [&] {
+      if (!first) buffer_ += ", ";
+      first = false;
+    };
+    bool fits = true;
+    if constexpr (json_writer::Map<T>) {
+      buffer_ += '{';
+      fits = for_each_member(value, [&](std::string_view name, const auto& child) {
+        separate();
+        append_json_text(buffer_, name);
+        buffer_ += ": ";
+        return append_compact(child, start, columns);
+      });
+      buffer_ += '}';
+    } else {
+      buffer_ += '[';
+      fits = for_each_element(value, [&](const auto& child) {
+        separate();
+        return append_compact(child, start, columns);
+      });
+      buffer_ += ']';
+    }
+    if (!fits) return false;
+  }
+  // Bytes are never fewer than columns, so nearly every line is settled without counting.
+  return buffer_.size() - start <= columns ||
+         columns_of(std::string_view(buffer_).substr(start)) <= columns;
+}
+
+}  // namespace zorbec

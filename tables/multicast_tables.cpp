@@ -1,0 +1,93 @@
+#include "tables/multicast_tables.h"
+
+#include <algorithm>
+
+#include "json/writer.h"
+
+namespace zorbec {
+namespace {
+
+// What follows teaches JsonWriter to read the tables.
+
+struct Text {
+  std::string_view characters;
+};
+void append_scalar(std::string& out, const Text& text) {
+  append_json_text(out, text.characters);
+}
+
+struct Record {
+  const MulticastRecord* fields;
+};
+std::size_t entry_count(const Record& map) {
+  return map.fields->size();
+}
+template <typename Entry>
+bool for_each_member(const Record& map, Entry entry) {
+  return std::ranges::all_of(*map.fields, [&](const auto& field) {
+    return entry(std::string_view(field.first), Text{field.second});
+  });
+}
+
+struct Entries {
+  const MulticastEntries* records;
+};
+std::size_t entry_count(const Entries& map) {
+  return map.records->size();
+}
+template <typename Entry>
+bool for_each_member(const Entries& map, Entry entry) {
+  return std::ranges::all_of(*map.records, [&](const auto& record) {
+    return entry(std::string_view(std::to_string(record.first)), Record{&record.second});
+  });
+}
+
+struct Nodes {
+  std::vector<const MulticastTable::Nodes::value_type*> sorted;
+};
+std::size_t entry_count(const Nodes& map) {
+  return map.sorted.size();
+}
+template <typename Entry>
+bool for_each_member(const Nodes& map, Entry entry) {
+  return std::ranges::all_of(map.sorted, [&](const auto* node) {
+    return entry(std::string_view(node->first), Entries{&node->second});
+  });
+}
+
+}  // namespace
+
+void MulticastTable::declare(const std::string& address) {
+  const MutexLock lock(mutex_);
+  if (places_.find(address) == nullptr) places_.set(address, std::nullopt);
+}
+
+void MulticastTable::store(const std::string& address, MulticastEntries entries) {
+  const MutexLock lock(mutex_);
+  places_.set(address, std::move(entries));
+}
+
+MulticastTable::Nodes MulticastTable::nodes() const {
+  Nodes stored;
+  const MutexLock lock(mutex_);
+  for (const auto& [address, entries] : places_) {
+    if (entries) stored.emplace_back(address, *entries);
+  }
+  return stored;
+}
+
+const MulticastEntries* find_node(const MulticastTable::Nodes& nodes, std::string_view address) {
+  const auto found = std::ranges::find(nodes, address, &MulticastTable::Nodes::value_type::first);
+  return found == nodes.end() ? nullptr : &found->second;
+}
+
+std::string render(const MulticastTable::Nodes& nodes) {
+  Nodes map;
+  for (const auto& node : nodes) map.sorted.push_back(&node);
+  std::ranges::sort(map.sorted, {}, [](const auto* node) { return node->first; });
+  std::string text;
+  JsonWriter([&](std::string_view piece) { text += piece; }).write(map);
+  return text;
+}
+
+}  // namespace zorbec
