@@ -101,7 +101,7 @@ void append_interface(std::string& text, const Interface& interface) {
   entry.add("mac_low", noise % 0x1000000);
   entry.add("vrf_id", 0x60000000 + noise % 8);
   entry.add("stats_id", noise >> 40);
-  entry.add("encap_type", interface.parent == 0 ? "arpa" : "dot1q");
+  entry.add("encap_type", interface.parent == 0 ? "plain" : "tagged");
   entry.add("admin_state", "up");
   entry.add("oper_state", "up");
 }

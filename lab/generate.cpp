@@ -39,8 +39,8 @@ const char* model_text(int model) {
 }
 
 std::string banner(int model) {
-  return "Router Software, Version 7.5.2\n\n" + std::string(model_text(model)) +
-         " (x86_64) processor with 32768M bytes of memory.\n";
+  return "Router software, release 7.5.2\n\n" + std::string(model_text(model)) +
+         " (x86_64) processor, 32 GB of memory\n";
 }
 
 std::string node_table(const std::vector<Node>& nodes, int model) {
@@ -62,14 +62,13 @@ std::string node_table(const std::vector<Node>& nodes, int model) {
 }
 
 std::string running_configuration(const std::vector<Interface>& interfaces) {
-  std::string text = "hostname lab\n";
+  std::string text = "name: lab\n";
   for (const Interface& interface : interfaces) {
-    text += "interface " + interface.name + "\n";
-    if (interface.is_member)
-      text += " bundle id " + std::to_string(interface.lagid) + " mode active\n";
-    text += "!\n";
+    text += "interface " + interface.name;
+    if (interface.is_member) text += ": bundle id " + std::to_string(interface.lagid);
+    text += "\n";
   }
-  return text + "end\n";
+  return text;
 }
 
 // Every PMDB holds the keys of all nodes' interfaces.

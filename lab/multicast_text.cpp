@@ -17,15 +17,14 @@ std::string octets(std::size_t route) {
 }  // namespace
 
 std::string mrib_text(const std::vector<MulticastRoute>& routes, const MulticastDefects& defects) {
-  std::string text = "IP multicast routing table: " + std::to_string(routes.size()) + " routes\n";
+  std::string text = "multicast routes: " + std::to_string(routes.size()) + "\n";
   for (std::size_t i = 0; i < routes.size(); ++i) {
-    text += "\n(10." + octets(i) + ",232." + octets(i) + ") Flags: RPF MT\n  RPF-ID: 3";
+    text += "\nroute 10." + octets(i) + " to 232." + octets(i) + "\n  RPF-ID: 3";
     if (!has_fault(defects, i, MulticastFault::kNoMdtHandle)) {
       text += ", MDT Handle: " + hex_text(routes[i].mdt_handle);
     }
     text += ", Tunnel RIF: " + std::to_string(routes[i].rif) +
-            ", Local label: " + std::to_string(24000 + i) +
-            "\n  Up: 01:02:03, Outgoing interfaces: 2\n";
+            ", label: " + std::to_string(1000 + i) + "\n  age: 3723 s, leads to 2 interfaces\n";
   }
   return text;
 }
@@ -35,9 +34,9 @@ std::string bud_text(const std::vector<MulticastRoute>& routes, const MulticastD
   for (std::size_t i = 0; i < routes.size(); ++i) {
     if (has_fault(defects, i, MulticastFault::kNoBuds)) break;
     const bool is_other = has_fault(defects, i, MulticastFault::kOtherBud);
-    text += "\nmplsmdtbud(id: " + hex_text(routes[i].bud_object) + ")\n  local_label => " +
-            std::to_string(24000 + i) + "\n  tun_rif => " +
-            std::to_string(routes[i].rif + (is_other ? 1 : 0)) + "\n  ref_count => 1\n";
+    text += "\nmplsmdtbud(id: " + hex_text(routes[i].bud_object) + ")\n  label => " +
+            std::to_string(1000 + i) + "\n  tun_rif => " +
+            std::to_string(routes[i].rif + (is_other ? 1 : 0)) + "\n  users => 1\n";
   }
   return text;
 }

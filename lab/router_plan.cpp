@@ -75,7 +75,7 @@ class InterfacePlanner {
       bvi.is_l2 = false;
       if (bvi.rif == 0) bvi.rif = rifs_.next();
       bvi.slot = slots[random_() % slots.size()];
-      bvi.name = "BVI" + std::to_string(i + 1);
+      bvi.name = "Bvi" + std::to_string(i + 1);
       interfaces.push_back(bvi);
     }
     for (int i = 0; i < size_.gre; ++i) {
@@ -132,7 +132,7 @@ class InterfacePlanner {
     Interface port = draw(InterfaceClass::kPhysical, handles);
     port.slot = slot;
     port.ssp = ports_.next();
-    port.name = "HundredGigE0/" + std::to_string(slot) + "/0/" + std::to_string(number);
+    port.name = "Port0/" + std::to_string(slot) + "/0/" + std::to_string(number);
     return port;
   }
 

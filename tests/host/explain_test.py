@@ -152,7 +152,7 @@ class Defective(ExplainTest):
         out = self.explain(defect["key"])
         self.assertIn("pidb_bundle_0.dat: ", self.err)
         self.assertIn("Not looked at\n  pidb_bundle of node 0: cannot be used\n", out)
-        self.assertIn("\n  bvi BVI", out)
+        self.assertIn("\n  bvi Bvi", out)
         self.assertIn("reported by 0, 1\n", out)
 
     def test_key_beyond_64_bits(self):

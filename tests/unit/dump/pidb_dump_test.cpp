@@ -146,11 +146,11 @@ struct ConfigurationCase : Row {
 
 const ConfigurationCase kConfigurations[] = {
     {{"nothing"}, "", false},
-    {{"tunnel_interface"}, "interface tunnel-ip1\n ipv4 address 10.0.0.1\n", true},
-    {{"tunnel_among_others"}, "interface Loopback0\n!\ninterface tunnel-ip77\n!\n", true},
-    {{"text_anywhere_in_a_line"}, "description no interface tunnel-ip any more\n", true},
-    {{"name_continues"}, "interface tunnel-ipsec3\n", true},
-    {{"other_tunnel_kinds"}, "interface tunnel-te5\ninterface tunnel-mte6\n", false},
+    {{"tunnel_interface"}, "interface tunnel-ip1: address 10.0.0.1\n", true},
+    {{"tunnel_among_others"}, "interface Port0/3/0/0\ninterface tunnel-ip77\nend\n", true},
+    {{"text_anywhere_in_a_line"}, "note: no interface tunnel-ip any more\n", true},
+    {{"name_continues"}, "interface tunnel-ipx3\n", true},
+    {{"other_tunnel_kinds"}, "interface tunnel-x5\ninterface tunnel-xip6\n", false},
     {{"two_blanks"}, "interface  tunnel-ip1\n", false},
     {{"other_case"}, "interface Tunnel-IP1\n", false},
     {{"across_two_lines"}, "interface\ntunnel-ip1\n", false},

@@ -39,7 +39,7 @@ TEST_P(RouterType, follows_from_the_banner) {
 INSTANTIATE_TEST_SUITE_P(
     banner, RouterType,
     ::testing::Values(
-        BannerCase{"kvr_7700_gives_3", "Router KVR-7700 (x86) processor with 32 GB\n", 3},
+        BannerCase{"kvr_7700_gives_3", "Router KVR-7700 (x86) processor, 32 GB\n", 3},
         BannerCase{"kvr_330_gives_2", "KVR-330 processor\n", 2},
         BannerCase{"kvr_310_gives_4", "KVR-310 () processor\n", 4},
         BannerCase{"kvr_310_without_brackets_is_unknown", "KVR-310 processor\n", 1},
@@ -218,7 +218,7 @@ TEST_P(BundleScale, gives_the_scale_mode) {
 INSTANTIATE_TEST_SUITE_P(
     configuration, BundleScale,
     ::testing::Values(
-        ScaleCase{"without_hw_module_profile_gives_256", "hostname r1\n", "256", 0},
+        ScaleCase{"without_hw_module_profile_gives_256", "name: r1\n", "256", 0},
         ScaleCase{"empty_gives_256", "", "256", 0},
         ScaleCase{"scale_256", "hw-module profile bundle-scale 256\n", "256", 0},
         ScaleCase{"scale_512", "hw-module profile bundle-scale 512\n", "512", 1},
@@ -234,7 +234,8 @@ INSTANTIATE_TEST_SUITE_P(
                   "hw-module profile bundle-scale x\nhw-module profile bundle-scale 512\n", "512",
                   1},
         ScaleCase{"among_other_lines",
-                  "a\nhw-module profile acl\n hw-module profile bundle-scale 512\nb\n", "512", 1},
+                  "a\nhw-module profile filters\n hw-module profile bundle-scale 512\nb\n", "512",
+                  1},
         ScaleCase{"more_digits_than_a_number_holds",
                   "hw-module profile bundle-scale 99999999999999999999999\n",
                   "99999999999999999999999", 10}),
@@ -253,7 +254,7 @@ TEST_P(NoBundleScale, is_an_error) {
 
 INSTANTIATE_TEST_SUITE_P(
     configuration, NoBundleScale,
-    ::testing::Values(ScaleCase{"other_profile", "hw-module profile acl\n", "", 0},
+    ::testing::Values(ScaleCase{"other_profile", "hw-module profile filters\n", "", 0},
                       ScaleCase{"no_digits", "hw-module profile bundle-scale\n", "", 0},
                       ScaleCase{"two_blanks", "hw-module profile bundle-scale  512\n", "", 0},
                       ScaleCase{"negative", "hw-module profile bundle-scale -512\n", "", 0}),

@@ -345,10 +345,10 @@ TEST(Additions, wide_keys_are_shown_whole) {
 }
 
 TEST(RecordRendering, is_that_of_the_record_alone) {
-  InterfaceTable table = interface_table(R"({"8": {}, "9": {"name": "BE1", "lagid": 1}})");
+  InterfaceTable table = interface_table(R"({"8": {}, "9": {"name": "B1", "lagid": 1}})");
   table.additions[1].key_list = KeyList{Integer(9)};
   EXPECT_EQ(render(InterfaceRecord(table, 1)),
-            "{\"key_list\": [\"0x9\"], \"lagid\": 1, \"name\": \"BE1\"}\n");
+            "{\"key_list\": [\"0x9\"], \"lagid\": 1, \"name\": \"B1\"}\n");
 }
 
 TEST(SubifListRendering, is_a_list_of_handles) {

@@ -128,7 +128,7 @@ TEST_F(MulticastDumps, MribDumpFileShowsTheWholeTable) {
 
 const OutputCase kMribOutputs[] = {
     {{"nothing"}, "", {}},
-    {{"nothing_of_interest"}, "(10.0.0.1,232.0.0.1) Flags: 0x0, Up: 1d\n\n", {}},
+    {{"nothing_of_interest"}, "route 10.0.0.1 to 232.0.0.1, age: 1 d\n\n", {}},
     {{"one_entry"},
      "RPF-ID: 3, MDT Handle: 0x1f, Tunnel RIF: 12)\n",
      {{0, {{"mdt_handle", "0x1f"}, {"rif", "0xc"}}}},
