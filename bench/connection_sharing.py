@@ -33,8 +33,10 @@ def measure(lab, zorbec, router, config):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--build", type=pathlib.Path, required=True, help="folder of a release build")
-    parser.add_argument("--work", type=pathlib.Path, required=True, help="folder for routers, removed")
+    parser.add_argument("--build", type=pathlib.Path, required=True,
+                        help="folder of a release build")
+    parser.add_argument("--work", type=pathlib.Path, required=True,
+                        help="folder for routers, removed")
     parser.add_argument("--rounds", type=int, default=3)
     parser.add_argument("rifs", type=int, nargs="*", metavar="RIFS", help="default: 1 100 1000")
     options = parser.parse_args()
@@ -43,8 +45,8 @@ def main():
     work.mkdir(parents=True)
     config = work / "ssh_config"
     config.write_text(SHARING)
-    print(f"{os.cpu_count()} cores, load {os.getloadavg()[0]:.1f}; a route processor and a line card;"
-          f" medians of {options.rounds}, in seconds")
+    print(f"{os.cpu_count()} cores, load {os.getloadavg()[0]:.1f}; a route processor and a line"
+          f" card; medians of {options.rounds}, in seconds")
     print(" RIFs  sharing    wall  client CPU")
     for rifs in options.rifs or (1, 100, 1000):
         router = work / str(rifs)

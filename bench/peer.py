@@ -1,11 +1,12 @@
 #!/usr/bin/python3
-"""The script that an engineer would write for the interface check: reads the dumps that a check left
-in a folder and writes the same logs.
+"""The script that an engineer would write for the interface check: reads the dumps that a check
+left in a folder and writes the same logs.
 
     peer.py DUMPS LOGS [--model CODE] [--bundle-scale N] [--tables-once]
 
-It runs no commands, so that a leaked key is reported without asking whether it is a bundle's. Tables
-are rendered where the log shows them, in every node's log; with --tables-once only once for all.
+It runs no commands, so that a leaked key is reported without asking whether it is a bundle's.
+Tables are rendered where the log shows them, in every node's log; with --tables-once only once
+for all.
 """
 
 import argparse

@@ -270,7 +270,8 @@ def section_growth(bench):
         column = name.lower()
         for larger, what, most in (("16x16000", "16,000 : 4,000 interfaces a card", 4),
                                    ("32x4000", "32 : 16 cards", 5)):
-            print_target(f"{name}, {what}", ratio(results[larger], results["16x4000"], column), most)
+            growth = ratio(results[larger], results["16x4000"], column)
+            print_target(f"{name}, {what}", growth, most)
     for what, larger, smaller, column in (
             ("CPU in user mode alone", "16x16000", "16x4000", "user_cpu"),
             ("CPU of the floor", "floor 16x16000", "floor 16x4000", "cpu")):
@@ -288,7 +289,8 @@ def section_unhealthy(bench):
                                 healthy=lambda: bench.check_answered(healthy, 2),
                                 unhealthy=lambda: bench.check_answered(sick, 2))
     findings = results["unhealthy"][0]["findings"]
-    print(f"\nUnhealthy, 16 cards x 4000 interfaces, commands answered, 2 CPUs: {findings} findings")
+    print("\nUnhealthy, 16 cards x 4000 interfaces, commands answered, 2 CPUs: "
+          f"{findings} findings")
     print_others(results)
     cost = statistics.median(b["cpu"] - a["cpu"] for a, b in zip(*results.values())) / findings
     print_target("CPU a finding, its bytes included, us", 1e6 * cost, 1)
@@ -364,7 +366,7 @@ SECTIONS = {name.removeprefix("section_"): function for name, function in list(g
 
 
 def print_machine():
-    model = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text())
+    model = re.search(r"model name\s*: (.*)", pathlib.Path("/proc/cpuinfo").read_text("utf-8"))
     memory = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / 2**30
     print(f"{model.group(1) if model else platform.processor()}, {os.cpu_count()} CPUs, "
           f"{memory:.0f} GB, Linux {platform.release()}, "
@@ -372,11 +374,11 @@ def print_machine():
 
 
 def keep_small_pages():
-    """Keeps free memory with a virtual machine for as long as the result lives. The machine's kernel
-    reports free blocks of 2 MB to its host, which takes them back, and whoever uses them next waits
-    for the host: a small run finds what the one before has left, a large one does not. Here a page of
-    each block is held, so that the rest, free for all, is not reported. Large pages are such blocks;
-    the check, which alone asks for some, sees to them before its time begins."""
+    """Keeps free memory with a virtual machine for as long as the result lives. The machine's
+    kernel reports free blocks of 2 MB to its host, which takes them back, and whoever uses them
+    next waits for the host: a small run finds what the one before has left, a large one does not.
+    Here a page of each block is held, so that the rest, free for all, is not reported. Large pages
+    are such blocks; the check, which alone asks for some, sees to them before its time begins."""
     area = mmap.mmap(-1, KEPT_BYTES, flags=mmap.MAP_PRIVATE | mmap.MAP_ANONYMOUS)
     # A large page of which a part is given back stays whole.
     area.madvise(mmap.MADV_NOHUGEPAGE)

@@ -6,7 +6,6 @@ configuration, yesterday's dump left on the node by a tool that says it went wel
 """
 
 import json
-import random
 import shutil
 
 from random_routers import (
@@ -44,7 +43,8 @@ def options_of(seed, pick):
     arguments = interface_options(seed)
     if pick.random() < 0.35:
         # As often as not there is nothing to find.
-        arguments = arguments[: arguments.index("--defect")] if "--defect" in arguments else arguments
+        if "--defect" in arguments:
+            arguments = arguments[: arguments.index("--defect")]
     elif model_of(seed) not in SINGLE_PROCESSOR and pick.random() < 0.5:
         arguments += multicast_defects(pick)
     if model_of(seed) not in SINGLE_PROCESSOR:
@@ -66,7 +66,7 @@ class Node:
 
 
 class Router:
-    """A generated router, sound but for what was planted; damage is added by the functions below."""
+    """A generated router, sound but for what was planted; the functions below damage it."""
 
     def __init__(self, folder):
         self.folder = folder
@@ -215,9 +215,9 @@ def pidb_tool_fails(router, node, pick):
     if kind in TOOL_FAILS and pick.random() < 0.5:
         # Old dumps lie on the node, and are copied from there.
         node.tmp.mkdir(exist_ok=True)
-        for of in PIDB_FILES:
+        for of, name in PIDB_FILES.items():
             if router.dump_file(node, of).exists():
-                shutil.copyfile(router.dump_file(node, of), node.tmp / f"{PIDB_FILES[of]}.dat")
+                shutil.copyfile(router.dump_file(node, of), node.tmp / f"{name}.dat")
         classes = PIDB_FILES
         kind += " over old dumps"
     router.hurt(f"{node.name}: iftruth_dump {kind}", [node], classes, ends_others=True)
@@ -266,7 +266,8 @@ def node_is_out_of_service(router, node, pick):
     role = "ACTIVE" if node.is_active else "STANDBY"
     for number, line in enumerate(lines):
         if line.startswith(f"0/{node.name}/"):
-            lines[number] = line.replace(f"({role})", f"({pick.choice(('OFFLINE', 'FAILED', '-'))})")
+            state = pick.choice(("OFFLINE", "FAILED", "-"))
+            lines[number] = line.replace(f"({role})", f"({state})")
     path.write_text("".join(lines))
     router.hurt(f"{node.name}: out of service", [node], ALL_CLASSES)
 
@@ -283,12 +284,12 @@ def spoil_table(router, node, pick):
     router.hurt(f"{node.name}: {of} dump is {table}", [node], classes, ends_others=of != "pmdb")
 
 
-def empty_pmdb(router, node, pick):
+def empty_pmdb(router, node, _pick):
     router.dump_file(node, "pmdb").write_text("{}")
     router.hurt(f"{node.name}: no key at all", [node], KEY_CLASSES)
 
 
-def empty_tables(router, node, pick):
+def empty_tables(router, node, _pick):
     for of in PIDB_FILES:
         router.dump_file(node, of).write_text("{}")
     router.hurt(f"{node.name}: no interface at all", [node], PIDB_FILES)
@@ -346,7 +347,7 @@ def spoil_key(router, node, pick):
     router.hurt(f"{node.name}: key {name}: {how}", [node], KEY_CLASSES)
 
 
-# Damage of the route processor's own tools, and harmless things ------------------------------------
+# Damage of the route processor's own tools, and harmless things ----------------------------------
 
 
 def node_table_fails(router, pick):
@@ -389,11 +390,11 @@ def slow_tool(router, node, pick):
 # sound ones.
 
 
-def any_node(router, node):
+def any_node(_router, _node):
     return True
 
 
-def dumps_pidb(router, node):
+def dumps_pidb(_router, node):
     return node.dumps_pidb
 
 

@@ -21,9 +21,9 @@ SUPPORT = Path(__file__).resolve().parent.parent / "support"
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SUPPORT))
 
-from check_run import CheckRun, findings_of  # noqa: E402
-from damage import Router, damage, options_of  # noqa: E402
-from outcome import difference, shown  # noqa: E402
+from check_run import CheckRun, findings_of, need_schemas
+from damage import Router, damage, options_of
+from outcome import difference, shown
 
 
 def verdict_complaints(router, report):
@@ -110,6 +110,7 @@ def main():
         checked = sum(int(path.read_text()) for path in work.glob("*.checked"))
         print(f"{checked} damaged routers were checked")
         return checked < options.at_least
+    need_schemas()
     work.mkdir(parents=True, exist_ok=True)
     tally = work / f"{options.first}.checked"
     tally.unlink(missing_ok=True)

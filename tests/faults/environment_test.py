@@ -9,16 +9,15 @@ import fcntl
 import json
 import os
 import random
-import signal
 import sys
 import time
 
 sys.dont_write_bytecode = True
 
-import faulty_run  # noqa: E402
-from check_run import finding_lines  # noqa: E402
-from faulty_run import CHECKS, FAILED, PATIENCE, WAIT_FOR_ORPHANS  # noqa: E402
-from faulty_run import FaultTest, complaints, outcome  # noqa: E402
+import faulty_run
+from check_run import finding_lines
+from faulty_run import CHECKS, FAILED, PATIENCE, WAIT_FOR_ORPHANS
+from faulty_run import FaultTest, complaints, outcome
 
 REFUSES_WORK = (2, 3)  # exit codes of a check that does not vouch for anything
 BROKEN = "write standard output: Broken pipe"

@@ -11,10 +11,10 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
 
-from check_run import finding_lines  # noqa: E402
-from outcome import Outcome, comparable_file, comparable_stdout, difference  # noqa: E402
-from outcome import nodes_among, shared_files  # noqa: E402
-from faulty_router import make_router  # noqa: E402
+from check_run import finding_lines
+from outcome import Outcome, comparable_file, comparable_stdout, difference
+from outcome import nodes_among, shared_files
+from faulty_router import make_router
 
 PATIENCE = 60  # seconds until something that must happen soon is taken to have failed
 FAILED = 4294967294  # the status of a run whose main thread failed

@@ -15,9 +15,9 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 
-import faulty_run  # noqa: E402
-from check_run import findings_of  # noqa: E402
-from faulty_run import CHECKS, PATIENCE, FaultTest, finding_lines, outcome  # noqa: E402
+import faulty_run
+from check_run import findings_of
+from faulty_run import CHECKS, PATIENCE, FaultTest, finding_lines, outcome
 
 PLANTED = Path(__file__).resolve().parent / "planted.py"
 REPLACED = ("link", "dangling", "hard_link", "fifo", "socket", "file")
@@ -50,7 +50,7 @@ class Planted(FaultTest):
         )  # fmt: skip
         return json.loads(result.stdout)
 
-    def run_host(self, kind, names, step):
+    def run_planted_host(self, kind, names, step):
         host = faulty_run.OPTIONS.host
         return self.run_planted(kind, names, host, "/dev/null", "init", step, "finalize")
 
@@ -68,7 +68,7 @@ class Planted(FaultTest):
         for check, step in CHECKS.items():
             for kind in REPLACED:
                 with self.subTest(check=check, kind=kind):
-                    told = self.run_host(kind, self.names[check], step)
+                    told = self.run_planted_host(kind, self.names[check], step)
                     self.assert_clean(told, 0)
                     self.assertEqual(finding_lines(told["output"]), self.sound[check])
 
@@ -86,7 +86,7 @@ class Planted(FaultTest):
         for check, step in CHECKS.items():
             for name in self.names[check]:
                 with self.subTest(check=check, name=name):
-                    told = self.run_host("folder", [name], step)
+                    told = self.run_planted_host("folder", [name], step)
                     self.assertEqual(told["exit"], 0)
                     self.assertIn(f"unlink /tmp/{name}: Is a directory\n", told["errors"])
 

@@ -12,7 +12,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 
-from faulty_router import make_router  # noqa: E402
+from faulty_router import make_router
 
 
 def main():

@@ -21,8 +21,8 @@ SUPPORT = Path(__file__).resolve().parent.parent / "support"
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SUPPORT))
 
-from outcome import Outcome, content_of, difference, oracle_complaints  # noqa: E402
-from router import PIDB_FIELDS, PMDB, dump_path, dump_text, generate, read_dump  # noqa: E402
+from outcome import Outcome, content_of, difference, oracle_complaints
+from router import PIDB_FIELDS, PMDB, dump_path, dump_text, generate, read_dump
 
 VALUES = {
     "missing": None,

@@ -19,8 +19,8 @@ SUPPORT = Path(__file__).resolve().parent.parent / "support"
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SUPPORT))
 
-from outcome import MESSAGE, Outcome, difference, oracle_complaints, shown  # noqa: E402
-from random_routers import (  # noqa: E402
+from outcome import MESSAGE, Outcome, difference, oracle_complaints, shown
+from random_routers import (
     interface_options,
     multicast_options,
     planted_defects,

@@ -37,6 +37,7 @@ class Diff(unittest.TestCase):
     def setUp(self):
         self.folder = WORK / self.id()
         self.folder.mkdir()
+        self.err = ""
 
     def write(self, name, content):
         path = self.folder / name
@@ -95,7 +96,8 @@ class Diff(unittest.TestCase):
         out = self.diff(old, new, "--json", "-", status=1)
         expected = {
             "format": "zorbec-diff", "version": 1, "new": [finding("0xd")],
-            "new_unconfirmed": [], "still": [finding("0xb")], "cleared": [finding("0xa")], "not_looked_at_again": [],
+            "new_unconfirmed": [], "still": [finding("0xb")], "cleared": [finding("0xa")],
+            "not_looked_at_again": [],
         }  # fmt: skip
         self.assertEqual(json.loads(out), expected)
         path = self.folder / "diff.json"

@@ -55,6 +55,7 @@ class ExplainTest(unittest.TestCase):
     def setUp(self):
         self.folder = WORK / self.id()
         shutil.copytree(self.tmp, self.folder)
+        self.err = ""
 
     def explain(self, *arguments, status=0, folder=None):
         before = files_in(self.folder)

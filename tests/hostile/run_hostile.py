@@ -22,8 +22,8 @@ SUPPORT = Path(__file__).resolve().parent.parent / "support"
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SUPPORT))
 
-from check_run import CheckRun  # noqa: E402
-from outcome import Outcome, oracle_complaints  # noqa: E402
+from check_run import CheckRun, need_schemas
+from outcome import Outcome, oracle_complaints
 
 MEGABYTE = 1 << 20
 LONGEST_LINE = 600  # of a complaint, whatever it is about
@@ -283,6 +283,7 @@ def main():
     parser.add_argument("--huge", action="store_true")
     parser.add_argument("places", metavar="PLACE", nargs="*")
     options = parser.parse_args()
+    need_schemas()
     for name in ("lab", "host", "zorbec", "work"):
         setattr(options, name, getattr(options, name).resolve())
 

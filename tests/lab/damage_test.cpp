@@ -10,7 +10,7 @@
 namespace zorbec::lab {
 namespace {
 
-TEST(ParseDamage, ReadsAllParts) {
+TEST(ParseDamage, reads_all_parts) {
   const std::vector<Damage> damages = parse_damage(
       "# a comment\n"
       "\n"
@@ -39,7 +39,7 @@ void PrintTo(const WrongLine& row, std::ostream* stream) {
 
 class WrongDamage : public ::testing::TestWithParam<WrongLine> {};
 
-TEST_P(WrongDamage, IsRefused) {
+TEST_P(WrongDamage, is_refused) {
   EXPECT_THROW(parse_damage(GetParam().text), std::invalid_argument);
   const TestFolder router;
   router.write("damage.txt", GetParam().text);
@@ -67,7 +67,7 @@ const WrongLine kWrongLines[] = {
 INSTANTIATE_TEST_SUITE_P(All, WrongDamage, ::testing::ValuesIn(kWrongLines),
                          [](const auto& row) { return row.param.name; });
 
-TEST(DamageOfARouter, MustNameAKnownNode) {
+TEST(DamageOfARouter, must_name_a_known_node) {
   const TestFolder router;
   router.write("damage.txt", "192.0.99.1 ssh refuse\n");
   EXPECT_EQ(run_on(router.path(), "true").status, 125);
@@ -75,7 +75,7 @@ TEST(DamageOfARouter, MustNameAKnownNode) {
 
 class DamageOfRealServers : public ::testing::TestWithParam<WrongLine> {};
 
-TEST_P(DamageOfRealServers, IsRefusedWhereThereAreNone) {
+TEST_P(DamageOfRealServers, is_refused_where_there_are_none) {
   const std::vector<Damage> damages = parse_damage(GetParam().text);
   ASSERT_EQ(damages.size(), 1U);
   EXPECT_TRUE(needs_openssh(damages[0]));
@@ -97,13 +97,13 @@ const WrongLine kServerDamages[] = {
 INSTANTIATE_TEST_SUITE_P(All, DamageOfRealServers, ::testing::ValuesIn(kServerDamages),
                          [](const auto& row) { return row.param.name; });
 
-TEST(NeedsOpenssh, NotWhatTheSimulatedToolsShow) {
+TEST(NeedsOpenssh, not_what_the_simulated_tools_show) {
   for (const Damage& damage : parse_damage("* ssh late 5\n* scp refuse\n* pmdb.dat half\n")) {
     EXPECT_FALSE(needs_openssh(damage)) << damage.what;
   }
 }
 
-TEST(DamagesThatHit, ComeInFileOrder) {
+TEST(DamagesThatHit, come_in_file_order) {
   const std::vector<Damage> damages = parse_damage(
       "* ssh late 1\nlocal ssh late 2\n192.0.16.1 ssh late 3\n192.0.16.1 scp late 4\n"
       "* ssh late 5\n");
@@ -141,7 +141,7 @@ class DamageEffect : public ::testing::TestWithParam<EffectCase> {
   TestFolder router;
 };
 
-TEST_P(DamageEffect, IsAsDescribed) {
+TEST_P(DamageEffect, is_as_described) {
   router.write("damage.txt", GetParam().damage);
   const std::string functions =
       "dump() { ssh $1 /pkg/bin/hwkey_dump -g 2> /tmp/err; echo status $?; wc -l < /tmp/err; };"
@@ -200,7 +200,7 @@ const EffectCase kEffects[] = {
 INSTANTIATE_TEST_SUITE_P(All, DamageEffect, ::testing::ValuesIn(kEffects),
                          [](const auto& row) { return row.param.name; });
 
-TEST(LateDamage, DelaysAddUpAndTheAnswerStays) {
+TEST(LateDamage, delays_add_up_and_the_answer_stays) {
   const TestFolder router;
   router.write("banner.txt", "the banner\n");
   router.write("damage.txt", "* relinfo_print late 200\nlocal relinfo_print late 150\n");

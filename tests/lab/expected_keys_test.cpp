@@ -35,7 +35,7 @@ void PrintTo(const ListCase& row, std::ostream* stream) {
 
 class KeyList : public ::testing::TestWithParam<ListCase> {};
 
-TEST_P(KeyList, HoldsTheKeysOfItsClass) {
+TEST_P(KeyList, holds_the_keys_of_its_class) {
   const ListCase& row = GetParam();
   const NodeKeys node =
       expected_keys({interface(row.interface_class, kPort, row.is_l2)}, 65, {row.model, 256});
@@ -69,7 +69,7 @@ const ListCase kLists[] = {
 INSTANTIATE_TEST_SUITE_P(All, KeyList, ::testing::ValuesIn(kLists),
                          [](const auto& row) { return row.param.name; });
 
-TEST(KeyListOfWideIds, IsCutTo16Bits) {
+TEST(KeyListOfWideIds, is_cut_to_16_bits) {
   Interface bundle = interface(InterfaceClass::kBundle, kBundle, false);
   bundle.rif = 0x10007;
   EXPECT_EQ(expected_keys({bundle}, 0, {1, 256}).listed.back().key, 7U);
@@ -89,7 +89,7 @@ void PrintTo(const MemberCase& row, std::ostream* stream) {
 
 class MemberKeys : public ::testing::TestWithParam<MemberCase> {};
 
-TEST_P(MemberKeys, GoToTheBundleAndItsSubInterfaces) {
+TEST_P(MemberKeys, go_to_the_bundle_and_its_sub_interfaces) {
   const MemberCase& row = GetParam();
   Interface member = interface(InterfaceClass::kPhysical, kPort, false);
   member.is_member = true;

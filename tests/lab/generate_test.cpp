@@ -142,7 +142,7 @@ std::map<std::string, std::string> node_names(const fs::path& folder, int model)
 
 class GeneratedModel : public ::testing::TestWithParam<int> {};
 
-TEST_P(GeneratedModel, IsConsistent) {
+TEST_P(GeneratedModel, is_consistent) {
   const TestFolder folder;
   RouterOptions options;
   options.model = GetParam();
@@ -160,7 +160,7 @@ TEST_P(GeneratedModel, IsConsistent) {
 
 INSTANTIATE_TEST_SUITE_P(All, GeneratedModel, ::testing::Range(1, 10));
 
-TEST(GeneratedRouter, HasExactlyThePlantedDefects) {
+TEST(GeneratedRouter, has_exactly_the_planted_defects) {
   const TestFolder folder;
   RouterOptions options;
   options.seed = 7;
@@ -205,7 +205,7 @@ TEST(GeneratedRouter, HasExactlyThePlantedDefects) {
   }
 }
 
-TEST(GeneratedRouter, CanMissEveryKeyOfAClass) {
+TEST(GeneratedRouter, can_miss_every_key_of_a_class) {
   const TestFolder folder;
   RouterOptions options;
   options.line_cards = 1;
@@ -214,7 +214,7 @@ TEST(GeneratedRouter, CanMissEveryKeyOfAClass) {
   EXPECT_EQ(json::parse(file_text(folder.path() / "planted.json")).at("defects").size(), 6U);
 }
 
-TEST(GeneratedRouter, IsTheSameForTheSameOptions) {
+TEST(GeneratedRouter, is_the_same_for_the_same_options) {
   const TestFolder first;
   const TestFolder second;
   const TestFolder other;
@@ -233,7 +233,7 @@ TEST(GeneratedRouter, IsTheSameForTheSameOptions) {
   EXPECT_NE(all_files(first.path()), all_files(other.path()));
 }
 
-TEST(GeneratedRouter, HasTheSizeAskedFor) {
+TEST(GeneratedRouter, has_the_size_asked_for) {
   const TestFolder folder;
   ASSERT_EQ(run_lab({"generate",          folder.path(), "--line-cards", "3", "--physical", "4",
                      "--physical-subifs", "9",           "--bundles",    "3", "--members",  "2",
@@ -260,7 +260,7 @@ TEST(GeneratedRouter, HasTheSizeAskedFor) {
   EXPECT_EQ(found, sizes);
 }
 
-TEST(GeneratedRouter, NamesTunnelsInTheConfigurationOnlyIfThereAreAny) {
+TEST(GeneratedRouter, names_tunnels_in_the_configuration_only_if_there_are_any) {
   for (const int tunnels : {0, 2}) {
     const TestFolder folder;
     RouterOptions options;
@@ -272,7 +272,7 @@ TEST(GeneratedRouter, NamesTunnelsInTheConfigurationOnlyIfThereAreAny) {
   }
 }
 
-TEST(GeneratedRouter, RunsInTheSandbox) {
+TEST(GeneratedRouter, runs_in_the_sandbox) {
   const TestFolder folder;
   generate_router(folder.path(), {}, {});
   const Ended ended = run_on(folder.path(),

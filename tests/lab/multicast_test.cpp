@@ -173,7 +173,7 @@ RouterOptions options_for(int routes, int line_cards = 2) {
 
 class GeneratedRoutes : public ::testing::TestWithParam<int> {};
 
-TEST_P(GeneratedRoutes, AreConsistentOnAllNodes) {
+TEST_P(GeneratedRoutes, are_consistent_on_all_nodes) {
   const TestFolder folder;
   RouterOptions options = options_for(GetParam());
   options.standby = true;
@@ -200,7 +200,7 @@ TEST_P(GeneratedRoutes, AreConsistentOnAllNodes) {
 
 INSTANTIATE_TEST_SUITE_P(Counts, GeneratedRoutes, ::testing::Values(0, 1, 12, 1000));
 
-TEST(MulticastRoutes, HaveRifsAndHandlesThatAreNoPartOfAnother) {
+TEST(MulticastRoutes, have_rifs_and_handles_that_are_no_part_of_another) {
   for (const int count : {1, 30719, 30720, 30721, 100'000}) {
     Random random(3);
     const std::vector<MulticastRoute> routes = plan_multicast_routes(count, random);
@@ -218,7 +218,7 @@ TEST(MulticastRoutes, HaveRifsAndHandlesThatAreNoPartOfAnother) {
   }
 }
 
-TEST(MulticastRoutes, LeaveTheInterfacesAsTheyAre) {
+TEST(MulticastRoutes, leave_the_interfaces_as_they_are) {
   const TestFolder with;
   const TestFolder without;
   const std::vector<std::string> defects = {"missing-physical:2", "leaked"};
@@ -251,7 +251,7 @@ void PrintTo(const FindingCase& row, std::ostream* stream) {
 
 class MulticastFinding : public ::testing::TestWithParam<FindingCase> {};
 
-TEST_P(MulticastFinding, IsTheOnlyOne) {
+TEST_P(MulticastFinding, is_the_only_one) {
   const TestFolder folder;
   generate_router(folder.path(), options_for(12, 1), {GetParam().kind});
   const Planted planted = read_planted(folder.path());
@@ -285,7 +285,7 @@ const std::vector<std::string> kMixedDefects = {"mcast-rp-handle:5", "mcast-miss
 
 class MulticastModel : public ::testing::TestWithParam<int> {};
 
-TEST_P(MulticastModel, HasExactlyThePlantedDefects) {
+TEST_P(MulticastModel, has_exactly_the_planted_defects) {
   const TestFolder folder;
   RouterOptions options = options_for(20, 4);
   options.model = GetParam();
@@ -308,7 +308,7 @@ INSTANTIATE_TEST_SUITE_P(All, MulticastModel, ::testing::Values(1, 2, 3, 4, 6, 8
 
 class MulticastEnd : public ::testing::TestWithParam<const char*> {};
 
-TEST_P(MulticastEnd, HidesWhatComesAfterIt) {
+TEST_P(MulticastEnd, hides_what_comes_after_it) {
   std::set<std::size_t> line_counts;
   for (std::uint64_t seed = 1; seed <= 10; ++seed) {
     const TestFolder folder;
@@ -337,7 +337,7 @@ INSTANTIATE_TEST_SUITE_P(All, MulticastEnd,
                            return name;
                          });
 
-TEST(MulticastDefects, EndFieldIsPlantedInRoutesAndInKeys) {
+TEST(MulticastDefects, end_field_is_planted_in_routes_and_in_keys) {
   std::set<std::string> nodes;
   for (std::uint64_t seed = 1; seed <= 20; ++seed) {
     const TestFolder folder;
@@ -360,7 +360,7 @@ TEST(MulticastDefects, EndFieldIsPlantedInRoutesAndInKeys) {
   EXPECT_EQ(nodes, (std::set<std::string>{"0", "RP0"}));
 }
 
-TEST(MulticastDefects, CanBeOnEveryRouteOfEveryNode) {
+TEST(MulticastDefects, can_be_on_every_route_of_every_node) {
   const TestFolder folder;
   generate_router(folder.path(), options_for(6, 3),
                   {"mcast-lc-rif:9", "mcast-missing-bud:9", "mcast-rp-handle:6"});
@@ -368,7 +368,7 @@ TEST(MulticastDefects, CanBeOnEveryRouteOfEveryNode) {
   EXPECT_EQ(check(folder.path(), card_addresses(3)).lines.size(), 24U);
 }
 
-TEST(MulticastDefects, AreTheSameForTheSameOptions) {
+TEST(MulticastDefects, are_the_same_for_the_same_options) {
   std::vector<std::string> texts;
   for (const std::uint64_t seed : {5U, 5U, 6U}) {
     const TestFolder folder;
@@ -395,7 +395,7 @@ void PrintTo(const MulticastRefusalCase& row, std::ostream* stream) {
 
 class MulticastRefusal : public ::testing::TestWithParam<MulticastRefusalCase> {};
 
-TEST_P(MulticastRefusal, WritesNothing) {
+TEST_P(MulticastRefusal, writes_nothing) {
   const TestFolder folder;
   std::vector<std::string> arguments = {"generate", folder.path() / "router"};
   arguments.insert(arguments.end(), GetParam().options.begin(), GetParam().options.end());
@@ -425,7 +425,7 @@ const MulticastRefusalCase kMulticastRefusals[] = {
 INSTANTIATE_TEST_SUITE_P(All, MulticastRefusal, ::testing::ValuesIn(kMulticastRefusals),
                          [](const auto& row) { return row.param.name; });
 
-TEST(MulticastRouter, AnswersTheCommandsOfTheCheck) {
+TEST(MulticastRouter, answers_the_commands_of_the_check) {
   const TestFolder folder;
   generate_router(folder.path(), options_for(2, 1), {});
   const std::string rif = routes_of(folder.path(), kRouteProcessor).back().rif;

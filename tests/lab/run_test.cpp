@@ -42,7 +42,7 @@ void PrintTo(const StatusCase& row, std::ostream* stream) {
 
 class SandboxStatus : public Sandbox, public ::testing::WithParamInterface<StatusCase> {};
 
-TEST_P(SandboxStatus, IsTheCommandsOwn) {
+TEST_P(SandboxStatus, is_the_commands_own) {
   EXPECT_EQ(run_on(router.path(), GetParam().script).status, GetParam().status);
 }
 
@@ -68,7 +68,7 @@ void PrintTo(const RefusalCase& row, std::ostream* stream) {
 
 class LabRefuses : public ::testing::TestWithParam<RefusalCase> {};
 
-TEST_P(LabRefuses, WithOneLineAndStatus125) {
+TEST_P(LabRefuses, with_one_line_and_status_125) {
   const Ended ended = run_lab(GetParam().arguments);
   EXPECT_EQ(ended.status, 125);
   EXPECT_EQ(ended.out, "");
@@ -100,13 +100,13 @@ const RefusalCase kRefusals[] = {
 INSTANTIATE_TEST_SUITE_P(All, LabRefuses, ::testing::ValuesIn(kRefusals),
                          [](const auto& row) { return row.param.name; });
 
-TEST_F(Sandbox, CommandGetsItsArgumentsUnchanged) {
+TEST_F(Sandbox, command_gets_its_arguments_unchanged) {
   const Ended ended =
       run_lab({"run", router.path(), "--", "printf", "<%s>", "[a,b]", "", "--tmp", "--", "a b"});
   EXPECT_EQ(ended.out, "<[a,b]><><--tmp><--><a b>");
 }
 
-TEST_F(Sandbox, TmpIsEmptyAndOpenToAll) {
+TEST_F(Sandbox, tmp_is_empty_and_open_to_all) {
   const Ended ended = run_lab({"run", router.path(), "--", "/bin/sh", "-c",
                                "LC_ALL=C ls -A /tmp; stat -c %a /tmp; touch /tmp/left-behind"});
   std::string visible;
@@ -119,21 +119,21 @@ TEST_F(Sandbox, TmpIsEmptyAndOpenToAll) {
   EXPECT_FALSE(fs::exists("/tmp/left-behind"));
 }
 
-TEST_F(Sandbox, TmpStartsWithWhatTheRouterHolds) {
+TEST_F(Sandbox, tmp_starts_with_what_the_router_holds) {
   router.write("tmp/pidb_gre_intf.dat", "stale\n");
   router.write("tmp/folder/file", "deep\n");
   EXPECT_EQ(run_on(router.path(), "cat /tmp/pidb_gre_intf.dat /tmp/folder/file").out,
             "stale\ndeep\n");
 }
 
-TEST_F(Sandbox, RunsDoNotSeeEachOther) {
+TEST_F(Sandbox, runs_do_not_see_each_other) {
   router.write("nodes/192.0.16.1/dumps/pmdb.dat", "{}");
   EXPECT_EQ(run_on(router.path(), "ssh 192.0.16.1 /pkg/bin/hwkey_dump -g").status, 0);
   EXPECT_EQ(run_on(router.path(), "scp root@192.0.16.1:/tmp/pmdb.dat /tmp/x").status, 1);
   EXPECT_FALSE(fs::exists(router.path() / "nodes/192.0.16.1/tmp"));
 }
 
-TEST_F(Sandbox, KeepsTmpOnRequest) {
+TEST_F(Sandbox, keeps_tmp_on_request) {
   router.write("tmp/given", "before\n");
   const TestFolder kept;
   const fs::path tmp = kept.path() / "made" / "tmp";
@@ -145,11 +145,11 @@ TEST_F(Sandbox, KeepsTmpOnRequest) {
   EXPECT_EQ(std::distance(fs::directory_iterator(tmp), fs::directory_iterator()), 2);
 }
 
-TEST_F(Sandbox, StaysInTheCallersFolder) {
+TEST_F(Sandbox, stays_in_the_callers_folder) {
   EXPECT_EQ(run_on(router.path(), "pwd").out, fs::current_path().string() + "\n");
 }
 
-TEST_F(Sandbox, CommandBelowTmpIsFound) {
+TEST_F(Sandbox, command_below_tmp_is_found) {
   const TestFolder elsewhere;
   elsewhere.write("deep/command", "#!/bin/sh\nrelinfo_print\n");
   const fs::path command = elsewhere.path() / "deep" / "command";
@@ -157,7 +157,7 @@ TEST_F(Sandbox, CommandBelowTmpIsFound) {
   EXPECT_EQ(run_lab({"run", router.path(), "--", command}).out, "the banner\n");
 }
 
-TEST_F(Sandbox, RecordsEveryCall) {
+TEST_F(Sandbox, records_every_call) {
   router.write("nodes/192.0.16.1/uptime", "1.0 2.0\n");
   const TestFolder folder;
   const fs::path calls = folder.path() / "calls";
@@ -190,7 +190,7 @@ TEST_F(Sandbox, RecordsEveryCall) {
   EXPECT_LT(earliest, 60.0);
 }
 
-TEST_F(Sandbox, PassesSignalsOn) {
+TEST_F(Sandbox, passes_signals_on) {
   const fs::path ready = router.path() / "ready";
   const pid_t lab =
       start_lab({"run", router.path(), "--", "sh", "-c",
@@ -205,7 +205,7 @@ TEST_F(Sandbox, PassesSignalsOn) {
   EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
-TEST_F(Sandbox, EndsWhatTheCommandLeavesRunning) {
+TEST_F(Sandbox, ends_what_the_command_leaves_running) {
   const TestFolder folder;
   const fs::path calls = folder.path() / "calls";
   const auto begin = std::chrono::steady_clock::now();
@@ -217,7 +217,7 @@ TEST_F(Sandbox, EndsWhatTheCommandLeavesRunning) {
   EXPECT_EQ(file_text(calls), "");
 }
 
-TEST_F(Sandbox, WorksThoughTheHostIgnoresChildren) {
+TEST_F(Sandbox, works_though_the_host_ignores_children) {
   struct sigaction ignore {};
   struct sigaction old {};
   ignore.sa_handler = SIG_IGN;

@@ -49,7 +49,7 @@ void PrintTo(const AnswerCase& row, std::ostream* stream) {
 
 class RouterToolAnswers : public RouterTools, public ::testing::WithParamInterface<AnswerCase> {};
 
-TEST_P(RouterToolAnswers, AsInTheFolder) {
+TEST_P(RouterToolAnswers, as_in_the_folder) {
   const Ended ended = run(GetParam().script);
   EXPECT_EQ(ended.status, GetParam().status) << ended.err;
   EXPECT_EQ(ended.out, GetParam().out);
@@ -110,7 +110,7 @@ const AnswerCase kAnswers[] = {
 INSTANTIATE_TEST_SUITE_P(All, RouterToolAnswers, ::testing::ValuesIn(kAnswers),
                          [](const auto& row) { return row.param.name; });
 
-TEST_F(RouterTools, DumpIsWrittenOnTheNodeAndCopiedByteForByte) {
+TEST_F(RouterTools, dump_is_written_on_the_node_and_copied_byte_for_byte) {
   const Ended ended =
       run("ssh 192.0.16.1 /pkg/bin/hwkey_dump -g > /dev/null; ls /tmp | grep pmdb;"
           "scp root@192.0.16.1:/tmp/pmdb.dat /tmp/pmdb_0.dat && cat /tmp/pmdb_0.dat");
@@ -118,7 +118,7 @@ TEST_F(RouterTools, DumpIsWrittenOnTheNodeAndCopiedByteForByte) {
   EXPECT_EQ(ended.out, std::string("{\0}", 3));
 }
 
-TEST_F(RouterTools, TunnelToolWritesTheTunnelFileOnly) {
+TEST_F(RouterTools, tunnel_tool_writes_the_tunnel_file_only) {
   const Ended ended =
       run("ssh 192.0.16.1 /pkg/bin/tunnel_db_print database > /dev/null;"
           "scp root@192.0.16.1:/tmp/pidb_gre_intf.dat /tmp/gre && cat /tmp/gre;"
@@ -127,28 +127,28 @@ TEST_F(RouterTools, TunnelToolWritesTheTunnelFileOnly) {
   EXPECT_EQ(ended.out, "{\"2\": {}}\n");
 }
 
-TEST_F(RouterTools, EmptyDumpIsAnEmptyFile) {
+TEST_F(RouterTools, empty_dump_is_an_empty_file) {
   const Ended ended =
       run("ssh 192.0.16.1 /pkg/bin/iftruth_dump -g > /dev/null;"
           "scp root@192.0.16.1:/tmp/pidb_bvi_intf.dat /tmp/x && stat -c %s /tmp/x");
   EXPECT_EQ(ended.out, "0\n");
 }
 
-TEST_F(RouterTools, DumpWithoutFileLeavesTheNodesOldOne) {
+TEST_F(RouterTools, dump_without_file_leaves_the_nodes_old_one) {
   const Ended ended =
       run("ssh 192.0.16.1 /pkg/bin/iftruth_dump -g > /dev/null;"
           "scp root@192.0.16.1:/tmp/pidb_physical.dat /tmp && cat /tmp/pidb_physical.dat");
   EXPECT_EQ(ended.out, "from an earlier dump\n");
 }
 
-TEST_F(RouterTools, ScpTruncatesTheLocalFile) {
+TEST_F(RouterTools, scp_truncates_the_local_file) {
   const Ended ended =
       run("echo a much longer text than the one that comes > /tmp/x; seq 1000 >> /tmp/x;"
           "scp root@192.0.16.1:/tmp/pidb_physical.dat /tmp/x; cat /tmp/x");
   EXPECT_EQ(ended.out, "from an earlier dump\n");
 }
 
-TEST(EmptyRouter, AnswersNothing) {
+TEST(EmptyRouter, answers_nothing) {
   const TestFolder router;
   const Ended ended = run_on(router.path(),
                              "relinfo_print && nodemap_query -v && confdump -c -l 1 -t 1 -o 1 &&"

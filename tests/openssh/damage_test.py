@@ -23,9 +23,9 @@ SUPPORT = Path(__file__).resolve().parent.parent / "support"
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SUPPORT))
 
-from check_run import CheckRun, findings_of  # noqa: E402
-from openssh import run_tests  # noqa: E402
-from outcome import Outcome, comparable_stdout, difference, nodes_among  # noqa: E402
+from check_run import CheckRun, findings_of, need_schemas
+from openssh import run_tests
+from outcome import Outcome, comparable_stdout, difference, nodes_among
 
 ORACLE = SUPPORT / "oracle.py"
 ADDRESS = "192.0.16.1"  # of the damaged card
@@ -252,6 +252,7 @@ def main():
     parser.add_argument("--work", type=Path, required=True)
     parser.add_argument("tests", nargs="*", metavar="TEST")
     OPTIONS = parser.parse_args()
+    need_schemas()
     for name in ("lab", "zorbec", "host", "work"):
         setattr(OPTIONS, name, getattr(OPTIONS, name).resolve())
     return run_tests(OPTIONS.tests)

@@ -19,7 +19,7 @@ SUPPORT = Path(__file__).resolve().parent.parent / "support"
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SUPPORT))
 
-from openssh import run_tests  # noqa: E402
+from openssh import run_tests
 
 PATIENCE = 60  # seconds
 OPTIONS = None
@@ -46,6 +46,8 @@ class LabTest(unittest.TestCase):
         path.write_text(text)
 
     def start(self, script, *options):
+        # Ended by communicate() or by the clean-up.
+        # pylint: disable-next=consider-using-with
         process = subprocess.Popen(
             [OPTIONS.lab, "run", "--openssh", *options, self.router, "--", "bash", "-c", script],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
@@ -68,8 +70,8 @@ class LabTest(unittest.TestCase):
 class Nodes(LabTest):
     def test_each_has_a_tmp_of_its_own(self):
         self.expect(
-            "for n in 16 17; do ssh 192.0.$n.1 /pkg/bin/hwkey_dump -g; ssh 192.0.$n.1 ls /tmp; done;"
-            + FILES_IN_TMP,
+            "for n in 16 17; do ssh 192.0.$n.1 /pkg/bin/hwkey_dump -g; ssh 192.0.$n.1 ls /tmp; done"
+            ";" + FILES_IN_TMP,
             "done\npmdb.dat\ndone\nold\npmdb.dat\n",
         )
 
@@ -100,12 +102,12 @@ class Copies(LabTest):
         self.assertIn("No such file or directory", process.err)
 
     def test_of_a_missing_file_leaves_an_old_one(self):
-        self.expect(f"echo stale >/tmp/x; scp root@{CARDS[0]}:/tmp/none /tmp/x; echo $?; cat /tmp/x",
-                    "1\nstale\n")
+        self.expect("echo stale >/tmp/x; "
+                    f"scp root@{CARDS[0]}:/tmp/none /tmp/x; echo $?; cat /tmp/x", "1\nstale\n")
 
     def test_replaces_what_a_link_leads_to(self):
-        self.expect(f"ln -s y /tmp/x; scp root@{CARDS[1]}:/tmp/old /tmp/x; cat /tmp/y;" + FILES_IN_TMP,
-                    "left here\nx\ny\n")
+        self.expect(f"ln -s y /tmp/x; scp root@{CARDS[1]}:/tmp/old /tmp/x; cat /tmp/y;"
+                    + FILES_IN_TMP, "left here\nx\ny\n")
 
 
 class Addresses(LabTest):
@@ -153,7 +155,7 @@ class Leftovers(LabTest):
     @staticmethod
     def started(pid):
         try:
-            status = Path(f"/proc/{pid}/stat").read_text()
+            status = Path(f"/proc/{pid}/stat").read_text("utf-8")
         except OSError:
             return None
         return status.rpartition(")")[2].split()[19]
@@ -161,7 +163,7 @@ class Leftovers(LabTest):
     def processes_below(self, pid):
         found = set()
         try:
-            children = Path(f"/proc/{pid}/task/{pid}/children").read_text().split()
+            children = Path(f"/proc/{pid}/task/{pid}/children").read_text("utf-8").split()
         except OSError:
             return found
         for child in children:

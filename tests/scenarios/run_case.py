@@ -30,9 +30,9 @@ SUPPORT = HERE.parent / "support"
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SUPPORT))
 
-from check_run import CheckRun, finding_lines  # noqa: E402
-from openssh import IMPOSSIBLE, SKIPPED, why_not  # noqa: E402
-from outcome import (  # noqa: E402
+from check_run import CheckRun, finding_lines, need_schemas
+from openssh import IMPOSSIBLE, SKIPPED, why_not
+from outcome import (
     Outcome,
     comparable_file,
     comparable_stdout,
@@ -92,7 +92,8 @@ def result_complaints(case, outcome):
         out += f"exit status {outcome.exit}\n{outcome.stderr}"
     out += difference("statuses", str(case.statuses), str(outcome.statuses))
     if len(outcome.stderr_lines) != len(case.stderr):
-        out += f"{len(outcome.stderr_lines)} lines on standard error instead of {len(case.stderr)}:\n"
+        count = len(outcome.stderr_lines)
+        out += f"{count} lines on standard error instead of {len(case.stderr)}:\n"
         out += outcome.stderr
     return out
 
@@ -283,6 +284,8 @@ def main():
     if options.openssh and why_not():
         print(f"skipped: {why_not()}")
         return SKIPPED
+    if options.report:
+        need_schemas()
     failed = passed_over = 0
     for folder in options.cases:
         case = Case(folder)

@@ -1,10 +1,12 @@
 """One `zorbec check` on the simulated router, and what must hold of each of them."""
 
+import importlib.util
 import json
 import os
 import re
 import shutil
 import subprocess
+import sys
 from collections import Counter
 from functools import lru_cache
 from pathlib import Path
@@ -21,6 +23,15 @@ FINDING = re.compile(
 EXIT_CODES = {"CONSISTENT": 0, "INCONSISTENT": 1, "NOT VERIFIED": 2, "RUN FAILED": 3}
 
 
+def need_schemas():
+    """Ends a program that is going to hold documents against schemas if this Python cannot."""
+    if importlib.util.find_spec("jsonschema") is None:
+        sys.exit(
+            f"{sys.executable} has no module jsonschema;"
+            " scripts/packages test installs it for /usr/bin/python3"
+        )
+
+
 @lru_cache(maxsize=None)
 def schema(name):
     with open(DOCS / f"{name}.schema.json", encoding="utf-8") as file:
@@ -31,7 +42,7 @@ def schema(name):
 def validator(name, definition=None):
     """Of the whole schema, or of one of its definitions."""
     # Not needed by most who import this file, and slower to load than most of their runs.
-    import jsonschema
+    import jsonschema  # pylint: disable=import-outside-toplevel
 
     whole = schema(name)
     if definition:
@@ -132,7 +143,8 @@ def verdict_complaints(report):
                 out += f"{place}: {cell}\n"
             if cell["verdict"] == "CONSISTENT" and (cell["unconfirmed"] or not cell["compared"]):
                 out += f"{place}: {cell}\n"
-        worst = next((v for v in ("INCONSISTENT", "NOT VERIFIED", "CONSISTENT") if v in cells), None)
+        by_weight = ("INCONSISTENT", "NOT VERIFIED", "CONSISTENT")
+        worst = next((verdict for verdict in by_weight if verdict in cells), None)
         if node["problems"] and worst == "CONSISTENT":
             worst = "NOT VERIFIED"
         if worst and node["verdict"] != worst:

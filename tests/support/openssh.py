@@ -27,7 +27,7 @@ def run_tests(names):
         print(f"skipped: {why_not()}")
         return SKIPPED
     # Slower to load than most of the runs of those who import this file for its other parts.
-    import unittest
+    import unittest  # pylint: disable=import-outside-toplevel
 
     program = unittest.main(argv=[sys.argv[0], "-v", *names], exit=False)
     return not program.result.wasSuccessful()

@@ -149,7 +149,10 @@ def split_lines(text):
     return lines[:-1] if lines[-1] == "" else lines
 
 
-ESCAPES = {'"': '\\"', "\\": "\\\\", "\b": "\\b", "\f": "\\f", "\n": "\\n", "\r": "\\r", "\t": "\\t"}
+ESCAPES = {
+    '"': '\\"', "\\": "\\\\",
+    "\b": "\\b", "\f": "\\f", "\n": "\\n", "\r": "\\r", "\t": "\\t",
+}  # fmt: skip
 
 
 def quoted(text):
@@ -369,7 +372,7 @@ class Checker:
         for line in split_lines(self.execute("/pkg/bin/nodemap_query -v")):
             fields = re.split("[ \t\n\r\f\v]+", line)
 
-            def its_record():
+            def its_record(line=line, fields=fields):
                 pieces = fields[0].split("/")
                 if len(pieces) < 2:
                     raise Failure(f"no node name in the node table line '{line}'")
@@ -377,7 +380,7 @@ class Checker:
                     raise Failure(f"unknown node '{pieces[1]}'")
                 return self.nodeinfo[pieces[1]]
 
-            def field(number):
+            def field(number, line=line, fields=fields):
                 if number >= len(fields):
                     raise Failure(f"too few fields in the node table line '{line}'")
                 return fields[number]
@@ -877,6 +880,7 @@ if __name__ == "__main__":
         sys.set_int_max_str_digits(0)
     try:
         main(sys.argv[1], sys.argv[2:])
-    except Exception:  # a bug here must never pass for an expectation
+    # A bug here must never pass for an expectation.
+    except Exception:  # pylint: disable=broad-exception-caught
         traceback.print_exc()
         sys.exit(70)

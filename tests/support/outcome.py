@@ -39,8 +39,8 @@ class Outcome:
         self.router = work / "router"
         make_router(self.router)
         result = subprocess.run(
-            [lab, "run", self.router, "--tmp", work / "tmp", "--calls", work / "calls", *lab_options,
-             "--", command, work / "status", *steps],
+            [lab, "run", self.router, "--tmp", work / "tmp", "--calls", work / "calls",
+             *lab_options, "--", command, work / "status", *steps],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
             env={**os.environ, "ROUTER": str(self.router), **(variables or {})},
             timeout=TIMEOUT, check=False,
@@ -52,11 +52,11 @@ class Outcome:
         self.statuses = [int(line) for line in read_lines(work / "status")]
         self.calls = [json.loads(line) for line in read_lines(work / "calls")]
         # What must stay reachable during the run shows in /tmp although nobody left it there.
-        shown = {Path(p).parts[2] for p in (lab, command, work) if Path(p).parts[1] == "tmp"}
+        of_run = {Path(p).parts[2] for p in (lab, command, work) if Path(p).parts[1] == "tmp"}
         self.files = {
             path.name: content_of(path)
             for path in sorted((work / "tmp").iterdir())
-            if path.name not in shown
+            if path.name not in of_run
         }
 
     def call_lines(self):

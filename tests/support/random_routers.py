@@ -11,7 +11,7 @@ def model_of(seed):
 
 
 def interface_options(seed):
-    """A router with a few interfaces of every class that the seed gives it, and defects in those."""
+    """A router with a few interfaces of every class the seed gives it, and defects in those."""
     pick = random.Random(seed)
     model = model_of(seed)
     sizes = {

@@ -20,7 +20,7 @@ SUPPORT = Path(__file__).resolve().parent.parent / "support"
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SUPPORT))
 
-from outcome import Outcome  # noqa: E402
+from outcome import Outcome
 
 OPTIONS = None
 
@@ -51,7 +51,8 @@ CALLS = re.compile(
     r"|scp root@192\.0\.\d+\.1:/tmp/\w+\.dat /tmp/\w+\.dat"
 )
 FILES = re.compile(
-    r"(?:log|output_file\.txt|zorbec(?:0|_\w+|pidb_\w+|pmdb_\w+)\.log|\w+\.dat|\w*debug_logs\w*\.txt"
+    r"(?:log|output_file\.txt|zorbec(?:0|_\w+|pidb_\w+|pmdb_\w+)\.log|\w+\.dat"
+    r"|\w*debug_logs\w*\.txt"
     r"|mribdump\.txt|mplsmdtbud\.txt|pmdbdump\.txt)"
 )
 
@@ -104,7 +105,10 @@ def field_in(dump, field):
 
 
 def field_name_in(dump):
-    return lambda router, text: field_in(dump, text)(router, text)
+    def put(router, text):
+        field_in(dump, text)(router, text)
+
+    return put
 
 
 def whole(name):
@@ -183,8 +187,8 @@ class Untrusted(unittest.TestCase):
         shutil.rmtree(OPTIONS.work, ignore_errors=True)
         subprocess.run(
             [OPTIONS.lab, "generate", OPTIONS.work / "router", "--interfaces", "12", "--line-cards",
-             "1", "--physical", "2", "--bundles", "1", "--bundle-subifs", "1", "--bvis", "1", "--gre",
-             "1", "--multicast", "2", "--defect", "leaked:2"],
+             "1", "--physical", "2", "--bundles", "1", "--bundle-subifs", "1", "--bvis", "1",
+             "--gre", "1", "--multicast", "2", "--defect", "leaked:2"],
             check=True)
 
     def assert_only_a_check(self, outcome):
@@ -216,14 +220,15 @@ class Untrusted(unittest.TestCase):
                 text = HOSTILE[name]
                 with self.subTest(place=place, text=name):
                     self.assert_only_a_check(
-                        check("run", mode, lambda router: put(router, text)))
+                        check("run", mode, lambda router, put=put, text=text: put(router, text)))
 
     def test_no_key_text_reaches_a_shell_that_would_act_upon_it(self):
         plain = {"number_in_other_form", "of_another_folder"}
         texts = {**HOSTILE, "empty": "", "number_in_other_form": "0x1f"}
         for name, text in texts.items():
             with self.subTest(text=name):
-                outcome = check("key", 0, lambda router: name_in("pmdb.dat")(router, text))
+                outcome = check(
+                    "key", 0, lambda router, text=text: name_in("pmdb.dat")(router, text))
                 self.assertNotIn(MARK, outcome.files)
                 asked = [call["argv"][3] for call in outcome.calls
                          if call["argv"][0] == "ifmgr_print"]

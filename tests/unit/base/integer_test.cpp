@@ -36,7 +36,7 @@ TEST_P(FromDecimal, reads) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    text, FromDecimal,
+    Text, FromDecimal,
     ::testing::Values(
         TextCase{"zero", "0", "0"}, TextCase{"small", "50331976", "50331976"},
         TextCase{"two_to_63", "9223372036854775808", "9223372036854775808"},
@@ -67,7 +67,7 @@ TEST_P(FromHexadecimal, reads) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    text, FromHexadecimal,
+    Text, FromHexadecimal,
     ::testing::Values(
         TextCase{"zero", "0x0", "0"}, TextCase{"key", "0x3000148", "50331976"},
         TextCase{"without_prefix", "ff", "255"}, TextCase{"capital_letters", "0xFF", "255"},
@@ -100,7 +100,7 @@ TEST_P(Hexadecimal, is_written) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    value, Hexadecimal,
+    Value, Hexadecimal,
     ::testing::Values(HexadecimalCase{"zero", "0", "0x0", "0x0"},
                       HexadecimalCase{"lower_case_without_leading_zeros", "50331976", "0x3000148",
                                       "0x3000148"},
@@ -132,7 +132,7 @@ TEST_P(Shift, loses_no_bit) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    left, Shift,
+    Left, Shift,
     ::testing::Values(
         ShiftCase{"by_nothing", "5", 0, "0x5"}, ShiftCase{"within_the_word", "2", 15, "0x10000"},
         ShiftCase{"into_the_highest_bit", "1", 63, "0x8000000000000000"},
@@ -159,7 +159,7 @@ TEST_P(Or, joins_in_either_order) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    bits, Or,
+    Bits, Or,
     ::testing::Values(OrCase{"words", "8", "3", "11"},
                       OrCase{"highest_bit", "9223372036854775808", "1", "9223372036854775809"},
                       OrCase{"wide_and_word", "18446744073709551616", "1", "18446744073709551617"},
@@ -182,7 +182,7 @@ TEST_P(And, keeps_the_bits_of_the_mask) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    bits, And,
+    Bits, And,
     ::testing::Values(AndCase{"slot_65_modulo_64", "65", 63, "1"},
                       AndCase{"largest_word", "18446744073709551615",
                               std::numeric_limits<std::uint64_t>::max(), "18446744073709551615"},
@@ -205,7 +205,7 @@ TEST_P(FromReal, drops_the_fraction) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    number, FromReal,
+    Number, FromReal,
     ::testing::Values(RealCase{"whole", 5.0, "5"}, RealCase{"toward_zero", 5.99, "5"},
                       RealCase{"negative_toward_zero", -5.99, "-5"},
                       RealCase{"below_one", 0.5, "0"}, RealCase{"minus_zero", -0.5, "0"},

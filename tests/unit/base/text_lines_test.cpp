@@ -23,7 +23,7 @@ TEST_P(SplitLines, gives) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    output, SplitLines,
+    Output, SplitLines,
     ::testing::Values(SplitCase{"nothing", "", {}}, SplitCase{"one_line", "a b\n", {"a b"}},
                       SplitCase{"last_line_without_newline", "a\nb", {"a", "b"}},
                       SplitCase{"only_a_newline", "\n", {""}},
@@ -38,7 +38,7 @@ TEST_P(SplitAtWhitespace, gives) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    line, SplitAtWhitespace,
+    Line, SplitAtWhitespace,
     ::testing::Values(
         SplitCase{"empty_line_is_one_empty_field", "", {""}}, SplitCase{"one_field", "a", {"a"}},
         SplitCase{"runs_count_once", "a  b\t \tc", {"a", "b", "c"}},

@@ -160,7 +160,7 @@ TEST_P(InQuotes, stands_on_one_line) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    text, InQuotes,
+    Text, InQuotes,
     ::testing::Values(QuotesCase{"empty", "", R"("")"}, QuotesCase{"plain", "a b", R"("a b")"},
                       QuotesCase{"quotes_and_backslashes", R"(a"\)", R"("a\"\\")"},
                       QuotesCase{"control_characters", "\n\t\x7f\x1b", R"("\n\x09\x7f\x1b")"},

@@ -24,7 +24,7 @@ using ::testing::StartsWith;
 
 using CopyFromNode = NodeCopiesTest;
 
-TEST_F(CopyFromNode, CopiesByteForByte) {
+TEST_F(CopyFromNode, copies_byte_for_byte) {
   const std::string bytes("{\"\0\xff\n\r\n", 7);
   node_has("10.0.0.1", "pmdb.dat", bytes);
   const RecordedCommands commands;
@@ -34,13 +34,13 @@ TEST_F(CopyFromNode, CopiesByteForByte) {
   EXPECT_THAT(commands.outputs(), ElementsAre("/tmp/zorbec0.log"));
 }
 
-TEST_F(CopyFromNode, FailureIsNotSeen) {
+TEST_F(CopyFromNode, failure_is_not_seen) {
   write_text("/tmp/pmdb_3.dat", "old");
   copy_from_node("10.0.0.1", "/tmp/pmdb.dat", "/tmp/pmdb_3.dat");
   EXPECT_EQ(read_text("/tmp/pmdb_3.dat"), "old");
 }
 
-TEST_F(CopyFromNode, LinkUnderTheLocalNameIsReplacedAndNotFollowed) {
+TEST_F(CopyFromNode, link_under_the_local_name_is_replaced_and_not_followed) {
   node_has("10.0.0.1", "pmdb.dat", "{}");
   write_text("/tmp/precious", "precious");
   std::filesystem::create_symlink("/tmp/precious", "/tmp/pmdb_3.dat");
@@ -49,25 +49,25 @@ TEST_F(CopyFromNode, LinkUnderTheLocalNameIsReplacedAndNotFollowed) {
   EXPECT_EQ(read_text("/tmp/pmdb_3.dat"), "{}");
 }
 
-TEST_F(CopyFromNode, FifoUnderTheLocalNameIsNotWaitedFor) {
+TEST_F(CopyFromNode, fifo_under_the_local_name_is_not_waited_for) {
   node_has("10.0.0.1", "pmdb.dat", "{}");
   ASSERT_EQ(::mkfifo("/tmp/pmdb_3.dat", 0600), 0);
   copy_from_node("10.0.0.1", "/tmp/pmdb.dat", "/tmp/pmdb_3.dat");
   EXPECT_TRUE(std::filesystem::is_regular_file("/tmp/pmdb_3.dat"));
 }
 
-TEST(ParseDump, NamesTheFileThatIsNoJson) {
+TEST(ParseDump, names_the_file_that_is_no_json) {
   write_text("/tmp/bad.dat", "{\"1\": }");
   EXPECT_THAT(error_of<JsonError>([] { parse_dump("/tmp/bad.dat"); }),
               StartsWith("/tmp/bad.dat: "));
 }
 
-TEST(ParseDump, FileThatIsNotThere) {
+TEST(ParseDump, file_that_is_not_there) {
   EXPECT_THAT(error_of<std::system_error>([] { parse_dump("/tmp/not_there.dat"); }),
               HasSubstr("/tmp/not_there.dat"));
 }
 
-TEST(LoadDump, ReplacesWhatTheNodeHadAndLeavesOthersAlone) {
+TEST(LoadDump, replaces_what_the_node_had_and_leaves_others_alone) {
   InterfaceTables table;
   table.set("2", InterfaceTable("old"));
   table.set("3", InterfaceTable("old"));
@@ -78,7 +78,7 @@ TEST(LoadDump, ReplacesWhatTheNodeHadAndLeavesOthersAlone) {
   EXPECT_EQ(table.find("2")->source, "old");
 }
 
-TEST(LoadDump, EmptyCopyChangesNothing) {
+TEST(LoadDump, empty_copy_changes_nothing) {
   InterfaceTables table;
   table.set("3", InterfaceTable("old"));
   write_text("/tmp/empty.dat", "");
@@ -88,7 +88,7 @@ TEST(LoadDump, EmptyCopyChangesNothing) {
   EXPECT_EQ(table.find("4"), nullptr);
 }
 
-TEST(LoadDump, CopyThatIsNotThereChangesNothing) {
+TEST(LoadDump, copy_that_is_not_there_changes_nothing) {
   InterfaceTables table;
   table.set("3", InterfaceTable("old"));
   EXPECT_THAT(error_of<std::system_error>([&] { load_dump(table, "3", "/tmp/not_there.dat"); }),
@@ -112,7 +112,7 @@ const BadCopyCase kBadCopies[] = {
 
 class BadCopy : public ::testing::TestWithParam<BadCopyCase> {};
 
-TEST_P(BadCopy, LeavesAnEmptyTable) {
+TEST_P(BadCopy, leaves_an_empty_table) {
   InterfaceTables table;
   table.set("3", interface_table(R"({"17": {}})"));
   write_text("/tmp/bad.dat", GetParam().text);

@@ -64,7 +64,7 @@ const FlagsCase kFlags[] = {
 
 class Flags : public DumpTask, public ::testing::WithParamInterface<FlagsCase> {};
 
-TEST_P(Flags, DecideWhatIsDumped) {
+TEST_P(Flags, decide_what_is_dumped) {
   record.pidb_dump = GetParam().pidb_dump;
   record.pmdb_dump = GetParam().pmdb_dump;
   const RecordedCommands commands;
@@ -78,7 +78,7 @@ TEST_P(Flags, DecideWhatIsDumped) {
 
 INSTANTIATE_TEST_SUITE_P(Records, Flags, ::testing::ValuesIn(kFlags), row_name<FlagsCase>);
 
-TEST_F(DumpTask, AddressNoneIsDumpedFromThoughItsPmdbIsNot) {
+TEST_F(DumpTask, address_none_is_dumped_from_though_its_pmdb_is_not) {
   record.nodeip = "None";
   record.pidb_dump = 1;
   record.pmdb_dump = 1;
@@ -93,7 +93,7 @@ TEST_F(DumpTask, AddressNoneIsDumpedFromThoughItsPmdbIsNot) {
   EXPECT_THAT(tools_of(commands), ElementsAre("iftruth_dump -g"));
 }
 
-TEST_F(DumpTask, FailingPidbDumpLeavesThePmdbDumpOut) {
+TEST_F(DumpTask, failing_pidb_dump_leaves_the_pmdb_dump_out) {
   record.pidb_dump = 1;
   record.pmdb_dump = 1;
   node_lacks("192.0.0.6", "pidb_bvi_intf.dat");
@@ -104,7 +104,7 @@ TEST_F(DumpTask, FailingPidbDumpLeavesThePmdbDumpOut) {
   EXPECT_EQ(run_state().pmdb_keys.find("3"), nullptr);
 }
 
-TEST_F(DumpTask, RecordWithoutPidbDumpRunsNoCommand) {
+TEST_F(DumpTask, record_without_pidb_dump_runs_no_command) {
   record.pidb_dump.reset();
   record.pmdb_dump = 1;
   const RecordedCommands commands;
@@ -113,7 +113,7 @@ TEST_F(DumpTask, RecordWithoutPidbDumpRunsNoCommand) {
   EXPECT_THAT(commands.lines(), IsEmpty());
 }
 
-TEST_F(DumpTask, RecordWithoutPmdbDumpFailsAfterThePidbDump) {
+TEST_F(DumpTask, record_without_pmdb_dump_fails_after_the_pidb_dump) {
   record.pidb_dump = 1;
   record.pmdb_dump.reset();
   const RecordedCommands commands;
@@ -122,7 +122,7 @@ TEST_F(DumpTask, RecordWithoutPmdbDumpFailsAfterThePidbDump) {
   EXPECT_THAT(tools_of(commands), ElementsAre("iftruth_dump -g"));
 }
 
-TEST_F(DumpTask, RecordWithoutAddressRunsNoCommand) {
+TEST_F(DumpTask, record_without_address_runs_no_command) {
   record.nodeip.reset();
   record.pmdb_dump = 1;
   const RecordedCommands commands;
@@ -131,7 +131,7 @@ TEST_F(DumpTask, RecordWithoutAddressRunsNoCommand) {
   EXPECT_THAT(commands.lines(), IsEmpty());
 }
 
-TEST_F(DumpTask, RecordWithoutAddressThatAsksForNothingIsFine) {
+TEST_F(DumpTask, record_without_address_that_asks_for_nothing_is_fine) {
   record.nodeip.reset();
   dump_task("3", record, dl_fd);
   EXPECT_EQ(run_state().pmdb_keys.find("3"), nullptr);

@@ -87,7 +87,7 @@ class PidbDump : public NodeCopiesTest {
   }
 };
 
-TEST_F(PidbDump, RunsTheseCommandsWithTheseBlanks) {
+TEST_F(PidbDump, runs_these_commands_with_these_blanks) {
   const RecordedCommands commands;
   run();
   EXPECT_THAT(commands.lines(),
@@ -103,7 +103,7 @@ TEST_F(PidbDump, RunsTheseCommandsWithTheseBlanks) {
   EXPECT_EQ(commands.outputs(), Texts(7, "/tmp/zorbec0.log"));
 }
 
-TEST_F(PidbDump, RunsTheseCommandsMoreWithTunnels) {
+TEST_F(PidbDump, runs_these_commands_more_with_tunnels) {
   tools.answer("confdump", kTunnels);
   const RecordedCommands commands;
   run();
@@ -117,7 +117,7 @@ TEST_F(PidbDump, RunsTheseCommandsMoreWithTunnels) {
   EXPECT_EQ(commands.outputs()[8], "/tmp/zorbec0.log");
 }
 
-TEST_F(PidbDump, LoadsEachClassIntoItsOwnTableAndDerivesTheKeys) {
+TEST_F(PidbDump, loads_each_class_into_its_own_table_and_derives_the_keys) {
   tools.answer("confdump", kTunnels);
   run();
   for (std::size_t number = 0; number < std::size(kClasses); ++number) {
@@ -127,12 +127,12 @@ TEST_F(PidbDump, LoadsEachClassIntoItsOwnTableAndDerivesTheKeys) {
   }
 }
 
-TEST_F(PidbDump, WritesNothingToItsLog) {
+TEST_F(PidbDump, writes_nothing_to_its_log) {
   run();
   EXPECT_EQ(log_text(), "");
 }
 
-TEST_F(PidbDump, CopiesAreByteForByteWhatTheNodeWrote) {
+TEST_F(PidbDump, copies_are_byte_for_byte_what_the_node_wrote) {
   const std::string text = "\n{ \"10\" :" + record_with({{"name", R"("\u00e9 ")"}}) + "}\n\n";
   node_has(kAddress, "pidb_physical.dat", text);
   run();
@@ -158,7 +158,7 @@ const ConfigurationCase kConfigurations[] = {
 
 class Configuration : public PidbDump, public ::testing::WithParamInterface<ConfigurationCase> {};
 
-TEST_P(Configuration, DecidesWhetherTheGreFilesAreTouched) {
+TEST_P(Configuration, decides_whether_the_gre_files_are_touched) {
   tools.answer("confdump", GetParam().text);
   const RecordedCommands commands;
   run();
@@ -171,7 +171,7 @@ TEST_P(Configuration, DecidesWhetherTheGreFilesAreTouched) {
 INSTANTIATE_TEST_SUITE_P(Texts, Configuration, ::testing::ValuesIn(kConfigurations),
                          row_name<ConfigurationCase>);
 
-TEST_F(PidbDump, TunnelToolPrintsIntoTheSharedLogAndNotIntoTheRunnersFile) {
+TEST_F(PidbDump, tunnel_tool_prints_into_the_shared_log_and_not_into_the_runners_file) {
   tools.answer("confdump", kTunnels);
   tools.install("ssh", "case $* in *tunnel_db_print*) echo out; echo error >&2;; esac");
   run();
@@ -179,7 +179,7 @@ TEST_F(PidbDump, TunnelToolPrintsIntoTheSharedLogAndNotIntoTheRunnersFile) {
   EXPECT_EQ(read_text("/tmp/zorbecpidb_3.log"), "");
 }
 
-TEST_F(PidbDump, WhatTheDumpToolPrintsIsNotLookedAt) {
+TEST_F(PidbDump, what_the_dump_tool_prints_is_not_looked_at) {
   tools.answer("ssh", kTunnels);
   run();
   EXPECT_THAT(loaded(kClasses[kGre]), ElementsAre("no entry"));
@@ -217,7 +217,7 @@ class CopyOfClass : public PidbDump, public ::testing::WithParamInterface<std::s
   }
 };
 
-TEST_P(CopyOfClass, EmptyLeavesNoEntryAndTheOtherClassesStillLoad) {
+TEST_P(CopyOfClass, empty_leaves_no_entry_and_the_other_classes_still_load) {
   node_has(kAddress, file(dumped), "");
   run();
   for (const DumpedClass& each : kClasses) {
@@ -227,14 +227,14 @@ TEST_P(CopyOfClass, EmptyLeavesNoEntryAndTheOtherClassesStillLoad) {
   EXPECT_EQ(log_text(), "");
 }
 
-TEST_P(CopyOfClass, EmptyKeepsWhatAnEarlierRunLoaded) {
+TEST_P(CopyOfClass, empty_keeps_what_an_earlier_run_loaded) {
   run();
   node_has(kAddress, file(dumped), "");
   run();
   EXPECT_THAT(loaded(dumped), ElementsAre(std::to_string(10 + GetParam())));
 }
 
-TEST_P(CopyOfClass, MissingStopsBeforeTheNextClass) {
+TEST_P(CopyOfClass, missing_stops_before_the_next_class) {
   node_lacks(kAddress, file(dumped));
   const RecordedCommands commands;
   EXPECT_THAT(error_of<std::system_error>([&] { run(); }),
@@ -244,7 +244,7 @@ TEST_P(CopyOfClass, MissingStopsBeforeTheNextClass) {
   expect_stop_here();
 }
 
-TEST_P(CopyOfClass, OfAnEarlierRunIsLoadedIfTheNodeHasNoneNow) {
+TEST_P(CopyOfClass, of_an_earlier_run_is_loaded_if_the_node_has_none_now) {
   node_lacks(kAddress, file(dumped));
   write_text(std::string("/tmp/") + dumped.file + "_3.dat", dump_of({{"99", record_with({})}}));
   run();
@@ -252,7 +252,7 @@ TEST_P(CopyOfClass, OfAnEarlierRunIsLoadedIfTheNodeHasNoneNow) {
   EXPECT_TRUE(has_keys(dumped));
 }
 
-TEST_P(CopyOfClass, ThatIsNoJsonLeavesTheEmptyMapAndStops) {
+TEST_P(CopyOfClass, that_is_no_json_leaves_the_empty_map_and_stops) {
   (run_state().*dumped.table).set("3", interface_table(R"({"98": {}})"));
   node_has(kAddress, file(dumped), "iftruth_dump: busy\n");
   const RecordedCommands commands;
@@ -263,7 +263,7 @@ TEST_P(CopyOfClass, ThatIsNoJsonLeavesTheEmptyMapAndStops) {
   expect_stop_here();
 }
 
-TEST_P(CopyOfClass, ThatIsNoTableIsLoadedAndHasNoKeysDerived) {
+TEST_P(CopyOfClass, that_is_no_table_is_loaded_and_has_no_keys_derived) {
   node_has(kAddress, file(dumped), R"(["no", "table"])");
   const RecordedCommands commands;
   EXPECT_THAT(error_of<CheckError>([&] { run(); }), HasSubstr("not a table"));
@@ -275,14 +275,14 @@ INSTANTIATE_TEST_SUITE_P(Classes, CopyOfClass,
                          ::testing::Range(std::size_t{0}, std::size(kClasses)),
                          [](const auto& row) { return kClasses[row.param].name; });
 
-TEST_F(PidbDump, SecondRunReplacesTheNodesTables) {
+TEST_F(PidbDump, second_run_replaces_the_nodes_tables) {
   run();
   node_has(kAddress, "pidb_physical.dat", dump_of({{"20", record_with({})}}));
   run();
   EXPECT_THAT(loaded(kClasses[0]), ElementsAre("20"));
 }
 
-TEST_F(PidbDump, CommandsThatFailAreNotDetected) {
+TEST_F(PidbDump, commands_that_fail_are_not_detected) {
   tools.install("ssh", "echo refused >&2; exit 255");
   tools.install("confdump", "exit 1");
   run();
@@ -291,7 +291,7 @@ TEST_F(PidbDump, CommandsThatFailAreNotDetected) {
   EXPECT_EQ(read_text("/tmp/output_file.txt"), "refused\n");
 }
 
-TEST_F(PidbDump, AddressNoneIsUsedAsItStands) {
+TEST_F(PidbDump, address_none_is_used_as_it_stands) {
   const RecordedCommands commands;
   error_of<std::system_error>([&] { pidb_dump("None", "3", dl_fd); });
   EXPECT_THAT(commands.lines(),
@@ -299,7 +299,7 @@ TEST_F(PidbDump, AddressNoneIsUsedAsItStands) {
                           "scp root@None:/tmp/pidb_physical.dat /tmp/pidb_physical_3.dat"));
 }
 
-TEST_F(PidbDump, NodeNameWithCharactersThatTheShellTreatsSpeciallyIsNotQuoted) {
+TEST_F(PidbDump, node_name_with_characters_that_the_shell_treats_specially_is_not_quoted) {
   const RecordedCommands commands;
   // The shell cuts the local name at the semicolon, so the copy is not where it is looked for.
   const std::string complaint =
@@ -311,7 +311,7 @@ TEST_F(PidbDump, NodeNameWithCharactersThatTheShellTreatsSpeciallyIsNotQuoted) {
   EXPECT_EQ(read_text("/tmp/zorbec0.log"), "cut.dat\n");
 }
 
-TEST_F(PidbDump, TwoLineCardsLoadingAtTheSameTimeEachSeeTheirOwnEntryReplaced) {
+TEST_F(PidbDump, two_line_cards_loading_at_the_same_time_each_see_their_own_entry_replaced) {
   constexpr int kRuns = 5;
   for (const DumpedClass& each : kClasses) {
     node_has("192.0.0.7", file(each), dump_of({{"40", record_with({})}}));

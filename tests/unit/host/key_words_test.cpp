@@ -36,7 +36,7 @@ TEST_P(Fields, are_read_from_the_key) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    keys, Fields,
+    Keys, Fields,
     ::testing::Values(FieldsCase{"zero", "0x0", false, false, 0, 0, false},
                       FieldsCase{"layer_2_at_a_port", "0x40020005", false, true, 2, 5, false},
                       FieldsCase{"member_key", "0x83050000", true, false, 0x305, 0, false},
@@ -60,7 +60,7 @@ TEST_P(KeyText, is_read) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    texts, KeyText,
+    Texts, KeyText,
     ::testing::Values(TextCase{"decimal", "118", "0x76"}, TextCase{"hexadecimal", "0x76", "0x76"},
                       TextCase{"upper_case", "0X7F", "0x7f"},
                       TextCase{"beyond_64_bits", "36893488147419103232", "0x20000000000000000"},
@@ -89,7 +89,7 @@ TEST_P(Rule, is_told_in_words) {
 using enum InterfaceClass;
 
 INSTANTIATE_TEST_SUITE_P(
-    classes, Rule,
+    Classes, Rule,
     ::testing::Values(
         RuleCase{"own_handle", "0x3c0005e8", {kBundle, 0, false, 0}, "the interface's own handle"},
         RuleCase{

@@ -25,7 +25,7 @@ TEST_P(NearMatches, are_those_that_may_have_been_meant) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    names, NearMatches,
+    Names, NearMatches,
     ::testing::Values(NearCase{"other_letter_case", "rp1", {"RP1"}},
                       NearCase{"wrong_digit", "RP2", {"RP0", "RP1"}},
                       NearCase{"letters_before_a_slot", "LC3", {"3"}},

@@ -104,7 +104,7 @@ TEST_P(DamagedReport, is_refused) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    members, DamagedReport,
+    Members, DamagedReport,
     ::testing::Values(
         DamageCase{"findings", "/findings", "{}", "\"findings\" of the report is not a list"},
         DamageCase{"finding", "/findings/0", "[]", "finding 1 is not a record"},

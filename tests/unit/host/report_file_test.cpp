@@ -32,7 +32,7 @@ TEST_P(NoReport, is_refused) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    files, NoReport,
+    Files, NoReport,
     ::testing::Values(
         ReportCase{"empty", "", "not valid JSON"},
         ReportCase{"half", R"({"format": "zorbec-rep)", "not valid JSON"},

@@ -42,7 +42,7 @@ TEST_P(Valid, is_loaded) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    text, Valid,
+    Text, Valid,
     ::testing::Values(ValidCase{"empty_object", "{}"},
                       ValidCase{"blanks_around", " \t\r\n{ } \t\r\n"},
                       ValidCase{"every_escape", R"({"a": "\"\\\/\b\f\n\r\t\u00e9"})"},
@@ -69,7 +69,7 @@ TEST_P(Invalid, is_refused) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    text, Invalid,
+    Text, Invalid,
     ::testing::Values(
         InvalidCase{"empty", ""}, InvalidCase{"only_blanks", " \n"},
         InvalidCase{"text_after_the_document", "{} x"}, InvalidCase{"second_document", "{}{}"},
@@ -196,7 +196,7 @@ TEST_P(MemberName, is_found_by_text_and_by_canonical_number) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    name, MemberName,
+    Name, MemberName,
     ::testing::Values(
         NameCase{"zero", "0", "0", 0}, NameCase{"number", "50331976", "50331976", 50331976},
         NameCase{"largest_word", "18446744073709551615", "18446744073709551615",
@@ -258,7 +258,7 @@ TEST_P(TopLevel, other_than_an_object_has_no_members) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    value, TopLevel,
+    Value, TopLevel,
     ::testing::Values(
         TopLevelCase{"list", R"([{"a": 1}])", JsonKind::kArray, "a list", "a list"},
         TopLevelCase{"empty_list", "[]", JsonKind::kArray, "a list", "a list"},
@@ -286,7 +286,7 @@ TEST_P(NumberText, is_kept_as_written) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    number, NumberText,
+    Number, NumberText,
     ::testing::Values(
         NumberTextCase{"zero", "0", JsonKind::kInteger},
         NumberTextCase{"minus_zero", "-0", JsonKind::kInteger},

@@ -37,7 +37,7 @@ TEST_P(FieldAsNumber, is_converted_to) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    value, FieldAsNumber,
+    Value, FieldAsNumber,
     ::testing::Values(
         NumberCase{"integer", "42", "42", "42"}, NumberCase{"negative", "-42", "-42", "-42"},
         NumberCase{"wide", kTenToForty, kTenToForty, kTenToForty},
@@ -74,7 +74,7 @@ TEST_P(Equals, tells) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    value, Equals,
+    Value, Equals,
     ::testing::Values(EqualsCase{"one", "1", 1, true}, EqualsCase{"zero", "0", 0, true},
                       EqualsCase{"minus_zero", "-0", 0, true}, EqualsCase{"other", "2", 1, false},
                       EqualsCase{"negative", "-1", -1, true},

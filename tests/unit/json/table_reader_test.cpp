@@ -102,7 +102,7 @@ TEST_P(TableReaderForms, takes_what_the_parser_takes_and_makes_the_same_of_it) {
   EXPECT_EQ(outcome(text), outcome(for_the_parser(text)));
 }
 
-INSTANTIATE_TEST_SUITE_P(all, TableReaderForms, ::testing::ValuesIn(kTables),
+INSTANTIATE_TEST_SUITE_P(All, TableReaderForms, ::testing::ValuesIn(kTables),
                          unit::row_name<TableCase>);
 
 // A table as the tools write it, of random size and values.

@@ -151,7 +151,7 @@ const RecordCase kRecordCases[] = {
 
 class RecordKeys : public ExpectedKeys, public ::testing::WithParamInterface<RecordCase> {};
 
-TEST_P(RecordKeys, AreStoredHandleFirst) {
+TEST_P(RecordKeys, are_stored_handle_first) {
   run_state().router = GetParam().router;
   const InterfaceRecord record = load(GetParam().changes);
   construct_key_db(record, GetParam().intftype, "123", "2");
@@ -198,29 +198,29 @@ class Flag : public ExpectedKeys, public ::testing::WithParamInterface<FlagCase>
   }
 };
 
-TEST_P(Flag, IsL2OfABundleIsComparedWith1) {
+TEST_P(Flag, is_l2_of_a_bundle_is_compared_with_1) {
   EXPECT_THAT(keys("bundle", "is_l2"),
               ElementsAre("0x7b", GetParam().equals_1 ? "0x40000009" : "0x5"));
 }
 
-TEST_P(Flag, IsL2OfABundleSubInterfaceIsComparedWith0) {
+TEST_P(Flag, is_l2_of_a_bundle_sub_interface_is_compared_with_0) {
   EXPECT_THAT(keys("bundle-subif", "is_l2"),
               ElementsAre("0x7b", GetParam().equals_0 ? "0x5" : "0x40000009"));
 }
 
-TEST_P(Flag, IsL2OfAPhysicalSubInterfaceIsComparedWith0) {
+TEST_P(Flag, is_l2_of_a_physical_sub_interface_is_compared_with_0) {
   EXPECT_EQ(keys("physical-subif", "is_l2"), GetParam().equals_0
                                                  ? Keys({"0x7b", "0x5", "0x40020009"})
                                                  : Keys({"0x7b", "0x40020009"}));
 }
 
-TEST_P(Flag, IsL2OfAPhysicalPortIsComparedWith0) {
+TEST_P(Flag, is_l2_of_a_physical_port_is_compared_with_0) {
   EXPECT_EQ(keys("physical", "is_l2"), GetParam().equals_0
                                            ? Keys({"0x7b", "0x5", "0x40020009", "0x30000"})
                                            : Keys({"0x7b", "0x30000", "0x40020009", "0x40030000"}));
 }
 
-TEST_P(Flag, IsMemberIsComparedWith0) {
+TEST_P(Flag, is_member_is_compared_with_0) {
   if (GetParam().equals_0) {
     EXPECT_EQ(keys("physical", "is_member").size(), 4U);
   } else {
@@ -232,7 +232,7 @@ TEST_P(Flag, IsMemberIsComparedWith0) {
 
 INSTANTIATE_TEST_SUITE_P(Values, Flag, ::testing::ValuesIn(kFlagCases), row_name<FlagCase>);
 
-TEST_F(ExpectedKeys, ClassOtherThanTheSixLeavesTheRecordAsItIs) {
+TEST_F(ExpectedKeys, class_other_than_the_six_leaves_the_record_as_it_is) {
   for (const char* const intftype : {"loopback", "", "Physical", "physical ", "bundle_subif"}) {
     const InterfaceRecord record = load({});
     construct_key_db(record, intftype, "123", "2");
@@ -240,14 +240,14 @@ TEST_F(ExpectedKeys, ClassOtherThanTheSixLeavesTheRecordAsItIs) {
   }
 }
 
-TEST_F(ExpectedKeys, BundleCallReplacesTheListAndDropsWhatMembersAdded) {
+TEST_F(ExpectedKeys, bundle_call_replaces_the_list_and_drops_what_members_added) {
   const InterfaceRecord record = load({});
   record.additions().key_list = KeyList{1, 2, 3};
   construct_key_db(record, "bundle", "123", "2");
   EXPECT_THAT(keys_of(record), ElementsAre("0x7b", "0x5"));
 }
 
-TEST_F(ExpectedKeys, BundleSubInterfaceCallReplacesTheList) {
+TEST_F(ExpectedKeys, bundle_sub_interface_call_replaces_the_list) {
   const InterfaceRecord record = load({});
   record.additions().key_list = KeyList{1, 2, 3};
   construct_key_db(record, "bundle-subif", "123", "2");
@@ -269,7 +269,7 @@ const HandleCase kHandleCases[] = {
 
 class Handle : public ExpectedKeys, public ::testing::WithParamInterface<HandleCase> {};
 
-TEST_P(Handle, HeadsTheList) {
+TEST_P(Handle, heads_the_list) {
   const InterfaceRecord record = load({});
   construct_key_db(record, "bundle", GetParam().handle, "2");
   EXPECT_THAT(keys_of(record), ElementsAre(GetParam().key, "0x5"));
@@ -277,7 +277,7 @@ TEST_P(Handle, HeadsTheList) {
 
 INSTANTIATE_TEST_SUITE_P(Handles, Handle, ::testing::ValuesIn(kHandleCases), row_name<HandleCase>);
 
-TEST_F(ExpectedKeys, ClassesWithoutAPortAskThePlatformNothing) {
+TEST_F(ExpectedKeys, classes_without_a_port_ask_the_platform_nothing) {
   run_state().router = 0;  // asking for the port would probe the router model
   const RecordedCommands commands;
   for (const char* const intftype : {"bundle", "bundle-subif", "gre"}) {
@@ -286,7 +286,7 @@ TEST_F(ExpectedKeys, ClassesWithoutAPortAskThePlatformNothing) {
   EXPECT_THAT(commands.lines(), IsEmpty());
 }
 
-TEST_F(ExpectedKeys, APortWithoutBundleIsNotAskedForTheBundleScale) {
+TEST_F(ExpectedKeys, a_port_without_bundle_is_not_asked_for_the_bundle_scale) {
   run_state().router = 0;
   const RecordedCommands commands;
   for (const char* const intftype : {"physical", "physical-subif", "bvi"}) {
@@ -426,7 +426,7 @@ const FailureCase kFailureCases[] = {
 
 class Failure : public ExpectedKeys, public ::testing::WithParamInterface<FailureCase> {};
 
-TEST_P(Failure, LeavesNoKeyList) {
+TEST_P(Failure, leaves_no_key_list) {
   const FailureCase& row = GetParam();
   const InterfaceRecord record = load(row.changes);
   const std::string complaint =
@@ -438,13 +438,13 @@ TEST_P(Failure, LeavesNoKeyList) {
 INSTANTIATE_TEST_SUITE_P(Failures, Failure, ::testing::ValuesIn(kFailureCases),
                          row_name<FailureCase>);
 
-TEST_F(ExpectedKeys, ComplaintNamesTheDumpFileAndTheInterface) {
+TEST_F(ExpectedKeys, complaint_names_the_dump_file_and_the_interface) {
   const InterfaceRecord record = load({{"rif", kMissing}});
   EXPECT_EQ(error_of<CheckError>([&] { construct_key_db(record, "bundle", "123", "2"); }),
             R"(/tmp/pidb_test.dat: interface "123" has no field "rif")");
 }
 
-TEST_F(ExpectedKeys, RecordThatIsNoObject) {
+TEST_F(ExpectedKeys, record_that_is_no_object) {
   InterfaceTable table = interface_table(R"({"123": [1, 2]})");
   EXPECT_THAT(error_of<CheckError>([&] {
                 construct_key_db({table, 0}, "bundle", "123", "2");
@@ -452,7 +452,7 @@ TEST_F(ExpectedKeys, RecordThatIsNoObject) {
               EndsWith("interface \"123\" is a list, not a record"));
 }
 
-TEST_F(ExpectedKeys, FailureKeepsTheListThatWasThere) {
+TEST_F(ExpectedKeys, failure_keeps_the_list_that_was_there) {
   const InterfaceRecord record = load({{"is_l2", kMissing}});
   record.additions().key_list = KeyList{1};
   error_of<CheckError>([&] { construct_key_db(record, "bundle", "123", "2"); });
@@ -497,7 +497,7 @@ class BundleMember : public ExpectedKeys {
   }
 };
 
-TEST_F(BundleMember, Layer3MemberOfALayer3BundleHandsItsKeysOverWithoutItsHandle) {
+TEST_F(BundleMember, layer_3_member_of_a_layer_3_bundle_hands_its_keys_over_without_its_handle) {
   bundle().additions().key_list = KeyList{7, 70};
   const InterfaceRecord member = construct();
   EXPECT_THAT(keys_of(member), ElementsAre("none"));
@@ -505,12 +505,12 @@ TEST_F(BundleMember, Layer3MemberOfALayer3BundleHandsItsKeysOverWithoutItsHandle
               ElementsAre("0x7", "0x46", "0x5", "0x40020009", "0x30000", "0x83050000"));
 }
 
-TEST_F(BundleMember, Layer2MemberOfALayer3Bundle) {
+TEST_F(BundleMember, layer_2_member_of_a_layer_3_bundle) {
   construct({{"is_l2", "1"}});
   EXPECT_THAT(keys_of(bundle()), ElementsAre("0x30000", "0x40020009", "0x40030000", "0x83050000"));
 }
 
-TEST_F(BundleMember, Layer2BundleReceivesItsLifKeyOncePerMember) {
+TEST_F(BundleMember, layer_2_bundle_receives_its_lif_key_once_per_member) {
   have_bundle(R"({"rif": 70, "lif": 71, "is_l2": 1})");
   construct();
   construct();
@@ -519,37 +519,37 @@ TEST_F(BundleMember, Layer2BundleReceivesItsLifKeyOncePerMember) {
                           "0x5", "0x40020009", "0x30000", "0x83050000", "0x40000047"));
 }
 
-TEST_F(BundleMember, IsL2Of2MakesTheBundleLayer2ForItsMembers) {
+TEST_F(BundleMember, is_l2_of_2_makes_the_bundle_layer_2_for_its_members) {
   have_bundle(R"({"rif": 70, "lif": 71, "is_l2": 2})");
   construct();
   EXPECT_THAT(keys_of(bundle()),
               ElementsAre("0x5", "0x40020009", "0x30000", "0x83050000", "0x40000047"));
 }
 
-TEST_F(BundleMember, KeyListOfTheBundleThatExistsButIsEmptyIsSet) {
+TEST_F(BundleMember, key_list_of_the_bundle_that_exists_but_is_empty_is_set) {
   bundle().additions().key_list = KeyList{};
   construct();
   EXPECT_THAT(keys_of(bundle()), ElementsAre("0x5", "0x40020009", "0x30000", "0x83050000"));
 }
 
-TEST_F(BundleMember, BundleWithoutKeyListGetsOne) {
+TEST_F(BundleMember, bundle_without_key_list_gets_one) {
   construct();
   EXPECT_THAT(keys_of(bundle()), ElementsAre("0x5", "0x40020009", "0x30000", "0x83050000"));
 }
 
-TEST_F(BundleMember, BundleWithoutSubiflistGivesNoSubInterfaceAKey) {
+TEST_F(BundleMember, bundle_without_subiflist_gives_no_sub_interface_a_key) {
   construct();
   EXPECT_THAT(keys_of(subif("21")), ElementsAre("none"));
 }
 
-TEST_F(BundleMember, EverySubInterfaceListedGetsOneKeyWithoutHandle) {
+TEST_F(BundleMember, every_sub_interface_listed_gets_one_key_without_handle) {
   list_subifs({"21", "22"});
   construct();
   EXPECT_THAT(keys_of(subif("21")), ElementsAre("0xd2"));
   EXPECT_THAT(keys_of(subif("22")), ElementsAre("0x400000dd"));
 }
 
-TEST_F(BundleMember, SubInterfaceWithKeysIsExtendedOncePerMember) {
+TEST_F(BundleMember, sub_interface_with_keys_is_extended_once_per_member) {
   list_subifs({"21"});
   subif("21").additions().key_list = KeyList{21, 210};
   construct();
@@ -557,14 +557,14 @@ TEST_F(BundleMember, SubInterfaceWithKeysIsExtendedOncePerMember) {
   EXPECT_THAT(keys_of(subif("21")), ElementsAre("0x15", "0xd2", "0xd2", "0xd2"));
 }
 
-TEST_F(BundleMember, SubInterfaceWhoseKeyListIsEmptyIsSet) {
+TEST_F(BundleMember, sub_interface_whose_key_list_is_empty_is_set) {
   list_subifs({"21"});
   subif("21").additions().key_list = KeyList{};
   construct();
   EXPECT_THAT(keys_of(subif("21")), ElementsAre("0xd2"));
 }
 
-TEST_F(BundleMember, SubiflistSuppliedByTheDumpIsUsed) {
+TEST_F(BundleMember, subiflist_supplied_by_the_dump_is_used) {
   have_bundle(R"({"rif": 70, "lif": 71, "is_l2": 0, "subiflist": ["22"]})");
   construct();
   EXPECT_THAT(keys_of(subif("21")), ElementsAre("none"));
@@ -572,7 +572,7 @@ TEST_F(BundleMember, SubiflistSuppliedByTheDumpIsUsed) {
   EXPECT_THAT(log_text(), EndsWith("\nbsubif_ifh_list :\n[\"22\"]\n"));
 }
 
-TEST_F(BundleMember, LogShowsTheBundleWithItsKeysAndItsSubInterfaces) {
+TEST_F(BundleMember, log_shows_the_bundle_with_its_keys_and_its_sub_interfaces) {
   list_subifs({"21", "22"});
   construct();
   EXPECT_EQ(log_text(),
@@ -588,7 +588,7 @@ TEST_F(BundleMember, LogShowsTheBundleWithItsKeysAndItsSubInterfaces) {
             "[\"21\", \"22\"]\n");
 }
 
-TEST_F(BundleMember, LogOfABundleWithoutSubInterfacesHasNoListOfThem) {
+TEST_F(BundleMember, log_of_a_bundle_without_sub_interfaces_has_no_list_of_them) {
   construct();
   EXPECT_EQ(log_text(),
             "\nbundle_key_inputs:\n"
@@ -600,7 +600,7 @@ TEST_F(BundleMember, LogOfABundleWithoutSubInterfacesHasNoListOfThem) {
             "}\n");
 }
 
-TEST_F(BundleMember, LogIsTheOneThatWasOpenedLast) {
+TEST_F(BundleMember, log_is_the_one_that_was_opened_last) {
   const auto own = std::make_shared<LogStream>("/tmp/own_log.txt");
   run_state().dl_fd.set(own);
   run_state().dl_fd.set(std::make_shared<LogStream>(kLog));
@@ -689,7 +689,7 @@ const MemberPortCase kMemberPortCases[] = {
 
 class MemberPort : public BundleMember, public ::testing::WithParamInterface<MemberPortCase> {};
 
-TEST_P(MemberPort, IsMemidShiftedAndLagid) {
+TEST_P(MemberPort, is_memid_shifted_and_lagid) {
   run_state().router = GetParam().router;
   tools.answer("confdump", GetParam().configuration);
   const RecordedCommands commands;
@@ -705,7 +705,7 @@ TEST_P(MemberPort, IsMemidShiftedAndLagid) {
 INSTANTIATE_TEST_SUITE_P(Ports, MemberPort, ::testing::ValuesIn(kMemberPortCases),
                          row_name<MemberPortCase>);
 
-TEST_F(BundleMember, ScaleIsAskedForOncePerMember) {
+TEST_F(BundleMember, scale_is_asked_for_once_per_member) {
   const RecordedCommands commands;
   construct();
   construct();
@@ -761,7 +761,7 @@ const MemberFailureCase kMemberFailureCases[] = {
 class MemberFailure : public BundleMember,
                       public ::testing::WithParamInterface<MemberFailureCase> {};
 
-TEST_P(MemberFailure, LeavesTheBundleWithoutItsKeys) {
+TEST_P(MemberFailure, leaves_the_bundle_without_its_keys) {
   have_bundle(GetParam().bundle);
   const RecordedCommands commands;
   EXPECT_THAT(error_of<CheckError>([&] { construct(GetParam().changes); }),
@@ -774,13 +774,13 @@ TEST_P(MemberFailure, LeavesTheBundleWithoutItsKeys) {
 INSTANTIATE_TEST_SUITE_P(Failures, MemberFailure, ::testing::ValuesIn(kMemberFailureCases),
                          row_name<MemberFailureCase>);
 
-TEST_F(BundleMember, ScaleThatCannotBeReadEndsIt) {
+TEST_F(BundleMember, scale_that_cannot_be_read_ends_it) {
   tools.answer("confdump", "hw-module profile\n");
   EXPECT_THAT(error_of<CheckError>([&] { construct(); }), HasSubstr("bundle-scale"));
   EXPECT_THAT(keys_of(bundle()), ElementsAre("none"));
 }
 
-TEST_F(BundleMember, BundleOfAnotherNodeIsNone) {
+TEST_F(BundleMember, bundle_of_another_node_is_none) {
   run_state().pidb_bundle_ifh.set("2", interface_table("{}"));
   run_state().pidb_bundle_ifh.set("3",
                                   interface_table("{\"7\": " + std::string(kGoodBundle) + "}"));
@@ -803,7 +803,7 @@ const SubifFailureCase kSubifFailureCases[] = {
 
 class SubifFailure : public BundleMember, public ::testing::WithParamInterface<SubifFailureCase> {};
 
-TEST_P(SubifFailure, KeepsWhatWasStoredBefore) {
+TEST_P(SubifFailure, keeps_what_was_stored_before) {
   run_state().pidb_bundle_subifh.set(
       "2", interface_table(R"({"21": {"rif": 210, "lif": 211, "is_l2": 0}, "22": )" +
                            std::string(GetParam().subif) + "}"));
@@ -818,33 +818,34 @@ TEST_P(SubifFailure, KeepsWhatWasStoredBefore) {
 INSTANTIATE_TEST_SUITE_P(Failures, SubifFailure, ::testing::ValuesIn(kSubifFailureCases),
                          row_name<SubifFailureCase>);
 
-TEST_F(BundleMember, SubInterfaceThatTheNodeDoesNotReport) {
+TEST_F(BundleMember, sub_interface_that_the_node_does_not_report) {
   list_subifs({"21", "23"});
   EXPECT_THAT(error_of<CheckError>([&] { construct(); }),
               HasSubstr(R"("7" refers to "23", which node 2 does not report)"));
   EXPECT_THAT(keys_of(subif("21")), ElementsAre("0xd2"));
 }
 
-TEST_F(BundleMember, SubInterfaceHandleIsLookedUpAsItStands) {
+TEST_F(BundleMember, sub_interface_handle_is_looked_up_as_it_stands) {
   list_subifs({"021"});
   EXPECT_THAT(error_of<CheckError>([&] { construct(); }), HasSubstr("\"021\""));
 }
 
-TEST_F(BundleMember, SubiflistSuppliedByTheDumpThatIsNoListFailsAfterTheBundleWasLogged) {
+TEST_F(BundleMember,
+       subiflist_supplied_by_the_dump_that_is_no_list_fails_after_the_bundle_was_logged) {
   have_bundle(R"({"rif": 70, "lif": 71, "is_l2": 0, "subiflist": "21"})");
   EXPECT_THAT(error_of<CheckError>([&] { construct(); }), HasSubstr("subiflist a text"));
   EXPECT_EQ(keys_of(bundle()).size(), 4U);
   EXPECT_THAT(log_text(), HasSubstr("bundle_key_inputs"));
 }
 
-TEST_F(BundleMember, ElementOfTheDumpsSubiflistThatIsNoTextEndsIt) {
+TEST_F(BundleMember, element_of_the_dumps_subiflist_that_is_no_text_ends_it) {
   have_bundle(R"({"rif": 70, "lif": 71, "is_l2": 0, "subiflist": ["21", 22]})");
   EXPECT_THAT(error_of<CheckError>([&] { construct(); }), HasSubstr("\"22\" in its subiflist"));
   EXPECT_THAT(keys_of(subif("21")), ElementsAre("0xd2"));
   EXPECT_THAT(log_text(), EndsWith("\nbsubif_ifh_list :\n[\"21\", 22]\n"));
 }
 
-TEST_F(BundleMember, WithoutALogTheKeysAreDerivedAllTheSame) {
+TEST_F(BundleMember, without_a_log_the_keys_are_derived_all_the_same) {
   run_state().dl_fd.set(nullptr);
   list_subifs({"21"});
   construct();

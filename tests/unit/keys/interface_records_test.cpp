@@ -29,7 +29,7 @@ Texts handles_of(const InterfaceTables& tables, const std::string& node) {
   return handles;
 }
 
-TEST(ForEachInterface, VisitsTheNodesInterfacesInFileOrder) {
+TEST(ForEachInterface, visits_the_nodes_interfaces_in_file_order) {
   InterfaceTables tables;
   tables.set("2", interface_table(R"({"9": {}, "10": {}, "1": {}})"));
   tables.set("3", interface_table(R"({"4": {}})"));
@@ -37,14 +37,14 @@ TEST(ForEachInterface, VisitsTheNodesInterfacesInFileOrder) {
   EXPECT_THAT(handles_of(tables, "3"), ElementsAre("4"));
 }
 
-TEST(ForEachInterface, VisitsNoneOfANodeThatLoadedNothing) {
+TEST(ForEachInterface, visits_none_of_a_node_that_loaded_nothing) {
   InterfaceTables tables;
   tables.declare("2");
   EXPECT_THAT(handles_of(tables, "2"), IsEmpty());
   EXPECT_THAT(handles_of(tables, "3"), IsEmpty());
 }
 
-TEST(ForEachInterface, DumpThatIsNoTable) {
+TEST(ForEachInterface, dump_that_is_no_table) {
   InterfaceTables tables;
   tables.set("2", interface_table("[1, 2]"));
   EXPECT_EQ(error_of<CheckError>([&] { handles_of(tables, "2"); }),
@@ -66,34 +66,34 @@ class FindInterface : public ::testing::Test {
   InterfaceTable ports = interface_table(R"({"5": {}})");
 };
 
-TEST_F(FindInterface, ComparesHandlesAsTexts) {
+TEST_F(FindInterface, compares_handles_as_texts) {
   EXPECT_EQ(name_of("2", "7"), "seven");
   EXPECT_EQ(name_of("2", "007"), "text");
 }
 
-TEST_F(FindInterface, HandleThatTheNodeDoesNotReport) {
+TEST_F(FindInterface, handle_that_the_node_does_not_report) {
   EXPECT_EQ(error_of<CheckError>([&] { name_of("2", "07"); }),
             R"(/tmp/pidb_test.dat: interface "5" refers to "07", which node 2 does not report)");
 }
 
-TEST_F(FindInterface, NodeThatLoadedNothing) {
+TEST_F(FindInterface, node_that_loaded_nothing) {
   EXPECT_THAT(error_of<CheckError>([&] { name_of("3", "7"); }),
               EndsWith("refers to \"7\", which node 3 does not report"));
 }
 
-TEST(Subiflist, IsNullIfNeitherTheDumpNorTheCheckerListedAny) {
+TEST(Subiflist, is_null_if_neither_the_dump_nor_the_checker_listed_any) {
   InterfaceTable bundles = interface_table(R"({"7": {"rif": 1}})");
   EXPECT_EQ(own_subiflist({bundles, 0}), nullptr);
 }
 
-TEST(Subiflist, StartsWithWhatTheDumpSupplied) {
+TEST(Subiflist, starts_with_what_the_dump_supplied) {
   InterfaceTable bundles = interface_table(R"({"7": {"subiflist": ["21", "x"]}})");
   own_subiflist({bundles, 0})->listed.emplace_back("22");
   own_subiflist({bundles, 0})->listed.emplace_back("23");
   EXPECT_THAT(subifs_of({bundles, 0}), ElementsAre("21", "x", "22", "23"));
 }
 
-TEST(Subiflist, EmptyListOfTheDumpIsAList) {
+TEST(Subiflist, empty_list_of_the_dump_is_a_list) {
   InterfaceTable bundles = interface_table(R"({"7": {"subiflist": []}})");
   ASSERT_NE(own_subiflist({bundles, 0}), nullptr);
   EXPECT_THAT(subifs_of({bundles, 0}), IsEmpty());
@@ -112,7 +112,7 @@ const BadListCase kNoLists[] = {
 
 class SubiflistThatIsNoList : public ::testing::TestWithParam<BadListCase> {};
 
-TEST_P(SubiflistThatIsNoList, Fails) {
+TEST_P(SubiflistThatIsNoList, fails) {
   InterfaceTable bundles =
       interface_table(R"({"7": {"subiflist": )" + std::string(GetParam().list) + "}}");
   EXPECT_THAT(error_of<CheckError>([&] {
@@ -133,7 +133,7 @@ const BadListCase kBadElements[] = {
 
 class SubiflistElement : public ::testing::TestWithParam<BadListCase> {};
 
-TEST_P(SubiflistElement, ThatIsNoTextEndsTheVisit) {
+TEST_P(SubiflistElement, that_is_no_text_ends_the_visit) {
   InterfaceTable bundles =
       interface_table(R"({"7": {"subiflist": )" + std::string(GetParam().list) + "}}");
   const InterfaceRecord bundle(bundles, 0);
@@ -168,19 +168,19 @@ Texts visit_expected_keys(const InterfaceRecord& record) {
   return seen;
 }
 
-TEST(ForEachExpectedKey, VisitsDerivedKeysInListOrderWithDuplicates) {
+TEST(ForEachExpectedKey, visits_derived_keys_in_list_order_with_duplicates) {
   InterfaceTable table = interface_table(R"({"7": {}})");
   table.additions[0].key_list = KeyList{7, 5, 7};
   EXPECT_THAT(visit_expected_keys({table, 0}), ElementsAre("7", "5", "7"));
 }
 
-TEST(ForEachExpectedKey, DerivedKeysHideThoseOfTheDump) {
+TEST(ForEachExpectedKey, derived_keys_hide_those_of_the_dump) {
   InterfaceTable table = interface_table(R"({"7": {"key_list": ["0x1"]}})");
   table.additions[0].key_list = KeyList{};
   EXPECT_THAT(visit_expected_keys({table, 0}), IsEmpty());
 }
 
-TEST(ForEachExpectedKey, DerivedKeyOfZeroEndsItAfterTheKeysBefore) {
+TEST(ForEachExpectedKey, derived_key_of_zero_ends_it_after_the_keys_before) {
   InterfaceTable table = interface_table(R"({"7": {}})");
   table.additions[0].key_list = KeyList{5, 0, 6};
   EXPECT_THAT(
@@ -217,7 +217,7 @@ const DumpedKeysCase kDumpedKeys[] = {
 
 class DumpedKeys : public ::testing::TestWithParam<DumpedKeysCase> {};
 
-TEST_P(DumpedKeys, AreVisitedUpToTheFirstThatIsNone) {
+TEST_P(DumpedKeys, are_visited_up_to_the_first_that_is_none) {
   InterfaceTable table = interface_table(R"({"7": )" + std::string(GetParam().record) + "}");
   EXPECT_EQ(visit_expected_keys({table, 0}), GetParam().seen);
 }

@@ -66,7 +66,7 @@ class InterfaceTruth : public RunStateTest {
   }
 };
 
-TEST_F(InterfaceTruth, EachClassIsCompletedByItsOwnRule) {
+TEST_F(InterfaceTruth, each_class_is_completed_by_its_own_rule) {
   for (const ClassTable& each : kClasses) load(each.table, {{"1", record_with({})}});
   construct_pidb_truth_db("2");
   EXPECT_THAT(keys(&RunState::pidb_bundle_ifh, "1"), ElementsAre("0x1", "0x5"));
@@ -78,12 +78,12 @@ TEST_F(InterfaceTruth, EachClassIsCompletedByItsOwnRule) {
   EXPECT_THAT(keys(&RunState::pidb_gre_ifh, "1"), ElementsAre("0x1", "0x10005", "0x20006"));
 }
 
-TEST_F(InterfaceTruth, NodeWithoutAnyDumpIsLeftAlone) {
+TEST_F(InterfaceTruth, node_without_any_dump_is_left_alone) {
   construct_pidb_truth_db("2");
   for (const ClassTable& each : kClasses) EXPECT_EQ((run_state().*each.table).find("2"), nullptr);
 }
 
-TEST_F(InterfaceTruth, NodeWithoutBundlesGoesStraightToThePhysicalPorts) {
+TEST_F(InterfaceTruth, node_without_bundles_goes_straight_to_the_physical_ports) {
   load(&RunState::pidb_physical_ifh, {{"1", record_with({})}});
   construct_pidb_truth_db("2");
   EXPECT_EQ(keys(&RunState::pidb_physical_ifh, "1").size(), 4U);
@@ -91,7 +91,7 @@ TEST_F(InterfaceTruth, NodeWithoutBundlesGoesStraightToThePhysicalPorts) {
   EXPECT_EQ(run_state().pidb_bundle_subifh.find("2"), nullptr);
 }
 
-TEST_F(InterfaceTruth, OtherNodesAreLeftAlone) {
+TEST_F(InterfaceTruth, other_nodes_are_left_alone) {
   for (const ClassTable& each : kClasses) {
     (run_state().*each.table).set("3", interface_table(dump_of({{"1", record_with({})}})));
   }
@@ -106,7 +106,7 @@ TEST_F(InterfaceTruth, OtherNodesAreLeftAlone) {
 // behind it are not.
 class EachClass : public InterfaceTruth, public ::testing::WithParamInterface<std::size_t> {};
 
-TEST_P(EachClass, NotLoadedForTheNodeIsLeftOut) {
+TEST_P(EachClass, not_loaded_for_the_node_is_left_out) {
   for (const ClassTable& each : kClasses) {
     if (&each != &kClasses[GetParam()]) load(each.table, {{"1", record_with({})}});
   }
@@ -118,7 +118,7 @@ TEST_P(EachClass, NotLoadedForTheNodeIsLeftOut) {
   }
 }
 
-TEST_P(EachClass, FailingRecordEndsItAndLaterClassesKeepNoKeyList) {
+TEST_P(EachClass, failing_record_ends_it_and_later_classes_keep_no_key_list) {
   for (const ClassTable& each : kClasses) load(each.table, {{"1", record_with({})}});
   const ClassTable& failing = kClasses[GetParam()];
   load(failing.table, {{"1", record_with({})},
@@ -132,7 +132,7 @@ TEST_P(EachClass, FailingRecordEndsItAndLaterClassesKeepNoKeyList) {
   EXPECT_THAT(keys(failing.table, "3"), ElementsAre("none"));
 }
 
-TEST_P(EachClass, DumpThatIsNoTableEndsIt) {
+TEST_P(EachClass, dump_that_is_no_table_ends_it) {
   for (const ClassTable& each : kClasses) load(each.table, {{"1", record_with({})}});
   (run_state().*kClasses[GetParam()].table).set("2", interface_table("\"no interfaces\""));
   EXPECT_THAT(failure(), HasSubstr("holds a text, not a table"));
@@ -143,7 +143,7 @@ TEST_P(EachClass, DumpThatIsNoTableEndsIt) {
   }
 }
 
-TEST_P(EachClass, HandleThatIsNoDecimalNumberEndsIt) {
+TEST_P(EachClass, handle_that_is_no_decimal_number_ends_it) {
   load(kClasses[GetParam()].table, {{"0x10", record_with({})}});
   EXPECT_THAT(failure(), HasSubstr("\"0x10\" has a handle that is not a decimal number"));
 }
@@ -151,7 +151,7 @@ TEST_P(EachClass, HandleThatIsNoDecimalNumberEndsIt) {
 INSTANTIATE_TEST_SUITE_P(Classes, EachClass, ::testing::Range(std::size_t{0}, std::size(kClasses)),
                          [](const auto& row) { return kClasses[row.param].name; });
 
-TEST_F(InterfaceTruth, MembersKeysAccumulateOnTopOfTheBundlesOwn) {
+TEST_F(InterfaceTruth, members_keys_accumulate_on_top_of_the_bundles_own) {
   load(&RunState::pidb_bundle_ifh, {{"7", record_with({{"rif", "70"}})}});
   load(&RunState::pidb_bundle_subifh, {{"21", record_with({{"rif", "210"}, {"parent_ifh", "7"}})}});
   load(&RunState::pidb_physical_ifh, {{"1", record_with({{"is_member", "1"}})},
@@ -168,7 +168,7 @@ TEST_F(InterfaceTruth, MembersKeysAccumulateOnTopOfTheBundlesOwn) {
 
 // ---- Linking sub-interfaces to their bundles
 
-TEST_F(InterfaceTruth, TwoSubInterfacesOfOneBundleStandInItsSubiflistInVisitingOrder) {
+TEST_F(InterfaceTruth, two_sub_interfaces_of_one_bundle_stand_in_its_subiflist_in_visiting_order) {
   load(&RunState::pidb_bundle_ifh, {{"7", record_with({})}, {"8", record_with({})}});
   run_state().pidb_bundle_subifh.set(
       "2", interface_table("{\"22\": " + record_with({{"parent_ifh", "7"}}) +
@@ -178,14 +178,14 @@ TEST_F(InterfaceTruth, TwoSubInterfacesOfOneBundleStandInItsSubiflistInVisitingO
   EXPECT_THAT(subifs("8"), ElementsAre("none"));
 }
 
-TEST_F(InterfaceTruth, SubInterfaceIsAppendedToTheSubiflistOfTheDump) {
+TEST_F(InterfaceTruth, sub_interface_is_appended_to_the_subiflist_of_the_dump) {
   load(&RunState::pidb_bundle_ifh, {{"7", record_with({{"subiflist", "[\"20\"]"}})}});
   load(&RunState::pidb_bundle_subifh, {{"21", record_with({{"parent_ifh", "7"}})}});
   construct_pidb_truth_db("2");
   EXPECT_THAT(subifs("7"), ElementsAre("20", "21"));
 }
 
-TEST_F(InterfaceTruth, AnotherCallListsSubInterfacesAndMembersKeysTwice) {
+TEST_F(InterfaceTruth, another_call_lists_sub_interfaces_and_members_keys_twice) {
   load(&RunState::pidb_bundle_ifh, {{"7", record_with({})}});
   load(&RunState::pidb_bundle_subifh, {{"21", record_with({{"parent_ifh", "7"}})}});
   load(&RunState::pidb_physical_ifh, {{"1", record_with({{"is_member", "1"}})}});
@@ -223,7 +223,7 @@ const ParentCase kParentCases[] = {
 class ParentOfBundleSubif : public InterfaceTruth,
                             public ::testing::WithParamInterface<ParentCase> {};
 
-TEST_P(ParentOfBundleSubif, DecidesWhereItIsListed) {
+TEST_P(ParentOfBundleSubif, decides_where_it_is_listed) {
   load(&RunState::pidb_bundle_ifh, {{"7", record_with({})}});
   load(&RunState::pidb_bundle_subifh, {{"20", record_with({})},
                                        {"21", record_with({{"parent_ifh", GetParam().parent_ifh}})},
@@ -247,7 +247,7 @@ TEST_P(ParentOfBundleSubif, DecidesWhereItIsListed) {
 INSTANTIATE_TEST_SUITE_P(Parents, ParentOfBundleSubif, ::testing::ValuesIn(kParentCases),
                          row_name<ParentCase>);
 
-TEST_F(InterfaceTruth, BundleNamed0IsTheParentOfWhoeverNamesItAsText) {
+TEST_F(InterfaceTruth, bundle_named_0_is_the_parent_of_whoever_names_it_as_text) {
   load(&RunState::pidb_bundle_ifh, {{"0", record_with({})}});
   load(&RunState::pidb_bundle_subifh, {{"21", record_with({{"parent_ifh", "0"}})},
                                        {"22", record_with({{"parent_ifh", "\"0\""}})}});
@@ -255,7 +255,7 @@ TEST_F(InterfaceTruth, BundleNamed0IsTheParentOfWhoeverNamesItAsText) {
   EXPECT_THAT(subifs("0"), ElementsAre("22"));
 }
 
-TEST_F(InterfaceTruth, SubInterfaceIsListedBeforeItsKeysAreDerived) {
+TEST_F(InterfaceTruth, sub_interface_is_listed_before_its_keys_are_derived) {
   load(&RunState::pidb_bundle_ifh, {{"7", record_with({})}});
   load(&RunState::pidb_bundle_subifh,
        {{"21", record_with({{"parent_ifh", "7"}, {"rif", kMissing}})}});
@@ -263,12 +263,12 @@ TEST_F(InterfaceTruth, SubInterfaceIsListedBeforeItsKeysAreDerived) {
   EXPECT_THAT(subifs("7"), ElementsAre("21"));
 }
 
-TEST_F(InterfaceTruth, SubInterfaceWithAParentButNoBundlesLoaded) {
+TEST_F(InterfaceTruth, sub_interface_with_a_parent_but_no_bundles_loaded) {
   load(&RunState::pidb_bundle_subifh, {{"21", record_with({{"parent_ifh", "7"}})}});
   EXPECT_THAT(failure(), HasSubstr(R"("21" refers to "7", which node 2 does not report)"));
 }
 
-TEST_F(InterfaceTruth, WritesNothingAndRunsNoCommandWithoutBundleMembers) {
+TEST_F(InterfaceTruth, writes_nothing_and_runs_no_command_without_bundle_members) {
   for (const ClassTable& each : kClasses) load(each.table, {{"1", record_with({})}});
   const RecordedCommands commands;
   const CapturedStream standard_output(STDOUT_FILENO);

@@ -59,7 +59,7 @@ const KeyCase kKeyCases[] = {
 
 class PmdbKeyValue : public ::testing::TestWithParam<KeyCase> {};
 
-TEST_P(PmdbKeyValue, IsTheKey) {
+TEST_P(PmdbKeyValue, is_the_key) {
   const auto number = [](const char* text) { return Integer::from_decimal(text).value(); };
   const KeyCase& row = GetParam();
   EXPECT_EQ(
@@ -98,7 +98,7 @@ const KeyTextCase kKeyTextCases[] = {
 
 class KeyText : public ::testing::TestWithParam<KeyTextCase> {};
 
-TEST_P(KeyText, IsRead) {
+TEST_P(KeyText, is_read) {
   const KeyTextCase& row = GetParam();
   const std::optional<Integer> key = parse_key_text(row.text);
   ASSERT_EQ(key.has_value(), row.number != nullptr);

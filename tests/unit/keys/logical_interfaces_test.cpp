@@ -68,7 +68,8 @@ class LogicalInterfaces : public RunStateTest {
   NodeInfo nodeinfo;
 };
 
-TEST_F(LogicalInterfaces, TwoLineCardsWithIdenticalRecordsAreUnmarkedAndTheListHoldsOnePair) {
+TEST_F(LogicalInterfaces,
+       two_line_cards_with_identical_records_are_unmarked_and_the_list_holds_one_pair) {
   add_report("3", R"({"rif": 5})");
   add_report("4", R"({"rif": 5})");
   check_pidb(nodeinfo);
@@ -76,7 +77,7 @@ TEST_F(LogicalInterfaces, TwoLineCardsWithIdenticalRecordsAreUnmarkedAndTheListH
   EXPECT_EQ(log_text(), "\nLogical ifh set:\n{\"7\": [[\"3\", [5, 0]]]}\n");
 }
 
-TEST_F(LogicalInterfaces, ThreeLineCardsWhereOnlyTheThirdDiffersFromTheFirst) {
+TEST_F(LogicalInterfaces, three_line_cards_where_only_the_third_differs_from_the_first) {
   add_report("3", R"({"rif": 5})");
   add_report("4", R"({"rif": 5})");
   add_report("5", R"({"rif": 6})");
@@ -85,7 +86,7 @@ TEST_F(LogicalInterfaces, ThreeLineCardsWhereOnlyTheThirdDiffersFromTheFirst) {
   EXPECT_EQ(log_text(), "\nLogical ifh set:\n{\"7\": [[\"3\", [5, 0]], [\"5\", [6, 0]]]}\n");
 }
 
-TEST_F(LogicalInterfaces, NodeWhosePidbDumpIs0IsNeitherRecordedNorMarked) {
+TEST_F(LogicalInterfaces, node_whose_pidb_dump_is_0_is_neither_recorded_nor_marked) {
   add_node("2", 0);
   load("2", R"({"7": {"rif": 9}})");
   add_report("3", R"({"rif": 5})");
@@ -94,7 +95,7 @@ TEST_F(LogicalInterfaces, NodeWhosePidbDumpIs0IsNeitherRecordedNorMarked) {
   EXPECT_EQ(log_text(), "\nLogical ifh set:\n{\"7\": [[\"3\", [5, 0]]]}\n");
 }
 
-TEST_F(LogicalInterfaces, AnyOtherPidbDumpCounts) {
+TEST_F(LogicalInterfaces, any_other_pidb_dump_counts) {
   add_node("3", -1);
   load("3", R"({"7": {"rif": 5}})");
   check_pidb(nodeinfo);
@@ -103,7 +104,7 @@ TEST_F(LogicalInterfaces, AnyOtherPidbDumpCounts) {
 
 // The first node's mark, set in between, is no value of the dump that a later node would have to
 // share.
-TEST_F(LogicalInterfaces, LaterNodesAreComparedWithTheFirstAsItWasReported) {
+TEST_F(LogicalInterfaces, later_nodes_are_compared_with_the_first_as_it_was_reported) {
   add_report("3", R"({"rif": 5})");
   add_report("4", R"({"rif": 6})");
   add_report("5", R"({"rif": 5})");
@@ -111,7 +112,7 @@ TEST_F(LogicalInterfaces, LaterNodesAreComparedWithTheFirstAsItWasReported) {
   EXPECT_THAT(marks(), ElementsAre(1, 1, 0));
 }
 
-TEST_F(LogicalInterfaces, LaterNodesAreNotComparedWithEachOther) {
+TEST_F(LogicalInterfaces, later_nodes_are_not_compared_with_each_other) {
   add_report("3", R"({"rif": 5})");
   add_report("4", R"({"rif": 6})");
   add_report("5", R"({"rif": 6})");
@@ -120,7 +121,7 @@ TEST_F(LogicalInterfaces, LaterNodesAreNotComparedWithEachOther) {
   EXPECT_THAT(log_text(), HasSubstr(R"([["3", [5, 0]], ["4", [6, 0]], ["5", [6, 0]]])"));
 }
 
-TEST_F(LogicalInterfaces, FirstReportIsTheOneOfTheNodeThatStandsFirstInTheNodeTable) {
+TEST_F(LogicalInterfaces, first_report_is_the_one_of_the_node_that_stands_first_in_the_node_table) {
   load("4", R"({"7": {"rif": 6}})");
   add_report("10", R"({"rif": 5})");
   add_node("4");
@@ -128,7 +129,7 @@ TEST_F(LogicalInterfaces, FirstReportIsTheOneOfTheNodeThatStandsFirstInTheNodeTa
   EXPECT_THAT(log_text(), HasSubstr(R"([["10", [5, 0]], ["4", [6, 0]]])"));
 }
 
-TEST_F(LogicalInterfaces, HandlesAreComparedEachForItself) {
+TEST_F(LogicalInterfaces, handles_are_compared_each_for_itself) {
   add_node("3");
   add_node("4");
   load("3", R"({"7": {"rif": 5}, "8": {"rif": 6}})");
@@ -141,7 +142,7 @@ TEST_F(LogicalInterfaces, HandlesAreComparedEachForItself) {
   EXPECT_EQ(record_of(bundles, "4", "9").additions().inconsistent, 0);
 }
 
-TEST_F(LogicalInterfaces, NodeWithoutLoadedBundlesIsSkipped) {
+TEST_F(LogicalInterfaces, node_without_loaded_bundles_is_skipped) {
   add_node("RP0");
   add_report("3", R"({"rif": 5})");
   check_pidb(nodeinfo);
@@ -149,7 +150,7 @@ TEST_F(LogicalInterfaces, NodeWithoutLoadedBundlesIsSkipped) {
   EXPECT_EQ(bundle("3").additions().inconsistent, 0);
 }
 
-TEST_F(LogicalInterfaces, NodesOutsideTheNodeTableAreLeftAlone) {
+TEST_F(LogicalInterfaces, nodes_outside_the_node_table_are_left_alone) {
   add_report("3", R"({"rif": 5})");
   load("4", R"({"7": {"rif": 6}})");
   check_pidb(nodeinfo);
@@ -157,7 +158,7 @@ TEST_F(LogicalInterfaces, NodesOutsideTheNodeTableAreLeftAlone) {
   EXPECT_EQ(bundle("4").additions().inconsistent, std::nullopt);
 }
 
-TEST_F(LogicalInterfaces, LaterCallBeginsWithoutMarks) {
+TEST_F(LogicalInterfaces, later_call_begins_without_marks) {
   add_report("3", R"({"rif": 5})");
   add_report("4", R"({"rif": 6})");
   check_pidb(nodeinfo);
@@ -166,12 +167,12 @@ TEST_F(LogicalInterfaces, LaterCallBeginsWithoutMarks) {
   EXPECT_THAT(marks(), ElementsAre(0, 0));
 }
 
-TEST_F(LogicalInterfaces, EmptyNodeTableStillLogsTheEmptySet) {
+TEST_F(LogicalInterfaces, empty_node_table_still_logs_the_empty_set) {
   check_pidb(nodeinfo);
   EXPECT_EQ(log_text(), "\nLogical ifh set:\n{}\n");
 }
 
-TEST_F(LogicalInterfaces, GoesToTheLogThatWasOpenedLast) {
+TEST_F(LogicalInterfaces, goes_to_the_log_that_was_opened_last) {
   const auto before = run_state().dl_fd.get();
   run_state().dl_fd.set(std::make_shared<LogStream>("/tmp/newer_log.txt"));
   check_pidb(nodeinfo);
@@ -214,7 +215,7 @@ const ValuesCase kValues[] = {
 
 class FieldValues : public LogicalInterfaces, public ::testing::WithParamInterface<ValuesCase> {};
 
-TEST_P(FieldValues, AreComparedAsASet) {
+TEST_P(FieldValues, are_compared_as_a_set) {
   add_report("3", GetParam().first);
   add_report("4", GetParam().second);
   check_pidb(nodeinfo);
@@ -239,7 +240,7 @@ const BadRecordCase kBadRecords[] = {
 
 class BadRecord : public LogicalInterfaces, public ::testing::WithParamInterface<BadRecordCase> {};
 
-TEST_P(BadRecord, EndsItWithoutALogText) {
+TEST_P(BadRecord, ends_it_without_a_log_text) {
   add_report("3", R"({"rif": 5})");
   add_report("4", GetParam().record);
   EXPECT_THAT(failure(), HasSubstr(GetParam().complaint));
@@ -249,7 +250,7 @@ TEST_P(BadRecord, EndsItWithoutALogText) {
 INSTANTIATE_TEST_SUITE_P(Records, BadRecord, ::testing::ValuesIn(kBadRecords),
                          row_name<BadRecordCase>);
 
-TEST_F(LogicalInterfaces, NodeRecordWithoutPidbDumpEndsItAndMarksStay) {
+TEST_F(LogicalInterfaces, node_record_without_pidb_dump_ends_it_and_marks_stay) {
   add_report("3", R"({"rif": 5})");
   add_report("4", R"({"rif": 6})");
   add_node("5", std::nullopt);
@@ -259,25 +260,25 @@ TEST_F(LogicalInterfaces, NodeRecordWithoutPidbDumpEndsItAndMarksStay) {
   EXPECT_EQ(log_text(), "");
 }
 
-TEST_F(LogicalInterfaces, BundleThatHasItsKeyListEndsIt) {
+TEST_F(LogicalInterfaces, bundle_that_has_its_key_list_ends_it) {
   add_report("3", R"({"rif": 5})");
   bundle("3").additions().key_list.emplace();
   EXPECT_THAT(failure(), HasSubstr("\"7\" has got its key list or sub-interface list already"));
 }
 
-TEST_F(LogicalInterfaces, BundleThatHasItsSubInterfaceListEndsIt) {
+TEST_F(LogicalInterfaces, bundle_that_has_its_sub_interface_list_ends_it) {
   add_report("3", R"({"rif": 5})");
   bundle("3").additions().subiflist = std::make_unique<SubifList>();
   EXPECT_THAT(failure(), HasSubstr("\"7\" has got its key list or sub-interface list already"));
 }
 
-TEST_F(LogicalInterfaces, DumpThatIsNoTableEndsIt) {
+TEST_F(LogicalInterfaces, dump_that_is_no_table_ends_it) {
   add_node("3");
   load("3", "[]");
   EXPECT_THAT(failure(), HasSubstr("not a table"));
 }
 
-TEST_F(LogicalInterfaces, FailsWithoutALog) {
+TEST_F(LogicalInterfaces, fails_without_a_log) {
   run_state().dl_fd.set(nullptr);
   EXPECT_EQ(failure(), "no log is open");
 }

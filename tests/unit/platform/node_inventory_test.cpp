@@ -84,7 +84,7 @@ TEST_P(Skeleton, holds_processors_and_slots_in_order) {
   EXPECT_EQ(nodes, expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(router, Skeleton,
+INSTANTIATE_TEST_SUITE_P(Router, Skeleton,
                          ::testing::Values(SkeletonCase{"code_8", 8, "D0", "D1", 47},
                                            SkeletonCase{"code_1", 1, "RP0", "RP1", 16},
                                            SkeletonCase{"code_2", 2, "RP0", "RP1", 16},
@@ -119,7 +119,7 @@ TEST_P(NodeTableLine, gives) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    line, NodeTableLine,
+    Line, NodeTableLine,
     ::testing::Values(
         LineCase{"active_line_card",
                  1,
@@ -246,7 +246,7 @@ TEST_P(BadNodeTableLine, fails_and_keeps_what_came_before) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    line, BadNodeTableLine,
+    Line, BadNodeTableLine,
     ::testing::Values(
         LineCase{"slot_that_the_model_does_not_have",
                  1,
@@ -400,7 +400,7 @@ TEST_P(SingleProcessor, is_one_fixed_record_whatever_the_platform_reports) {
   EXPECT_EQ(run_state().activenodeinfo, nullptr);
 }
 
-INSTANTIATE_TEST_SUITE_P(router, SingleProcessor,
+INSTANTIATE_TEST_SUITE_P(Router, SingleProcessor,
                          ::testing::Values(SingleProcessorCase{"code_5", 5},
                                            SingleProcessorCase{"code_7", 7},
                                            SingleProcessorCase{"code_9", 9}),

@@ -37,7 +37,7 @@ TEST_P(RouterType, follows_from_the_banner) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    banner, RouterType,
+    Banner, RouterType,
     ::testing::Values(
         BannerCase{"kvr_7700_gives_3", "Router KVR-7700 (x86) processor, 32 GB\n", 3},
         BannerCase{"kvr_330_gives_2", "KVR-330 processor\n", 2},
@@ -98,7 +98,7 @@ TEST_P(RackSlotSsp, of_a_node_is) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    node, RackSlotSsp,
+    Node, RackSlotSsp,
     ::testing::Values(
         SlotCase{"slot_3", 1, "3", "3"}, SlotCase{"slot_63", 1, "63", "63"},
         SlotCase{"slot_64_wraps", 1, "64", "0"},
@@ -120,7 +120,7 @@ TEST_P(NoSlot, is_an_error) {
               HasSubstr("is not a decimal number"));
 }
 
-INSTANTIATE_TEST_SUITE_P(node, NoSlot,
+INSTANTIATE_TEST_SUITE_P(Node, NoSlot,
                          ::testing::Values(SlotCase{"route_processor", 1, "RP0", ""},
                                            SlotCase{"empty", 1, "", ""},
                                            SlotCase{"digits_and_more", 1, "3a", ""},
@@ -164,7 +164,7 @@ TEST_P(Uptime, is_the_first_number) {
   EXPECT_DOUBLE_EQ(get_node_uptime("192.0.0.6"), GetParam().seconds);
 }
 
-INSTANTIATE_TEST_SUITE_P(output, Uptime,
+INSTANTIATE_TEST_SUITE_P(Output, Uptime,
                          ::testing::Values(UptimeCase{"two_numbers", "12345.67 54321.00\n",
                                                       12345.67},
                                            UptimeCase{"one_number", "7", 7},
@@ -180,7 +180,7 @@ TEST_P(NoUptime, is_an_error) {
               HasSubstr("is not a number of seconds"));
 }
 
-INSTANTIATE_TEST_SUITE_P(output, NoUptime,
+INSTANTIATE_TEST_SUITE_P(Output, NoUptime,
                          ::testing::Values(UptimeCase{"empty", "", 0},
                                            UptimeCase{"only_blanks", " \n", 0},
                                            UptimeCase{"words", "Connection refused\n", 0},
@@ -216,7 +216,7 @@ TEST_P(BundleScale, gives_the_scale_mode) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    configuration, BundleScale,
+    Configuration, BundleScale,
     ::testing::Values(
         ScaleCase{"without_hw_module_profile_gives_256", "name: r1\n", "256", 0},
         ScaleCase{"empty_gives_256", "", "256", 0},
@@ -253,7 +253,7 @@ TEST_P(NoBundleScale, is_an_error) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    configuration, NoBundleScale,
+    Configuration, NoBundleScale,
     ::testing::Values(ScaleCase{"other_profile", "hw-module profile filters\n", "", 0},
                       ScaleCase{"no_digits", "hw-module profile bundle-scale\n", "", 0},
                       ScaleCase{"two_blanks", "hw-module profile bundle-scale  512\n", "", 0},

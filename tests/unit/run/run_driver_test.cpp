@@ -136,7 +136,7 @@ TEST_P(SetUp, ends_the_run_at_the_step_that_fails) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    folder_at, SetUp,
+    FolderAt, SetUp,
     ::testing::Values(SetUpCase{"output_file", paths::kCommandErrors, 0, false},
                       SetUpCase{"command_output", paths::command_output("0"), 0, false},
                       SetUpCase{"first_log", paths::kFirstLog, 2, false},
@@ -308,7 +308,7 @@ TEST_P(OtherMode, on_a_single_processor_model_fails_for_want_of_a_nodetype) {
   EXPECT_EQ(error, "the node record has no nodetype");
 }
 
-INSTANTIATE_TEST_SUITE_P(mode, OtherMode,
+INSTANTIATE_TEST_SUITE_P(Mode, OtherMode,
                          ::testing::Values(ModeCase{"one", 1}, ModeCase{"two", 2},
                                            ModeCase{"largest", 4294967295U}),
                          unit::row_name<ModeCase>);

@@ -154,7 +154,7 @@ TEST_P(PmdbFind, key_by_its_decimal_text) {
   EXPECT_EQ(pmdb.find(Integer::from_decimal(GetParam().key).value()), GetParam().entry);
 }
 
-INSTANTIATE_TEST_SUITE_P(key, PmdbFind,
+INSTANTIATE_TEST_SUITE_P(Key, PmdbFind,
                          ::testing::Values(FindCase{"present", "50331976", 0},
                                            FindCase{"leading_zeros_are_nobodys_key", "7", {}},
                                            FindCase{"zero", "0", 2},

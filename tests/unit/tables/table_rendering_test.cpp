@@ -71,7 +71,7 @@ TEST_P(Rendering, of_a_key_map_is) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    dump, Rendering,
+    Dump, Rendering,
     ::testing::Values(
         RenderingCase{"empty_map", "{}", "{}\n"},
         RenderingCase{"empty_map_and_list_inside", R"({"a":{},"b":[]})",
@@ -141,7 +141,7 @@ TEST_P(LineWithNameAndComma, counts_them) {
             "{\n" + folded + " \"c\": {}\n}\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(line, LineWithNameAndComma,
+INSTANTIATE_TEST_SUITE_P(Line, LineWithNameAndComma,
                          ::testing::Values(EdgeCase{"of_79_columns", 63, true},
                                            EdgeCase{"of_80_columns", 64, true},
                                            EdgeCase{"of_81_columns", 65, false}),
@@ -158,7 +158,7 @@ TEST_P(LineWithoutComma, has_one_column_more) {
             "{\n \"a\": 1,\n" + folded + "}\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(line, LineWithoutComma,
+INSTANTIATE_TEST_SUITE_P(Line, LineWithoutComma,
                          ::testing::Values(EdgeCase{"of_79_columns", 64, true},
                                            EdgeCase{"of_80_columns", 65, true},
                                            EdgeCase{"of_81_columns", 66, false}),
@@ -174,7 +174,7 @@ TEST_P(LineOfAListWithComma, counts_it) {
   EXPECT_EQ(rendering("[[\"" + text + "\"],[]]"), "[\n" + folded + " []\n]\n");
 }
 
-INSTANTIATE_TEST_SUITE_P(line, LineOfAListWithComma,
+INSTANTIATE_TEST_SUITE_P(Line, LineOfAListWithComma,
                          ::testing::Values(EdgeCase{"of_79_columns", 73, true},
                                            EdgeCase{"of_80_columns", 74, true},
                                            EdgeCase{"of_81_columns", 75, false}),
@@ -469,7 +469,7 @@ std::string wide(char first) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    fields, WideRecord,
+    Fields, WideRecord,
     ::testing::Values(
         WideRecordCase{"before_all_additions", R"("a": 1, "c": "x", )" + wide('b')},
         WideRecordCase{"behind_all_additions", R"("z": 1, "y": "", )" + wide('x')},

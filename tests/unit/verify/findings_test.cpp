@@ -26,7 +26,7 @@ using Finding = NodeLogTest;
 
 const std::string kNode = "3";
 
-TEST_F(Finding, GoesToTheLogAtOnceAndInItsOwnWordingToStandardOutput) {
+TEST_F(Finding, goes_to_the_log_at_once_and_in_its_own_wording_to_standard_output) {
   {
     Findings findings(kNode, dl_fd);
     findings.report("for the operator\n", "\nfor the log");
@@ -62,7 +62,7 @@ int errno_of_report(LogStream& log) {
   return 0;
 }
 
-TEST_F(Finding, IsInTheLogIfStandardOutputIsOnAFullDisk) {
+TEST_F(Finding, is_in_the_log_if_standard_output_is_on_a_full_disk) {
   int error = 0;
   {
     const StandardOutputIs full(UniqueFd(::open("/dev/full", O_WRONLY | O_CLOEXEC)));
@@ -72,7 +72,7 @@ TEST_F(Finding, IsInTheLogIfStandardOutputIsOnAFullDisk) {
   EXPECT_EQ(log_text(), "\nfor the log");
 }
 
-TEST_F(Finding, IsInTheLogIfStandardOutputIsClosed) {
+TEST_F(Finding, is_in_the_log_if_standard_output_is_closed) {
   int error = 0;
   {
     const StandardOutputIs closed(UniqueFd(-1));
@@ -82,7 +82,7 @@ TEST_F(Finding, IsInTheLogIfStandardOutputIsClosed) {
   EXPECT_EQ(log_text(), "\nfor the log");
 }
 
-TEST_F(Finding, IsInTheLogIfTheReaderOfStandardOutputIsGone) {
+TEST_F(Finding, is_in_the_log_if_the_reader_of_standard_output_is_gone) {
   const auto before = std::signal(SIGPIPE, SIG_IGN);  // as a worker, which has it blocked
   int error = 0;
   {
@@ -97,7 +97,7 @@ TEST_F(Finding, IsInTheLogIfTheReaderOfStandardOutputIsGone) {
   EXPECT_EQ(log_text(), "\nfor the log");
 }
 
-TEST_F(Finding, IsNotForTheOperatorAloneIfTheLogIsClosed) {
+TEST_F(Finding, is_not_for_the_operator_alone_if_the_log_is_closed) {
   dl_fd.close();
   EXPECT_NE(errno_of_report(dl_fd), 0);
   EXPECT_EQ(standard_output.text(), "");
@@ -131,7 +131,7 @@ class SeparateWrites {
   std::optional<StandardOutputIs> output_;
 };
 
-TEST_F(Finding, FirstGoesAtOnceAndTheOthersShareWritesThatAPipeTakesAsAWhole) {
+TEST_F(Finding, first_goes_at_once_and_the_others_share_writes_that_a_pipe_takes_as_a_whole) {
   const SeparateWrites output;
   std::string all;
   Findings findings(kNode, dl_fd);
@@ -154,7 +154,7 @@ TEST_F(Finding, FirstGoesAtOnceAndTheOthersShareWritesThatAPipeTakesAsAWhole) {
   EXPECT_EQ(written, all);
 }
 
-TEST_F(Finding, LongerThanAPipeTakesAsAWholeGoesByItself) {
+TEST_F(Finding, longer_than_a_pipe_takes_as_a_whole_goes_by_itself) {
   const SeparateWrites output;
   const std::string large(PIPE_BUF + 1, '1');
   Findings findings(kNode, dl_fd);
@@ -166,7 +166,7 @@ TEST_F(Finding, LongerThanAPipeTakesAsAWholeGoesByItself) {
   EXPECT_EQ(output.take(), (std::vector<std::string>{"first\n", "before\n", large, "behind\n"}));
 }
 
-TEST_F(Finding, IsWrittenWhateverEndsTheComparison) {
+TEST_F(Finding, is_written_whatever_ends_the_comparison) {
   EXPECT_EQ(error_of<std::runtime_error>([&] {
               Findings findings(kNode, dl_fd);
               findings.report("first\n", "");
@@ -177,7 +177,7 @@ TEST_F(Finding, IsWrittenWhateverEndsTheComparison) {
   EXPECT_EQ(standard_output.text(), "first\nsecond\n");
 }
 
-TEST_F(Finding, IsWrittenAtTheEndIfAnEarlierWriteFailed) {
+TEST_F(Finding, is_written_at_the_end_if_an_earlier_write_failed) {
   const std::string large(PIPE_BUF, '1');
   {
     Findings findings(kNode, dl_fd);
@@ -190,7 +190,7 @@ TEST_F(Finding, IsWrittenAtTheEndIfAnEarlierWriteFailed) {
   EXPECT_EQ(log_text(), "\nlarge for the log");
 }
 
-TEST_F(Finding, WrittenInPartIsGoneOnWith) {
+TEST_F(Finding, written_in_part_is_gone_on_with) {
   {
     Findings findings(kNode, dl_fd);
     findings.report("first\n", "");
@@ -202,7 +202,7 @@ TEST_F(Finding, WrittenInPartIsGoneOnWith) {
   EXPECT_EQ(standard_output.text(), "first\nsecond\n");
 }
 
-TEST_F(Finding, ThatNobodyFlushedIsMissedOnStandardErrorIfItCannotBeWritten) {
+TEST_F(Finding, that_nobody_flushed_is_missed_on_standard_error_if_it_cannot_be_written) {
   const CapturedStream standard_error(STDERR_FILENO);
   std::optional<StandardOutputIs> full;
   {

@@ -30,7 +30,7 @@ class LeakCheck : public NodeLogTest {
   int check(const PmdbTable& pmdb) { return check_pmdb_leak(pmdb, dl_fd, "3"); }
 };
 
-TEST_F(LeakCheck, EveryKeyVisitedRunsNoCommandAndPrintsNothing) {
+TEST_F(LeakCheck, every_key_visited_runs_no_command_and_prints_nothing) {
   PmdbTable pmdb = pmdb_table(R"({"5": {}, "6": {"visited": 1}})");
   pmdb.set_visited(0);
   const RecordedCommands commands;
@@ -40,12 +40,12 @@ TEST_F(LeakCheck, EveryKeyVisitedRunsNoCommandAndPrintsNothing) {
   EXPECT_EQ(log_text(), "");
 }
 
-TEST_F(LeakCheck, NoKeysAtAll) {
+TEST_F(LeakCheck, no_keys_at_all) {
   EXPECT_EQ(check("{}"), 0);
   EXPECT_EQ(standard_output.text(), "");
 }
 
-TEST_F(LeakCheck, UnvisitedKeyIsReported) {
+TEST_F(LeakCheck, unvisited_key_is_reported) {
   tools.answer("ifmgr_print", "Interface Port0/3/0/12\n");
   const RecordedCommands commands;
   EXPECT_EQ(check(R"({"1073872901": {}})"), -1);
@@ -55,7 +55,7 @@ TEST_F(LeakCheck, UnvisitedKeyIsReported) {
   EXPECT_THAT(commands.outputs(), ElementsAre("/tmp/zorbec0.log"));
 }
 
-TEST_F(LeakCheck, TwoLeakedKeysRunOnInTheLogAndStandInFileOrder) {
+TEST_F(LeakCheck, two_leaked_keys_run_on_in_the_log_and_stand_in_file_order) {
   EXPECT_EQ(check(R"({"9": {}, "10": {"visited": 1}, "5": {}})"), -1);
   EXPECT_EQ(standard_output.text(),
             "ERROR PMDB Key 0x9 leaked !!!!!!\nERROR PMDB Key 0x5 leaked !!!!!!\n");
@@ -63,14 +63,14 @@ TEST_F(LeakCheck, TwoLeakedKeysRunOnInTheLogAndStandInFileOrder) {
             "ERROR!!!!!! PMDB Key 0x9 leaked !!!!!!ERROR!!!!!! PMDB Key 0x5 leaked !!!!!!");
 }
 
-TEST_F(LeakCheck, LeakIsOnStandardOutputWhileTheNextKeyIsAskedFor) {
+TEST_F(LeakCheck, leak_is_on_standard_output_while_the_next_key_is_asked_for) {
   tools.install("ifmgr_print", "[ $3 != 7 ] || cat /tmp/captured_1 >/tmp/seen");
   EXPECT_EQ(check(R"({"5": {}, "6": {}, "7": {}})"), -1);
   EXPECT_EQ(read_text("/tmp/seen"),
             "ERROR PMDB Key 0x5 leaked !!!!!!\nERROR PMDB Key 0x6 leaked !!!!!!\n");
 }
 
-TEST_F(LeakCheck, BundleIsNotReportedAndTheKeysAroundItAre) {
+TEST_F(LeakCheck, bundle_is_not_reported_and_the_keys_around_it_are) {
   tools.install("ifmgr_print", "case $3 in 6) echo Bundle-Ether6;; esac");
   const RecordedCommands commands;
   EXPECT_EQ(check(R"({"5": {}, "6": {}, "7": {}})"), -1);
@@ -81,20 +81,20 @@ TEST_F(LeakCheck, BundleIsNotReportedAndTheKeysAroundItAre) {
                           kConfigurationCommand, "ifmgr_print database -i 7 -l 0x2"));
 }
 
-TEST_F(LeakCheck, BundlesAloneAreNoLeak) {
+TEST_F(LeakCheck, bundles_alone_are_no_leak) {
   tools.answer("ifmgr_print", "Bundle-Ether6\n");
   EXPECT_EQ(check(R"({"5": {}, "6": {}})"), 0);
   EXPECT_EQ(standard_output.text(), "");
   EXPECT_EQ(log_text(), "");
 }
 
-TEST_F(LeakCheck, VisitedSuppliedByTheDumpCountsWhateverItsValue) {
+TEST_F(LeakCheck, visited_supplied_by_the_dump_counts_whatever_its_value) {
   const RecordedCommands commands;
   EXPECT_EQ(check(R"({"5": {"visited": 0}, "6": {"visited": null}, "7": {"visited": false}})"), 0);
   EXPECT_THAT(commands.lines(), IsEmpty());
 }
 
-TEST_F(LeakCheck, VisitedOfAnotherCaseDoesNotCount) {
+TEST_F(LeakCheck, visited_of_another_case_does_not_count) {
   EXPECT_EQ(check(R"({"5": {"Visited": 1}})"), -1);
 }
 
@@ -114,7 +114,7 @@ const KeyNameCase kKeyNames[] = {
 
 class KeyName : public LeakCheck, public ::testing::WithParamInterface<KeyNameCase> {};
 
-TEST_P(KeyName, GoesIntoTheCommandAsItStandsAndIsReportedInHexadecimal) {
+TEST_P(KeyName, goes_into_the_command_as_it_stands_and_is_reported_in_hexadecimal) {
   const RecordedCommands commands;
   EXPECT_EQ(check("{\"" + std::string(GetParam().key) + "\": {}}"), -1);
   EXPECT_EQ(standard_output.text(),
@@ -148,7 +148,7 @@ class NameThatIsNoNumber : public LeakCheck, public ::testing::WithParamInterfac
   const std::string key = GetParam().key;
 };
 
-TEST_P(NameThatIsNoNumber, FailsWhenItsLeakIsToBeReported) {
+TEST_P(NameThatIsNoNumber, fails_when_its_leak_is_to_be_reported) {
   const RecordedCommands commands;
   EXPECT_THAT(error_of<CheckError>([&] { check(R"({"5": {}, ")" + key + R"(": {}, "6": {}})"); }),
               HasSubstr("is not a decimal number"));
@@ -157,12 +157,12 @@ TEST_P(NameThatIsNoNumber, FailsWhenItsLeakIsToBeReported) {
   EXPECT_EQ(standard_output.text(), "ERROR PMDB Key 0x5 leaked !!!!!!\n");
 }
 
-TEST_P(NameThatIsNoNumber, IsNoFailureIfItIsABundle) {
+TEST_P(NameThatIsNoNumber, is_no_failure_if_it_is_a_bundle) {
   tools.answer("ifmgr_print", "Bundle-Ether1\n");
   EXPECT_EQ(check("{\"" + key + "\": {}}"), 0);
 }
 
-TEST_P(NameThatIsNoNumber, IsNoFailureIfItWasVisited) {
+TEST_P(NameThatIsNoNumber, is_no_failure_if_it_was_visited) {
   EXPECT_EQ(check("{\"" + key + R"(": {"visited": 1}})"), 0);
 }
 
@@ -202,7 +202,7 @@ const NameCase kNoPlainWords[] = {
 
 class NameThatIsNoPlainWord : public LeakCheck, public ::testing::WithParamInterface<NameCase> {};
 
-TEST_P(NameThatIsNoPlainWord, RunsNothing) {
+TEST_P(NameThatIsNoPlainWord, runs_nothing) {
   const std::string key = GetParam().key;
   const RecordedCommands commands;
   EXPECT_THAT(error_of<CheckError>([&] { check("{\"" + key + R"(": {}, "6": {}})"); }),
@@ -212,14 +212,14 @@ TEST_P(NameThatIsNoPlainWord, RunsNothing) {
   EXPECT_EQ(log_text(), "");
 }
 
-TEST_P(NameThatIsNoPlainWord, IsNoFailureIfItWasVisited) {
+TEST_P(NameThatIsNoPlainWord, is_no_failure_if_it_was_visited) {
   EXPECT_EQ(check("{\"" + std::string(GetParam().key) + R"(": {"visited": 1}})"), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, NameThatIsNoPlainWord, ::testing::ValuesIn(kNoPlainWords),
                          row_name<NameCase>);
 
-TEST_F(LeakCheck, EntryThatIsNoRecordEndsIt) {
+TEST_F(LeakCheck, entry_that_is_no_record_ends_it) {
   for (const char* const entry : {"1", "null", "\"visited\"", "[\"visited\"]"}) {
     EXPECT_THAT(
         error_of<CheckError>([&] { check("{\"6\": " + std::string(entry) + ", \"7\": {}}"); }),
@@ -228,13 +228,13 @@ TEST_F(LeakCheck, EntryThatIsNoRecordEndsIt) {
   EXPECT_EQ(standard_output.text(), "");
 }
 
-TEST_F(LeakCheck, DumpThatIsNoTableEndsIt) {
+TEST_F(LeakCheck, dump_that_is_no_table_ends_it) {
   for (const char* const dump : {"[]", "\"text\"", "5", "null"}) {
     EXPECT_THAT(error_of<CheckError>([&] { check(dump); }), EndsWith("not a table")) << dump;
   }
 }
 
-TEST_F(LeakCheck, FindingsBeforeAFailureAreKept) {
+TEST_F(LeakCheck, findings_before_a_failure_are_kept) {
   error_of<CheckError>([&] { check(R"({"5": {}, "6": 1})"); });
   EXPECT_EQ(standard_output.text(), "ERROR PMDB Key 0x5 leaked !!!!!!\n");
   EXPECT_EQ(log_text(), "ERROR!!!!!! PMDB Key 0x5 leaked !!!!!!");
@@ -264,7 +264,7 @@ const AnswerCase kAnswers[] = {
 
 class Answer : public NodeLogTest, public ::testing::WithParamInterface<AnswerCase> {};
 
-TEST_P(Answer, NamesABundleOrNot) {
+TEST_P(Answer, names_a_bundle_or_not) {
   tools.answer("ifmgr_print", GetParam().answer);
   const RecordedCommands commands;
   EXPECT_EQ(check_if_bundle_without_member("12"), GetParam().names_bundle ? 0 : 1);
@@ -276,14 +276,15 @@ TEST_P(Answer, NamesABundleOrNot) {
 
 INSTANTIATE_TEST_SUITE_P(Answers, Answer, ::testing::ValuesIn(kAnswers), row_name<AnswerCase>);
 
-TEST_F(NodeLogTest, FirstLineThatNamesABundleDecidesWithOneRenderingOfTheConfiguration) {
+TEST_F(NodeLogTest,
+       first_line_that_names_a_bundle_decides_with_one_rendering_of_the_configuration) {
   tools.answer("ifmgr_print", "Bundle-Ether1\nBundle-Ether2\n");
   const RecordedCommands commands;
   EXPECT_EQ(check_if_bundle_without_member("12"), 0);
   EXPECT_EQ(commands.lines().size(), 2U);
 }
 
-TEST_F(NodeLogTest, BundleIsNoLeakWhateverTheConfigurationHolds) {
+TEST_F(NodeLogTest, bundle_is_no_leak_whatever_the_configuration_holds) {
   tools.answer("ifmgr_print", "Bundle-Ether12\n");
   for (const char* const configuration :
        {"", " bundle id 12\n", " bundle id 13\n", "bundle id $number\n", "bundle id \nnumber\n"}) {
@@ -292,14 +293,14 @@ TEST_F(NodeLogTest, BundleIsNoLeakWhateverTheConfigurationHolds) {
   }
 }
 
-TEST_F(NodeLogTest, FailingInterfaceManagerIsNotDetected) {
+TEST_F(NodeLogTest, failing_interface_manager_is_not_detected) {
   tools.install("ifmgr_print", "echo Bundle-Ether1; exit 1");
   EXPECT_EQ(check_if_bundle_without_member("12"), 0);
   tools.install("ifmgr_print", "echo Bundle-Ether1 >&2; exit 1");
   EXPECT_EQ(check_if_bundle_without_member("12"), 1);
 }
 
-TEST_F(NodeLogTest, HandleGoesIntoTheCommandVerbatim) {
+TEST_F(NodeLogTest, handle_goes_into_the_command_verbatim) {
   const RecordedCommands commands;
   check_if_bundle_without_member("5 -x '6'");
   EXPECT_THAT(commands.lines(), ElementsAre("ifmgr_print database -i 5 -x '6' -l 0x2"));

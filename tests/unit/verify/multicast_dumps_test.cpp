@@ -110,14 +110,14 @@ struct BadOutputCase : Row {
 
 // ---- Multicast routing entries
 
-TEST_F(MulticastDumps, MribCommandAndItsOutputFile) {
+TEST_F(MulticastDumps, mrib_command_and_its_output_file) {
   const RecordedCommands commands;
   dump_mrib();
   EXPECT_THAT(commands.lines(), ElementsAre(mrib_command(kRp)));
   EXPECT_THAT(commands.outputs(), ElementsAre("/tmp/zorbec_mrib_RP0.log"));
 }
 
-TEST_F(MulticastDumps, MribDumpFileShowsTheWholeTable) {
+TEST_F(MulticastDumps, mrib_dump_file_shows_the_whole_table) {
   run_state().mribkeys.store("192.0.0.2", {{0, {{"rif", "0x7"}}}});
   mrib_prints("RPF-ID: 1, Tunnel RIF: 4660\n");
   dump_mrib();
@@ -183,7 +183,7 @@ const OutputCase kMribOutputs[] = {
 
 class MribOutput : public MulticastDumps, public ::testing::WithParamInterface<OutputCase> {};
 
-TEST_P(MribOutput, IsTakenApart) {
+TEST_P(MribOutput, is_taken_apart) {
   mrib_prints(GetParam().output);
   dump_mrib();
   EXPECT_THAT(run_state().mribkeys.nodes(), ElementsAre(Pair(kRp, GetParam().entries)));
@@ -240,7 +240,7 @@ const BadOutputCase kBadMribOutputs[] = {
 
 class BadMribOutput : public MulticastDumps, public ::testing::WithParamInterface<BadOutputCase> {};
 
-TEST_P(BadMribOutput, KeepsWhatWasStoredSoFar) {
+TEST_P(BadMribOutput, keeps_what_was_stored_so_far) {
   mrib_prints(GetParam().output);
   const std::string error = error_of<CheckError>([this] { dump_mrib(); });
   EXPECT_THAT(error, HasSubstr(mrib_command(kRp) + ": "));
@@ -253,7 +253,7 @@ TEST_P(BadMribOutput, KeepsWhatWasStoredSoFar) {
 INSTANTIATE_TEST_SUITE_P(Outputs, BadMribOutput, ::testing::ValuesIn(kBadMribOutputs),
                          row_name<BadOutputCase>);
 
-TEST_F(MulticastDumps, MribEntriesReplaceThoseOfTheNodeWhileRifsGrow) {
+TEST_F(MulticastDumps, mrib_entries_replace_those_of_the_node_while_rifs_grow) {
   mrib_prints("RPF-ID: 1, Tunnel RIF: 5\nRPF-ID: 2, Tunnel RIF: 6\n");
   dump_mrib();
   mrib_prints("RPF-ID: 1, Tunnel RIF: 7\n");
@@ -263,7 +263,7 @@ TEST_F(MulticastDumps, MribEntriesReplaceThoseOfTheNodeWhileRifsGrow) {
   EXPECT_THAT(run_state().rifs.list(), ElementsAre("0x5", "0x6", "0x7"));
 }
 
-TEST_F(MulticastDumps, MribFileThatCannotBeMadeEndsItBeforeTheCommand) {
+TEST_F(MulticastDumps, mrib_file_that_cannot_be_made_ends_it_before_the_command) {
   fs::create_directory(kMribFile);
   run_state().rifs.expect({"RP0"});
   const RecordedCommands commands;
@@ -276,14 +276,14 @@ TEST_F(MulticastDumps, MribFileThatCannotBeMadeEndsItBeforeTheCommand) {
 
 // ---- Bud objects
 
-TEST_F(MulticastDumps, BudObjectCommandAndItsOutputFile) {
+TEST_F(MulticastDumps, bud_object_command_and_its_output_file) {
   const RecordedCommands commands;
   dump_buds();
   EXPECT_THAT(commands.lines(), ElementsAre(bud_command(kCard)));
   EXPECT_THAT(commands.outputs(), ElementsAre("/tmp/zorbec_mplsmdtbud_3.log"));
 }
 
-TEST_F(MulticastDumps, BudObjectDumpFileShowsTheWholeTable) {
+TEST_F(MulticastDumps, bud_object_dump_file_shows_the_whole_table) {
   run_state().mplsmdtbudobj.store("192.0.0.8", {{0, {{"rif", "0x7"}}}});
   buds_print("mplsmdtbud (id:12)\n");
   dump_buds();
@@ -318,7 +318,7 @@ const OutputCase kBudOutputs[] = {
 
 class BudOutput : public MulticastDumps, public ::testing::WithParamInterface<OutputCase> {};
 
-TEST_P(BudOutput, IsTakenApart) {
+TEST_P(BudOutput, is_taken_apart) {
   buds_print(GetParam().output);
   dump_buds();
   EXPECT_THAT(run_state().mplsmdtbudobj.nodes(), ElementsAre(Pair(kCard, GetParam().entries)));
@@ -354,7 +354,7 @@ const BadOutputCase kBadBudOutputs[] = {
 
 class BadBudOutput : public MulticastDumps, public ::testing::WithParamInterface<BadOutputCase> {};
 
-TEST_P(BadBudOutput, KeepsWhatWasStoredSoFar) {
+TEST_P(BadBudOutput, keeps_what_was_stored_so_far) {
   buds_print(GetParam().output);
   const std::string error = error_of<CheckError>([this] { dump_buds(); });
   EXPECT_THAT(error, HasSubstr(bud_command(kCard) + ": "));
@@ -366,7 +366,7 @@ TEST_P(BadBudOutput, KeepsWhatWasStoredSoFar) {
 INSTANTIATE_TEST_SUITE_P(Outputs, BadBudOutput, ::testing::ValuesIn(kBadBudOutputs),
                          row_name<BadOutputCase>);
 
-TEST_F(MulticastDumps, BudObjectsReplaceThoseOfTheNode) {
+TEST_F(MulticastDumps, bud_objects_replace_those_of_the_node) {
   buds_print("mplsmdtbud(id:1)\nmplsmdtbud(id:2)\n");
   dump_buds();
   buds_print("mplsmdtbud(id:3)\n");
@@ -377,7 +377,7 @@ TEST_F(MulticastDumps, BudObjectsReplaceThoseOfTheNode) {
 
 // ---- Hardware entries of the tunnel RIFs
 
-TEST_F(MulticastDumps, PmdbCommandsAndTheirOutputFilesInListOrder) {
+TEST_F(MulticastDumps, pmdb_commands_and_their_output_files_in_list_order) {
   know_rifs({"0x9", "0x5", "0x9"});
   const RecordedCommands commands;
   dump_pmdb();
@@ -388,7 +388,7 @@ TEST_F(MulticastDumps, PmdbCommandsAndTheirOutputFilesInListOrder) {
                           "/tmp/zorbec_pmdb_0x9.log"));
 }
 
-TEST_F(MulticastDumps, WithoutRifsNoPmdbCommandRunsAndTheNodesMapIsEmpty) {
+TEST_F(MulticastDumps, without_rifs_no_pmdb_command_runs_and_the_nodes_map_is_empty) {
   const RecordedCommands commands;
   dump_pmdb();
   EXPECT_THAT(commands.lines(), IsEmpty());
@@ -396,7 +396,7 @@ TEST_F(MulticastDumps, WithoutRifsNoPmdbCommandRunsAndTheNodesMapIsEmpty) {
   EXPECT_EQ(read_text(kPmdbFile), "{\"" + kCard + "\": {}}\n");
 }
 
-TEST_F(MulticastDumps, PmdbEntriesRunParallelToTheRifs) {
+TEST_F(MulticastDumps, pmdb_entries_run_parallel_to_the_rifs) {
   know_rifs({"0x9", "0x5", "0x7"});
   pmdb_prints("0x9", "intf_info.port_ifh: 1\nintf_info.rif: 9\n");
   pmdb_prints("0x5", "");
@@ -409,7 +409,7 @@ TEST_F(MulticastDumps, PmdbEntriesRunParallelToTheRifs) {
   EXPECT_EQ(read_text(kPmdbFile), render(run_state().mcastpmdbkeys.nodes()));
 }
 
-TEST_F(MulticastDumps, LaterRunAsksForTheRifsOfEarlierOnesToo) {
+TEST_F(MulticastDumps, later_run_asks_for_the_rifs_of_earlier_ones_too) {
   know_rifs({"0x9"});
   dump_pmdb();
   know_rifs({"0x5"});
@@ -450,7 +450,7 @@ const OutputCase kPmdbOutputs[] = {
 
 class PmdbOutput : public MulticastDumps, public ::testing::WithParamInterface<OutputCase> {};
 
-TEST_P(PmdbOutput, IsTakenApart) {
+TEST_P(PmdbOutput, is_taken_apart) {
   know_rifs({"0x5"});
   pmdb_prints("0x5", GetParam().output);
   dump_pmdb();
@@ -479,7 +479,7 @@ const BadOutputCase kBadPmdbOutputs[] = {
 
 class BadPmdbOutput : public MulticastDumps, public ::testing::WithParamInterface<BadOutputCase> {};
 
-TEST_P(BadPmdbOutput, KeepsWhatWasStoredSoFarAndAsksForNoFurtherRif) {
+TEST_P(BadPmdbOutput, keeps_what_was_stored_so_far_and_asks_for_no_further_rif) {
   know_rifs({"0x9", "0x5", "0x7"});
   pmdb_prints("0x9", "intf_info.port_ifh: 1\n");
   pmdb_prints("0x5", GetParam().output);
@@ -498,7 +498,8 @@ INSTANTIATE_TEST_SUITE_P(Outputs, BadPmdbOutput, ::testing::ValuesIn(kBadPmdbOut
 
 // ---- All three
 
-TEST_F(MulticastDumps, AddressNoneMribAndPmdbDoNothingAndBudObjectsAreAskedForAllTheSame) {
+TEST_F(MulticastDumps,
+       address_none_mrib_and_pmdb_do_nothing_and_bud_objects_are_asked_for_all_the_same) {
   know_rifs({"0x5"});
   const RecordedCommands commands;
   check_mrib_dump("None", "RP0", dl_fd);
@@ -513,7 +514,7 @@ TEST_F(MulticastDumps, AddressNoneMribAndPmdbDoNothingAndBudObjectsAreAskedForAl
   EXPECT_THAT(run_state().mplsmdtbudobj.nodes(), ElementsAre(Pair("None", IsEmpty())));
 }
 
-TEST_F(MulticastDumps, WriteNothingToTheLogOrStandardOutput) {
+TEST_F(MulticastDumps, write_nothing_to_the_log_or_standard_output) {
   know_rifs({"0x5"});
   mrib_prints("RPF-ID: 1\n");
   const CapturedStream standard_output(STDOUT_FILENO);
@@ -525,7 +526,7 @@ TEST_F(MulticastDumps, WriteNothingToTheLogOrStandardOutput) {
 }
 
 // Both make the same file when they begin.
-TEST_F(MulticastDumps, FileShowsTheNodeWhoseToolTookLongestToo) {
+TEST_F(MulticastDumps, file_shows_the_node_whose_tool_took_longest_too) {
   for (const char* file : {"/tmp/began", "/tmp/go_on"}) fs::remove(file);
   tools.install("ssh", "case $3 in " + kCard +
                            ") touch /tmp/began; until [ -e /tmp/go_on ]; do sleep 0.02; done\n"
@@ -594,7 +595,7 @@ class McastDumpTask : public MulticastDumps {
 
 class NodeTypes : public McastDumpTask, public ::testing::WithParamInterface<TaskCase> {};
 
-TEST_P(NodeTypes, DecideWhatIsCollected) {
+TEST_P(NodeTypes, decide_what_is_collected) {
   know_rifs({"0x5"});
   run_state().router = GetParam().router;
   const RecordedCommands commands;
@@ -608,7 +609,7 @@ TEST_P(NodeTypes, DecideWhatIsCollected) {
 
 INSTANTIATE_TEST_SUITE_P(Nodes, NodeTypes, ::testing::ValuesIn(kTasks), row_name<TaskCase>);
 
-TEST_F(McastDumpTask, RouteProcessorIsAskedForItsOwnRifs) {
+TEST_F(McastDumpTask, route_processor_is_asked_for_its_own_rifs) {
   record.nodeip = kRp;
   mrib_prints("RPF-ID: 1, Tunnel RIF: 4660\n");
   const RecordedCommands commands;
@@ -618,7 +619,7 @@ TEST_F(McastDumpTask, RouteProcessorIsAskedForItsOwnRifs) {
               ElementsAre("/tmp/zorbec_mrib_RP0.log", "/tmp/zorbec_pmdb_0x1234.log"));
 }
 
-TEST_F(McastDumpTask, FailingMribCollectorLeavesThePmdbOut) {
+TEST_F(McastDumpTask, failing_mrib_collector_leaves_the_pmdb_out) {
   record.nodeip = kRp;
   know_rifs({"0x5"});
   mrib_prints("Tunnel RIF: 5\n");
@@ -628,7 +629,7 @@ TEST_F(McastDumpTask, FailingMribCollectorLeavesThePmdbOut) {
   EXPECT_THAT(run_state().mcastpmdbkeys.nodes(), IsEmpty());
 }
 
-TEST_F(McastDumpTask, FailingBudObjectCollectorLeavesThePmdbOutAndWaitsForNobody) {
+TEST_F(McastDumpTask, failing_bud_object_collector_leaves_the_pmdb_out_and_waits_for_nobody) {
   know_rifs({"0x5"});
   run_state().rifs.expect({"RP0"});
   buds_print("tun_rif => 5\n");
@@ -638,7 +639,7 @@ TEST_F(McastDumpTask, FailingBudObjectCollectorLeavesThePmdbOutAndWaitsForNobody
   EXPECT_THAT(run_state().mcastpmdbkeys.nodes(), IsEmpty());
 }
 
-TEST_F(McastDumpTask, RecordWithoutAddressRunsNoCommand) {
+TEST_F(McastDumpTask, record_without_address_runs_no_command) {
   record.nodeip.reset();
   const RecordedCommands commands;
   EXPECT_EQ(error_of<CheckError>([this] { run("3", "LC"); }), "the node record has no nodeip");
@@ -661,7 +662,7 @@ const ReportCase kReports[] = {
 
 class LineCardWaits : public McastDumpTask, public ::testing::WithParamInterface<ReportCase> {};
 
-TEST_P(LineCardWaits, UntilTheRouteProcessorHasEnded) {
+TEST_P(LineCardWaits, until_the_route_processor_has_ended) {
   mrib_prints(GetParam().output);
   run_state().rifs.expect({"RP0"});
   const RecordedCommands commands;

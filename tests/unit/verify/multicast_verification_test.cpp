@@ -48,7 +48,8 @@ class VerifyMcast : public NodeLogTest {
   }
 };
 
-TEST_F(VerifyMcast, EmptyMribkeysLogsThreeHeadingsAndThreeEmptyRenderingsAndPrintsNothing) {
+TEST_F(VerifyMcast,
+       empty_mribkeys_logs_three_headings_and_three_empty_renderings_and_prints_nothing) {
   verify_mcast(dl_fd);
   EXPECT_EQ(log_text(),
             "\n mrib rif and ifh handle: \n{}\n"
@@ -57,14 +58,14 @@ TEST_F(VerifyMcast, EmptyMribkeysLogsThreeHeadingsAndThreeEmptyRenderingsAndPrin
   EXPECT_EQ(standard_output.text(), "");
 }
 
-TEST_F(VerifyMcast, WithoutRoutingEntriesNothingIsCompared) {
+TEST_F(VerifyMcast, without_routing_entries_nothing_is_compared) {
   store_buds({{0, {}}});
   store_held({{0, {}}}, kCard);
   verify_mcast(dl_fd);
   EXPECT_EQ(standard_output.text(), "");
 }
 
-TEST_F(VerifyMcast, LogHoldsTheThreeTablesAndNoFinding) {
+TEST_F(VerifyMcast, log_holds_the_three_tables_and_no_finding) {
   store_routes({{0, kRoute}});
   store_held({{0, {{"rif", "0x12"}, {"pmdb_port_ifh", "2"}}}}, kRp);
   store_buds({{0, kBud}});
@@ -77,14 +78,14 @@ TEST_F(VerifyMcast, LogHoldsTheThreeTablesAndNoFinding) {
   EXPECT_NE(standard_output.text(), "");
 }
 
-TEST_F(VerifyMcast, LogHoldsTheTablesEvenIfTheCheckFails) {
+TEST_F(VerifyMcast, log_holds_the_tables_even_if_the_check_fails) {
   store_routes({{0, kRoute}});
   store_held({}, kRp);
   EXPECT_EQ(failure(), "mcastpmdbkeys of 192.0.0.1: entry 0 is not there");
   EXPECT_THAT(log_text(), HasSubstr("\n mplsmdtbud objects \n{}\n"));
 }
 
-TEST_F(VerifyMcast, RunsNoCommandAndChangesNothing) {
+TEST_F(VerifyMcast, runs_no_command_and_changes_nothing) {
   store_routes({{0, kRoute}});
   store_held({{0, kHeld}}, kRp);
   const std::string routes = render(run_state().mribkeys.nodes());
@@ -162,7 +163,7 @@ const RouteProcessorCase kRouteProcessorCases[] = {
 class RouteProcessorCheck : public VerifyMcast,
                             public ::testing::WithParamInterface<RouteProcessorCase> {};
 
-TEST_P(RouteProcessorCheck, ComparesByContainment) {
+TEST_P(RouteProcessorCheck, compares_by_containment) {
   store_routes({{0, GetParam().route}});
   store_held(GetParam().held ? MulticastEntries{{0, *GetParam().held}} : MulticastEntries{}, kRp);
   if (GetParam().complaint.empty()) {
@@ -176,7 +177,7 @@ TEST_P(RouteProcessorCheck, ComparesByContainment) {
 INSTANTIATE_TEST_SUITE_P(Entries, RouteProcessorCheck, ::testing::ValuesIn(kRouteProcessorCases),
                          row_name<RouteProcessorCase>);
 
-TEST_F(VerifyMcast, RouteProcessorWithoutHardwareEntriesIsSkipped) {
+TEST_F(VerifyMcast, route_processor_without_hardware_entries_is_skipped) {
   store_routes({{0, kRoute}});
   verify_mcast(dl_fd);
   EXPECT_EQ(standard_output.text(), "");
@@ -276,7 +277,7 @@ const LineCardCase kLineCardCases[] = {
 
 class LineCardCheck : public VerifyMcast, public ::testing::WithParamInterface<LineCardCase> {};
 
-TEST_P(LineCardCheck, ComparesHardwareByEquality) {
+TEST_P(LineCardCheck, compares_hardware_by_equality) {
   store_routes({{0, GetParam().route}});
   store_buds(GetParam().bud ? MulticastEntries{{0, *GetParam().bud}} : MulticastEntries{});
   store_held(GetParam().held ? MulticastEntries{{0, *GetParam().held}} : MulticastEntries{}, kCard);
@@ -292,14 +293,14 @@ INSTANTIATE_TEST_SUITE_P(Entries, LineCardCheck, ::testing::ValuesIn(kLineCardCa
                          row_name<LineCardCase>);
 
 // As a card whose bud object collector failed leaves it.
-TEST_F(VerifyMcast, CardWithoutHardwareEntriesFailsOnlyWhereTheyAreNeeded) {
+TEST_F(VerifyMcast, card_without_hardware_entries_fails_only_where_they_are_needed) {
   store_routes({{0, {{"rif", "0x9"}}}, {1, kRoute}});
   store_buds({{0, kBud}, {1, kBud}});
   EXPECT_EQ(failure(), "mcastpmdbkeys has nothing of 192.0.0.6");
   EXPECT_EQ(standard_output.text(), "Missing Key in mplsmdtbudobj 0x9\n");
 }
 
-TEST_F(VerifyMcast, LineCardWithNoBudObjectsAtAllFailsOnItsFirstEntry) {
+TEST_F(VerifyMcast, line_card_with_no_bud_objects_at_all_fails_on_its_first_entry) {
   store_routes({{0, kRoute}, {1, kRoute}});
   store_buds({});
   store_held({{0, kHeld}, {1, kHeld}}, kCard);
@@ -307,7 +308,7 @@ TEST_F(VerifyMcast, LineCardWithNoBudObjectsAtAllFailsOnItsFirstEntry) {
   EXPECT_EQ(standard_output.text(), "");
 }
 
-TEST_F(VerifyMcast, FindingsBeforeAFailureStayAndTheRestIsNotChecked) {
+TEST_F(VerifyMcast, findings_before_a_failure_stay_and_the_rest_is_not_checked) {
   store_routes({{0, {{"rif", "0x9"}}}, {1, kRoute}, {2, {{"rif", "0x9"}}}});
   store_buds({{0, kBud}, {2, kBud}});
   store_held({}, kCard);
@@ -315,7 +316,7 @@ TEST_F(VerifyMcast, FindingsBeforeAFailureStayAndTheRestIsNotChecked) {
   EXPECT_EQ(standard_output.text(), "Missing Key in mplsmdtbudobj 0x9\n");
 }
 
-TEST_F(VerifyMcast, FailureOfTheRouteProcessorCheckLeavesTheLineCardsOut) {
+TEST_F(VerifyMcast, failure_of_the_route_processor_check_leaves_the_line_cards_out) {
   store_routes({{0, kRoute}});
   store_held({}, kRp);
   store_buds({{0, {{"rif", "0x9"}}}});
@@ -323,7 +324,7 @@ TEST_F(VerifyMcast, FailureOfTheRouteProcessorCheckLeavesTheLineCardsOut) {
   EXPECT_EQ(standard_output.text(), "");
 }
 
-TEST_F(VerifyMcast, EntriesAreMatchedByNumber) {
+TEST_F(VerifyMcast, entries_are_matched_by_number) {
   store_routes({{0, {{"rif", "0xa"}, {"mdt_handle", "1"}}}, {1, kRoute}});
   store_buds({{0, kBud}, {1, {{"rif", "0xa"}}}});
   store_held({}, kCard);
@@ -332,7 +333,7 @@ TEST_F(VerifyMcast, EntriesAreMatchedByNumber) {
             "Missing Key in mplsmdtbudobj 0xa\nMissing Key in mplsmdtbudobj 0x12\n");
 }
 
-TEST_F(VerifyMcast, EntriesAreComparedInNumericOrder) {
+TEST_F(VerifyMcast, entries_are_compared_in_numeric_order) {
   MulticastEntries routes;
   MulticastEntries buds;
   std::string expected;
@@ -348,7 +349,8 @@ TEST_F(VerifyMcast, EntriesAreComparedInNumericOrder) {
   EXPECT_EQ(standard_output.text(), expected);
 }
 
-TEST_F(VerifyMcast, RouteProcessorsComeFirstThenCardByCardThenRouteProcessorByRouteProcessor) {
+TEST_F(VerifyMcast,
+       route_processors_come_first_then_card_by_card_then_route_processor_by_route_processor) {
   const std::string rp1 = "192.0.0.2";
   const std::string card4 = "192.0.0.8";
   store_routes({{0, {{"rif", "0xa"}, {"mdt_handle", "1"}}}});

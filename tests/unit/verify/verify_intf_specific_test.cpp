@@ -42,12 +42,12 @@ class VerifyIntfSpecific : public NodeLogTest {
   PmdbTable pmdb = pmdb_table("{}");
 };
 
-TEST_F(VerifyIntfSpecific, EmptyTableMissesNothing) {
+TEST_F(VerifyIntfSpecific, empty_table_misses_nothing) {
   EXPECT_EQ(run(), 0);
   EXPECT_EQ(log_text(), "");
 }
 
-TEST_F(VerifyIntfSpecific, AllExpectedKeysPresentAreMarkedAndNothingIsPrinted) {
+TEST_F(VerifyIntfSpecific, all_expected_keys_present_are_marked_and_nothing_is_printed) {
   have_interfaces(R"({"17": {"key_list": ["0x11", "0x40020005"]}})");
   pmdb = pmdb_table(R"({"1073872901": {}, "17": {}, "18": {}})");
   EXPECT_EQ(run(), 0);
@@ -56,14 +56,14 @@ TEST_F(VerifyIntfSpecific, AllExpectedKeysPresentAreMarkedAndNothingIsPrinted) {
   EXPECT_EQ(log_text(), "");
 }
 
-TEST_F(VerifyIntfSpecific, MissingKeyIsReportedInBothWordings) {
+TEST_F(VerifyIntfSpecific, missing_key_is_reported_in_both_wordings) {
   have_interfaces(R"({"17": {"key_list": ["0x40020005"]}})");
   EXPECT_EQ(run(), -1);
   EXPECT_EQ(standard_output.text(), "\nMissing PMDB Key 0x40020005 for ifh 0x11 in node 3\n");
   EXPECT_EQ(log_text(), "\nMISSING PMDB Key 0x40020005 for ifh 0x11 in node 3");
 }
 
-TEST_F(VerifyIntfSpecific, KeysBehindAMissingOneAreStillLookedUp) {
+TEST_F(VerifyIntfSpecific, keys_behind_a_missing_one_are_still_looked_up) {
   have_interfaces(R"({"17": {"key_list": ["0x1", "0x2", "0x3"]}, "18": {"key_list": ["0x4"]}})");
   pmdb = pmdb_table(R"({"2": {}, "4": {}})");
   EXPECT_EQ(run(), -1);
@@ -73,7 +73,7 @@ TEST_F(VerifyIntfSpecific, KeysBehindAMissingOneAreStillLookedUp) {
             "\nMISSING PMDB Key 0x3 for ifh 0x11 in node 3");
 }
 
-TEST_F(VerifyIntfSpecific, FindingThatCannotBeWrittenEndsIt) {
+TEST_F(VerifyIntfSpecific, finding_that_cannot_be_written_ends_it) {
   have_interfaces(R"({"17": {"key_list": ["0x1", "0x2"]}})");
   {
     const FileSizeLimit disk(60);  // full behind the first finding
@@ -84,7 +84,7 @@ TEST_F(VerifyIntfSpecific, FindingThatCannotBeWrittenEndsIt) {
             "\nMISSING PMDB Key 0x2 for ifh 0x11 in node 3");
 }
 
-TEST_F(VerifyIntfSpecific, InterfacesOfEveryNodeAreComparedInTheTablesOrder) {
+TEST_F(VerifyIntfSpecific, interfaces_of_every_node_are_compared_in_the_tables_order) {
   interfaces.declare("10");
   have_interfaces(R"({"18": {"key_list": ["0x3"]}, "17": {"key_list": ["0x2", "0x1"]}})", "9");
   have_interfaces(R"({"19": {"key_list": ["0x4"]}})", "3");
@@ -98,7 +98,7 @@ TEST_F(VerifyIntfSpecific, InterfacesOfEveryNodeAreComparedInTheTablesOrder) {
             "\nMissing PMDB Key 0x4 for ifh 0x13 in node 3\n");
 }
 
-TEST_F(VerifyIntfSpecific, KeyListedByTwoInterfacesIsReportedOncePerInterface) {
+TEST_F(VerifyIntfSpecific, key_listed_by_two_interfaces_is_reported_once_per_interface) {
   have_interfaces(R"({"17": {"key_list": ["0x5"]}, "18": {"key_list": ["0x5", "0x5"]}})");
   EXPECT_EQ(run(), -1);
   EXPECT_EQ(standard_output.text(),
@@ -107,14 +107,14 @@ TEST_F(VerifyIntfSpecific, KeyListedByTwoInterfacesIsReportedOncePerInterface) {
             "\nMissing PMDB Key 0x5 for ifh 0x12 in node 3\n");
 }
 
-TEST_F(VerifyIntfSpecific, KeyListedByTwoInterfacesIsMarkedIfPresent) {
+TEST_F(VerifyIntfSpecific, key_listed_by_two_interfaces_is_marked_if_present) {
   have_interfaces(R"({"17": {"key_list": ["0x5"]}, "18": {"key_list": ["0x5"]}})");
   pmdb = pmdb_table(R"({"5": {}})");
   EXPECT_EQ(run(), 0);
   EXPECT_THAT(claimed(), ElementsAre("5"));
 }
 
-TEST_F(VerifyIntfSpecific, DerivedKeysAreComparedRatherThanThoseOfTheDump) {
+TEST_F(VerifyIntfSpecific, derived_keys_are_compared_rather_than_those_of_the_dump) {
   have_interfaces(R"({"17": {"key_list": ["0x5"]}})");
   interfaces.find("2")->additions[0].key_list = KeyList{17, 6};
   pmdb = pmdb_table(R"({"5": {}, "6": {}, "17": {}})");
@@ -122,7 +122,7 @@ TEST_F(VerifyIntfSpecific, DerivedKeysAreComparedRatherThanThoseOfTheDump) {
   EXPECT_THAT(claimed(), ElementsAre("6", "17"));
 }
 
-TEST_F(VerifyIntfSpecific, EmptyKeyListExpectsNothing) {
+TEST_F(VerifyIntfSpecific, empty_key_list_expects_nothing) {
   have_interfaces(R"({"17": {"key_list": []}})");
   pmdb = pmdb_table(R"({"17": {}})");
   EXPECT_EQ(run(), 0);
@@ -130,14 +130,14 @@ TEST_F(VerifyIntfSpecific, EmptyKeyListExpectsNothing) {
   EXPECT_EQ(log_text(), "");
 }
 
-TEST_F(VerifyIntfSpecific, EntryMarkedByTheDumpMayBeClaimed) {
+TEST_F(VerifyIntfSpecific, entry_marked_by_the_dump_may_be_claimed) {
   have_interfaces(R"({"17": {"key_list": ["0x5"]}})");
   pmdb = pmdb_table(R"({"5": {"visited": 0}})");
   EXPECT_EQ(run(), 0);
   EXPECT_THAT(claimed(), ElementsAre("5"));
 }
 
-TEST_F(VerifyIntfSpecific, NodeIsNamedAsItStands) {
+TEST_F(VerifyIntfSpecific, node_is_named_as_it_stands) {
   have_interfaces(R"({"17": {"key_list": ["0x5"]}})");
   EXPECT_EQ(verify_intf_specific(interfaces, pmdb, dl_fd, "RP0"), -1);
   EXPECT_THAT(log_text(), EndsWith(" in node RP0"));
@@ -170,20 +170,20 @@ class Key : public VerifyIntfSpecific, public ::testing::WithParamInterface<KeyC
   Key() { have_interfaces(R"({"17": {"key_list": [")" + std::string(GetParam().key) + "\"]}}"); }
 };
 
-TEST_P(Key, IsFoundUnderItsDecimalText) {
+TEST_P(Key, is_found_under_its_decimal_text) {
   pmdb = pmdb_table("{\"" + std::string(GetParam().decimal) + "\": {}}");
   EXPECT_EQ(run(), 0);
   EXPECT_THAT(claimed(), ElementsAre(GetParam().decimal));
 }
 
-TEST_P(Key, IsReportedInHexadecimal) {
+TEST_P(Key, is_reported_in_hexadecimal) {
   pmdb = pmdb_table("{\"0" + std::string(GetParam().decimal) + "\": {}}");
   EXPECT_EQ(run(), -1);
   EXPECT_EQ(log_text(),
             "\nMISSING PMDB Key " + std::string(GetParam().shown) + " for ifh 0x11 in node 3");
 }
 
-TEST_P(Key, OfAHandleIsReportedInHexadecimalToo) {
+TEST_P(Key, of_a_handle_is_reported_in_hexadecimal_too) {
   have_interfaces("{\"" + std::string(GetParam().decimal) + R"(": {"key_list": ["0x1"]}})");
   EXPECT_EQ(run(), -1);
   EXPECT_EQ(log_text(),
@@ -194,7 +194,7 @@ INSTANTIATE_TEST_SUITE_P(Keys, Key, ::testing::ValuesIn(kKeys), row_name<KeyCase
 
 // ---- Interfaces without a key list
 
-TEST_F(VerifyIntfSpecific, InterfaceWithoutKeyListClaimsTheEntryOfItsHandle) {
+TEST_F(VerifyIntfSpecific, interface_without_key_list_claims_the_entry_of_its_handle) {
   have_interfaces(R"({"17": {}, "18": {"key_list": ["0x5"]}})");
   pmdb = pmdb_table(R"({"5": {}, "17": {}})");
   EXPECT_EQ(run(), 0);
@@ -203,13 +203,14 @@ TEST_F(VerifyIntfSpecific, InterfaceWithoutKeyListClaimsTheEntryOfItsHandle) {
   EXPECT_EQ(standard_output.text(), "");
 }
 
-TEST_F(VerifyIntfSpecific, InterfaceWithoutKeyListKeepsTheResultOfOthers) {
+TEST_F(VerifyIntfSpecific, interface_without_key_list_keeps_the_result_of_others) {
   have_interfaces(R"({"16": {"key_list": ["0x5"]}, "17": {}})");
   pmdb = pmdb_table(R"({"17": {}})");
   EXPECT_EQ(run(), -1);
 }
 
-TEST_F(VerifyIntfSpecific, InterfaceWithoutKeyListWhoseHandleIsNoKeyFailsBehindItsLine) {
+TEST_F(VerifyIntfSpecific,
+       interface_without_key_list_whose_handle_is_no_key_fails_behind_its_line) {
   have_interfaces(R"({"17": {}, "18": {"key_list": ["0x5"]}})");
   EXPECT_EQ(error_of<CheckError>([&] { run(); }),
             "/tmp/pidb_test.dat: interface \"17\" has no key list, and its handle is no key of "
@@ -217,7 +218,7 @@ TEST_F(VerifyIntfSpecific, InterfaceWithoutKeyListWhoseHandleIsNoKeyFailsBehindI
   EXPECT_EQ(log_text(), "\nERROR: Key_list not present 0x11");
 }
 
-TEST_F(VerifyIntfSpecific, InterfaceWithoutKeyListLooksItsHandleUpAsText) {
+TEST_F(VerifyIntfSpecific, interface_without_key_list_looks_its_handle_up_as_text) {
   have_interfaces(R"({"017": {}})");
   pmdb = pmdb_table(R"({"17": {}, "017": {}})");
   EXPECT_EQ(run(), 0);
@@ -225,7 +226,7 @@ TEST_F(VerifyIntfSpecific, InterfaceWithoutKeyListLooksItsHandleUpAsText) {
   EXPECT_EQ(log_text(), "\nERROR: Key_list not present 0x11");
 }
 
-TEST_F(VerifyIntfSpecific, InterfaceWithoutKeyListFromTwoToThe63rdHasAnL) {
+TEST_F(VerifyIntfSpecific, interface_without_key_list_from_two_to_the_63rd_has_an_l) {
   have_interfaces(R"({"9223372036854775808": {}, "18446744073709551616": {}})");
   pmdb = pmdb_table(R"({"9223372036854775808": {}, "18446744073709551616": {}})");
   EXPECT_EQ(run(), 0);
@@ -281,7 +282,7 @@ const FailureCase kFailures[] = {
 
 class Failure : public VerifyIntfSpecific, public ::testing::WithParamInterface<FailureCase> {};
 
-TEST_P(Failure, EndsItAndKeepsTheFindingsSoFar) {
+TEST_P(Failure, ends_it_and_keeps_the_findings_so_far) {
   have_interfaces(R"({"16": {"key_list": ["0xf"]}, )" + std::string(GetParam().interface) +
                   R"(, "18": {"key_list": ["0xe"]}})");
   pmdb = pmdb_table(GetParam().pmdb);
@@ -293,20 +294,20 @@ TEST_P(Failure, EndsItAndKeepsTheFindingsSoFar) {
 
 INSTANTIATE_TEST_SUITE_P(Failures, Failure, ::testing::ValuesIn(kFailures), row_name<FailureCase>);
 
-TEST_F(VerifyIntfSpecific, HandleThatIsNotDecimalMattersOnlyInAMessage) {
+TEST_F(VerifyIntfSpecific, handle_that_is_not_decimal_matters_only_in_a_message) {
   have_interfaces(R"({"Bundle-Ether1": {"key_list": ["0x5"]}})");
   pmdb = pmdb_table(R"({"5": {}})");
   EXPECT_EQ(run(), 0);
 }
 
-TEST_F(VerifyIntfSpecific, TableOfANodeThatIsNoObject) {
+TEST_F(VerifyIntfSpecific, table_of_a_node_that_is_no_object) {
   have_interfaces(R"({"16": {"key_list": ["0xf"]}})", "1");
   have_interfaces("[]", "2");
   EXPECT_EQ(error_of<CheckError>([&] { run(); }), "/tmp/pidb_test.dat: holds a list, not a table");
   EXPECT_EQ(log_text(), "\nMISSING PMDB Key 0xf for ifh 0x10 in node 3");
 }
 
-TEST_F(VerifyIntfSpecific, KeyMapThatIsNoObject) {
+TEST_F(VerifyIntfSpecific, key_map_that_is_no_object) {
   have_interfaces(R"({"16": {"key_list": ["0xf"]}})");
   pmdb = pmdb_table("[15]");
   EXPECT_EQ(error_of<CheckError>([&] { run(); }), "/tmp/pmdb_test.dat: holds a list, not a table");

@@ -50,7 +50,7 @@ class Verify : public NodeLogTest {
   void run() { verify("3", dl_fd); }
 };
 
-TEST_F(Verify, NodeAbsentFromPmdbKeysHasOneLineInItsLogAndNothingElse) {
+TEST_F(Verify, node_absent_from_pmdb_keys_has_one_line_in_its_log_and_nothing_else) {
   have_keys("{}", "2");
   run_state().pmdb_keys.declare("3");
   have_interfaces(&RunState::pidb_physical_ifh, R"({"17": {"key_list": ["0x5"]}})");
@@ -59,7 +59,7 @@ TEST_F(Verify, NodeAbsentFromPmdbKeysHasOneLineInItsLogAndNothingElse) {
   EXPECT_EQ(standard_output.text(), "");
 }
 
-TEST_F(Verify, EmptyTruthTableHasItsHeadingItsLabelAnEmptyMapAndAResultOfZero) {
+TEST_F(Verify, empty_truth_table_has_its_heading_its_label_an_empty_map_and_a_result_of_zero) {
   have_keys("{}");
   run();
   EXPECT_EQ(log_text(),
@@ -81,7 +81,7 @@ TEST_F(Verify, EmptyTruthTableHasItsHeadingItsLabelAnEmptyMapAndAResultOfZero) {
             "\nOverall Result is : 0");
 }
 
-TEST_F(Verify, BundleSubInterfaceResultIsLabelledLikeTheBundleResult) {
+TEST_F(Verify, bundle_sub_interface_result_is_labelled_like_the_bundle_result) {
   have_keys(R"({"3": {}})");
   have_interfaces(&RunState::pidb_bundle_ifh, R"({"17": {"key_list": ["0x3"]}})");
   have_interfaces(&RunState::pidb_bundle_subifh, R"({"17": {"key_list": ["0x4"]}})");
@@ -90,7 +90,7 @@ TEST_F(Verify, BundleSubInterfaceResultIsLabelledLikeTheBundleResult) {
   EXPECT_THAT(log_text(), HasSubstr("\nBundle intf Result is : -1\nbvi intf verification\n"));
 }
 
-TEST_F(Verify, CleanNodeHasResultsOfZeroAndNothingOnStandardOutput) {
+TEST_F(Verify, clean_node_has_results_of_zero_and_nothing_on_standard_output) {
   have_keys(R"({"1": {}, "2": {}, "3": {}, "4": {}, "5": {}, "6": {}})");
   have_interfaces(&RunState::pidb_physical_ifh, R"({"17": {"key_list": ["0x1"]}})");
   have_interfaces(&RunState::pidb_physical_subifh, R"({"17": {"key_list": ["0x2"]}})");
@@ -132,7 +132,7 @@ TEST_F(Verify, CleanNodeHasResultsOfZeroAndNothingOnStandardOutput) {
             "\nOverall Result is : 0");
 }
 
-TEST_F(Verify, FaultyNodeHasItsFindingsBetweenTablesAndResults) {
+TEST_F(Verify, faulty_node_has_its_findings_between_tables_and_results) {
   have_keys(R"({"8": {}, "17": {}, "9": {}})");
   have_interfaces(&RunState::pidb_physical_ifh, R"({"17": {}, "18": {"key_list": ["0x5"]}})");
   have_interfaces(&RunState::pidb_gre_ifh, R"({"19": {"key_list": ["0x6"]}})", "2");
@@ -176,7 +176,7 @@ class FaultyClass : public Verify, public ::testing::WithParamInterface<std::siz
   const VerifiedClass& faulty = kClasses[GetParam()];
 };
 
-TEST_P(FaultyClass, MissingOneKeyDecidesItsResultAndTheOverallOne) {
+TEST_P(FaultyClass, missing_one_key_decides_its_result_and_the_overall_one) {
   have_keys("{}");
   have_interfaces(faulty.table, R"({"17": {"key_list": ["0x5"]}})");
   run();
@@ -205,7 +205,7 @@ TEST_P(FaultyClass, MissingOneKeyDecidesItsResultAndTheOverallOne) {
   EXPECT_EQ(log, results);
 }
 
-TEST_P(FaultyClass, FailingEndsTheNodesVerificationWithTheFindingsSoFarKept) {
+TEST_P(FaultyClass, failing_ends_the_nodes_verification_with_the_findings_so_far_kept) {
   have_keys(R"({"1": {}, "99": {}})");
   have_interfaces(faulty.table, R"({"17": {"key_list": ["0x1", "0x2", "0x0", "0x3"]}})");
   EXPECT_THAT(error_of<CheckError>([&] { run(); }), HasSubstr("no hexadecimal digits"));
@@ -219,7 +219,7 @@ TEST_P(FaultyClass, FailingEndsTheNodesVerificationWithTheFindingsSoFarKept) {
   }
 }
 
-TEST_P(FaultyClass, TableThatIsNoObjectIsShownAndEndsIt) {
+TEST_P(FaultyClass, table_that_is_no_object_is_shown_and_ends_it) {
   have_keys("{}");
   have_interfaces(faulty.table, R"([{"17": {}}])");
   EXPECT_THAT(error_of<CheckError>([&] { run(); }), HasSubstr("not a table"));
@@ -231,7 +231,7 @@ INSTANTIATE_TEST_SUITE_P(Classes, FaultyClass,
                          ::testing::Range(std::size_t{0}, std::size(kClasses)),
                          [](const auto& row) { return kClasses[row.param].name; });
 
-TEST_F(Verify, LeakAloneDecidesTheOverallResult) {
+TEST_F(Verify, leak_alone_decides_the_overall_result) {
   have_keys(R"({"8": {}})");
   run();
   EXPECT_THAT(log_text(), EndsWith("\nGRE intf Result is : 0"
@@ -241,7 +241,7 @@ TEST_F(Verify, LeakAloneDecidesTheOverallResult) {
                                    "\nOverall Result is : -1"));
 }
 
-TEST_F(Verify, KeyClaimedByOneClassIsClaimedForTheLeakCheck) {
+TEST_F(Verify, key_claimed_by_one_class_is_claimed_for_the_leak_check) {
   have_keys(R"({"5": {}, "19": {}})");
   have_interfaces(&RunState::pidb_bvi_ifh, R"({"18": {"key_list": ["0x5"]}})", "2");
   have_interfaces(&RunState::pidb_physical_ifh, R"({"19": {}})");
@@ -250,21 +250,21 @@ TEST_F(Verify, KeyClaimedByOneClassIsClaimedForTheLeakCheck) {
   EXPECT_THAT(log_text(), EndsWith("\nOverall Result is : 0"));
 }
 
-TEST_F(Verify, LeakCheckThatFailsLeavesNoResultBehindIt) {
+TEST_F(Verify, leak_check_that_fails_leaves_no_result_behind_it) {
   have_keys(R"({"8": {}, "key": {}})");
   EXPECT_THAT(error_of<CheckError>([&] { run(); }), HasSubstr("not a decimal number"));
   EXPECT_THAT(log_text(),
               EndsWith("\nChecking pmdb leaks: \nERROR!!!!!! PMDB Key 0x8 leaked !!!!!!"));
 }
 
-TEST_F(Verify, KeyMapThatIsNoObjectIsShownAndEndsItAtTheLatestInTheLeakCheck) {
+TEST_F(Verify, key_map_that_is_no_object_is_shown_and_ends_it_at_the_latest_in_the_leak_check) {
   have_keys(R"(["5", 6])");
   EXPECT_THAT(error_of<CheckError>([&] { run(); }), HasSubstr("not a table"));
   EXPECT_THAT(log_text(), HasSubstr("\npmdb_dict is :\n[\"5\", 6]\n"));
   EXPECT_THAT(log_text(), EndsWith("\nGRE intf Result is : 0\nChecking pmdb leaks: \n"));
 }
 
-TEST_F(Verify, EntriesOfAllNodesAreShownSortedByName) {
+TEST_F(Verify, entries_of_all_nodes_are_shown_sorted_by_name) {
   have_keys("{}");
   have_interfaces(&RunState::pidb_physical_ifh, "{}", "3");
   have_interfaces(&RunState::pidb_physical_ifh, R"({"9": {"key_list": []}})", "2");
@@ -276,7 +276,7 @@ TEST_F(Verify, EntriesOfAllNodesAreShownSortedByName) {
                          "{\"10\": {}, \"2\": {\"9\": {\"key_list\": []}}, \"3\": {}}\n"));
 }
 
-TEST_F(Verify, AnotherNodesKeyMapIsLeftAlone) {
+TEST_F(Verify, another_nodes_key_map_is_left_alone) {
   have_keys(R"({"5": {}})");
   have_keys(R"({"5": {}})", "4");
   have_interfaces(&RunState::pidb_physical_ifh, R"({"17": {"key_list": ["0x5"]}})");
@@ -285,7 +285,7 @@ TEST_F(Verify, AnotherNodesKeyMapIsLeftAlone) {
   EXPECT_FALSE(run_state().pmdb_keys.find("4")->is_visited(0));
 }
 
-TEST_F(Verify, MarksOfAnEarlierRunShowInTheKeyMapAndOnlyThere) {
+TEST_F(Verify, marks_of_an_earlier_run_show_in_the_key_map_and_only_there) {
   have_keys(R"({"5": {"hw": 2}, "6": {}})");
   have_interfaces(&RunState::pidb_physical_ifh, R"({"17": {"key_list": ["0x5"]}})");
   run();
