@@ -17,6 +17,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -26,7 +27,7 @@
 #include "lab/mounts.h"
 #include "lab/posix.h"
 #include "lab/process.h"
-#include "lab/router_tools.h"
+#include "lab/tool_names.h"
 
 namespace zorbec::lab {
 namespace {
@@ -62,9 +63,21 @@ Host *
   UserKnownHostsFile none
 )";
 
+// What damage.txt orders for the server of a node and for the node's /tmp.
+struct ServerDamage {
+  bool is_down = false;
+  bool hangs = false;
+  bool denies_key = false;
+  bool shows_other_key = false;
+  bool has_banner = false;
+  bool is_chatty = false;
+  std::optional<int> tmp_kibibytes;
+};
+
 struct Server {
   std::string address;
   fs::path folder;
+  ServerDamage damage;
   pid_t pid = 0;
 };
 
@@ -78,10 +91,48 @@ std::vector<std::string> node_addresses(const fs::path& router) {
   return addresses;
 }
 
-bool is_damaged(const std::string& address, std::string_view what, DamageKind kind) {
-  const std::vector<Damage> damages = damages_at(address, what);
-  return std::any_of(damages.begin(), damages.end(),
-                     [&](const Damage& damage) { return damage.kind == kind; });
+ServerDamage damage_of(const std::string& address) {
+  ServerDamage result;
+  for (const char* what : {"sshd", "tmp"}) {
+    for (const Damage& damage : damages_at(address, what)) {
+      switch (damage.kind) {
+        case DamageKind::kDown:
+          result.is_down = true;
+          break;
+        case DamageKind::kHang:
+          result.hangs = true;
+          break;
+        case DamageKind::kDeny:
+          result.denies_key = true;
+          break;
+        case DamageKind::kOtherKey:
+          result.shows_other_key = true;
+          break;
+        case DamageKind::kBanner:
+          result.has_banner = true;
+          break;
+        case DamageKind::kChatty:
+          result.is_chatty = true;
+          break;
+        case DamageKind::kFull:
+          result.tmp_kibibytes = damage.argument;
+          break;
+        // These hit neither the server nor /tmp.
+        case DamageKind::kRefuse:
+        case DamageKind::kLate:
+        case DamageKind::kRubbish:
+        case DamageKind::kNone:
+        case DamageKind::kHalf:
+        case DamageKind::kEmpty:
+        case DamageKind::kAbsent:
+        case DamageKind::kExit:
+        case DamageKind::kCut:
+        case DamageKind::kStall:
+          break;
+      }
+    }
+  }
+  return result;
 }
 
 // The loopback interface of the network namespace, which starts out down and without addresses.
@@ -159,7 +210,7 @@ void make_shared_files(std::string_view ssh_config) {
   write_text(folder / "etc/group", "root:x:0:\nnogroup:x:65534:\n");
   write_text(folder / "client/ssh_config", std::string(ssh_config) + kClientConfig);
   write_text(folder / "client/ssh_known_hosts", "* " + read_text(folder / "host_key.pub"));
-  for (const std::string_view tool : router_tool_names()) {
+  for (const std::string_view tool : kRouterTools) {
     if (tool != "ssh" && tool != "scp") fs::create_symlink(kProgram, folder / "bin" / tool);
   }
   fs::create_symlink(kProgram, kLoginProgram);
@@ -174,13 +225,13 @@ void show_client_files() {
 void make_node_files(const Server& server) {
   fs::create_directories(server.folder / "root");
   write_text(server.folder / "address", server.address);
-  if (is_damaged(server.address, "sshd", DamageKind::kChatty)) {
+  if (server.damage.is_chatty) {
     write_text(server.folder / "root/.bashrc", "echo Welcome to this card\n");
   }
-  for (const Damage& damage : damages_at(server.address, "tmp")) {
-    // A size of zero would be no limit.
-    const std::string size = "mode=1777,size=" + std::to_string(std::max(damage.argument, 4)) + "k";
-    mount_tmpfs(server.folder / "tmp", size);
+  if (server.damage.tmp_kibibytes) {
+    // A size of 0 would mean no limit.
+    const int size = std::max(*server.damage.tmp_kibibytes, 4);
+    mount_tmpfs(server.folder / "tmp", "mode=1777,size=" + std::to_string(size) + "k");
   }
 }
 
@@ -208,7 +259,7 @@ void furnish_node(const Server& server) {
 }
 
 void start_server(Server& server) {
-  const auto has = [&](DamageKind kind) { return is_damaged(server.address, "sshd", kind); };
+  const ServerDamage& damage = server.damage;
   std::vector<std::string> argv = {kSshd, "-D", "-e", "-f", kFolder + "/sshd_config"};
   const auto set = [&](const std::string& option) {
     argv.emplace_back("-o");
@@ -216,10 +267,10 @@ void start_server(Server& server) {
   };
   set("ListenAddress=" + server.address);
   set("PidFile=" + (server.folder / "sshd.pid").string());
-  set("HostKey=" + kFolder + (has(DamageKind::kOtherKey) ? "/other_host_key" : "/host_key"));
-  set("AuthorizedKeysFile=" + (has(DamageKind::kDeny) ? "none" : kFolder + "/client/user_key.pub"));
+  set("HostKey=" + kFolder + (damage.shows_other_key ? "/other_host_key" : "/host_key"));
+  set("AuthorizedKeysFile=" + (damage.denies_key ? "none" : kFolder + "/client/user_key.pub"));
   set(std::string("Subsystem=sftp ") + kSftpServer);
-  if (has(DamageKind::kBanner)) set("Banner=" + kFolder + "/banner");
+  if (damage.has_banner) set("Banner=" + kFolder + "/banner");
   if (!damages_at(server.address, "ssh").empty() || !damages_at(server.address, "scp").empty()) {
     set(std::string("ForceCommand=") + kLoginProgram);
   }
@@ -238,7 +289,7 @@ void wait_until_listening(const Server& server) {
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
-  if (is_damaged(server.address, "sshd", DamageKind::kHang)) ::kill(server.pid, SIGSTOP);
+  if (server.damage.hangs) ::kill(server.pid, SIGSTOP);
 }
 
 }  // namespace
@@ -265,9 +316,9 @@ void start_chassis(std::string_view ssh_config) {
   show_client_files();
   std::vector<Server> servers;
   for (const std::string& address : addresses) {
-    Server server{address, fs::path(kNodeArea) / address};
+    Server server{address, fs::path(kNodeArea) / address, damage_of(address)};
     make_node_files(server);
-    if (is_damaged(address, "sshd", DamageKind::kDown)) continue;
+    if (server.damage.is_down) continue;
     start_server(server);
     servers.push_back(server);
   }

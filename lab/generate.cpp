@@ -3,15 +3,18 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "lab/defect_kinds.h"
 #include "lab/defects.h"
 #include "lab/dump_text.h"
 #include "lab/expected_keys.h"
 #include "lab/multicast.h"
 #include "lab/multicast_text.h"
 #include "lab/posix.h"
+#include "lab/words.h"
 
 namespace zorbec::lab {
 namespace {
@@ -159,7 +162,7 @@ nlohmann::ordered_json multicast_description(const Multicast& multicast,
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     for (const auto& [route, defect] : multicast.defects[i]) {
       nlohmann::ordered_json entry;
-      entry["kind"] = defect.kind;
+      entry["kind"] = name_of(defect.kind);
       entry["node"] = nodes[i].name;
       entry["entry"] = route;
       entry["rif"] = hex_text(multicast.routes[route].rif);
@@ -181,7 +184,7 @@ std::string planted_text(const RouterOptions& options, const std::vector<Node>& 
   planted["defects"] = nlohmann::ordered_json::array();
   for (const PlantedDefect& defect : defects) {
     nlohmann::ordered_json entry;
-    entry["kind"] = defect.kind;
+    entry["kind"] = name_of(defect.kind);
     entry["node"] = nodes[defect.node].name;
     entry["key"] = defect.key;
     entry["hex"] = hex_text(defect.key);
@@ -208,8 +211,8 @@ void prepare_folder(const fs::path& folder) {
 
 void generate_router(const std::string& folder, const RouterOptions& options,
                      const std::vector<std::string>& defects) {
-  std::vector<DefectOrder> orders(defects.size());
-  std::transform(defects.begin(), defects.end(), orders.begin(), parse_defect);
+  std::vector<DefectOrder> orders;
+  std::transform(defects.begin(), defects.end(), std::back_inserter(orders), parse_defect);
   const auto first_multicast = std::stable_partition(
       orders.begin(), orders.end(),
       [](const DefectOrder& order) { return !is_multicast_defect(order.kind); });
@@ -239,7 +242,7 @@ void generate_router(const std::string& folder, const RouterOptions& options,
   write_text(root / "planted.json", planted_text(options, nodes, planting.defects, multicast));
   fs::create_directory(root / "ifmgr");
   for (const PlantedDefect& defect : planting.defects) {
-    if (defect.kind != kLeakedBundle) continue;
+    if (defect.kind != DefectKind::kLeakedBundle) continue;
     write_text(root / "ifmgr" / std::to_string(defect.key),
                "Bundle-Ether" + std::to_string(1 + defect.key % 99) + "  state down  mtu 1514\n");
   }

@@ -75,15 +75,37 @@ int run_login() {
   const std::string tool = is_copy ? "scp" : "ssh";
   const std::optional<Damage> damage = suffer_damage(node, tool);
   if (const std::optional<int> status = status_of_hindered(node, tool, damage)) return *status;
-  if (damage && damage->kind == DamageKind::kRubbish) {
-    if (!is_copy) {
-      write_all(STDOUT_FILENO, kRubbishText);
-      return 0;
-    }
-    fill_tmp_with_rubbish(node);
-  } else if (damage) {
-    return serve_copy_until(static_cast<std::uint64_t>(damage->argument),
-                            damage->kind == DamageKind::kCut ? SIGKILL : SIGSTOP);
+  if (!damage) become_shell(command);
+  switch (damage->kind) {
+    case DamageKind::kRubbish:
+      if (!is_copy) {
+        write_all(STDOUT_FILENO, kRubbishText);
+        return 0;
+      }
+      fill_tmp_with_rubbish(node);
+      break;
+    case DamageKind::kCut:
+      return serve_copy_until(static_cast<std::uint64_t>(damage->argument), SIGKILL);
+    case DamageKind::kStall:
+      return serve_copy_until(static_cast<std::uint64_t>(damage->argument), SIGSTOP);
+    // The status of these is returned above.
+    case DamageKind::kRefuse:
+    case DamageKind::kNone:
+    case DamageKind::kAbsent:
+    case DamageKind::kExit:
+    // A delay is over by now.
+    case DamageKind::kLate:
+    // These hit neither ssh nor scp.
+    case DamageKind::kHalf:
+    case DamageKind::kEmpty:
+    case DamageKind::kDown:
+    case DamageKind::kHang:
+    case DamageKind::kDeny:
+    case DamageKind::kOtherKey:
+    case DamageKind::kBanner:
+    case DamageKind::kChatty:
+    case DamageKind::kFull:
+      break;
   }
   become_shell(command);
 }

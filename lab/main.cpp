@@ -14,6 +14,7 @@
 #include "lab/posix.h"
 #include "lab/router_tools.h"
 #include "lab/sandbox.h"
+#include "lab/tool_names.h"
 
 namespace zorbec::lab {
 namespace {

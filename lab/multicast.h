@@ -4,10 +4,9 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "lab/defects.h"
+#include "lab/defect_kinds.h"
 #include "lab/router_plan.h"
 
 // The multicast state of a generated router and what is planted in it. Like the account of the
@@ -26,19 +25,8 @@ struct MulticastRoute {
 // bud objects. `count` may be up to 100,000.
 std::vector<MulticastRoute> plan_multicast_routes(int count, Random& random);
 
-// What a node's tools get wrong about one route.
-enum class MulticastFault {
-  kOtherHandle,  // the PMDB holds another port handle
-  kOtherRif,     // the PMDB holds another RIF
-  kNoKey,        // the PMDB prints nothing
-  kNoRifField,   // the PMDB's answer ends before the RIF
-  kOtherBud,     // the bud object has another RIF
-  kNoBuds,       // neither this route nor those after it have a bud object
-  kNoMdtHandle,  // the routing entry is without MDT handle
-};
-
 struct MulticastDefect {
-  std::string kind;
+  DefectKind kind;
   MulticastFault fault;
   bool ends_check;  // nothing that comes later is found
   // What the check prints for it, without line end; empty if it prints nothing.
@@ -47,8 +35,6 @@ struct MulticastDefect {
 
 // The defects of one node, by the number of the route.
 using MulticastDefects = std::map<std::size_t, MulticastDefect>;
-
-bool is_multicast_defect(std::string_view kind);
 
 // Chooses nodes and routes for all defects; at most one for each route on each node. The result has
 // an element for each node. The check comes to the defects in the order of the nodes, and on each

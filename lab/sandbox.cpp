@@ -24,7 +24,7 @@
 #include "lab/mounts.h"
 #include "lab/posix.h"
 #include "lab/process.h"
-#include "lab/router_tools.h"
+#include "lab/tool_names.h"
 #include "lab/words.h"
 
 namespace zorbec::lab {
@@ -220,7 +220,7 @@ void furnish_pkg(const Plan& plan) {
   if (!plan.calls.empty()) bind_fixed(plan.calls, kCallFile);
 
   fs::create_directory(kToolFolder);
-  for (const std::string_view tool : router_tool_names()) {
+  for (const std::string_view tool : kRouterTools) {
     fs::create_symlink(kProgram, fs::path(kToolFolder) / tool);
   }
   write_text(kNodeFile, "");

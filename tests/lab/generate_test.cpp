@@ -12,8 +12,9 @@
 #include <set>
 #include <sstream>
 
-#include "lab/defects.h"
+#include "lab/defect_kinds.h"
 #include "lab/expected_keys.h"
+#include "lab/words.h"
 #include "lab_process.h"
 
 namespace zorbec::lab {
