@@ -28,6 +28,7 @@ class Planter {
     }
     std::sort(keys.begin(), keys.end());
     keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+    // A key can be missing once on each node. Without this count the draws below might never end.
     std::size_t left = 0;
     for (const PmdbChange& change : planting_.changes) {
       left += static_cast<std::size_t>(std::count_if(
@@ -58,7 +59,8 @@ class Planter {
     }
   }
 
-  // Every list that holds a missing key is a finding of its own, whatever its class.
+  // The check prints one line for each place in a key list that asks for a missing key, whatever
+  // the class of the list.
   Planting finish() {
     std::unordered_map<std::uint64_t, std::vector<PlantedDefect*>> missing;
     for (PlantedDefect& defect : planting_.defects) {
@@ -81,8 +83,9 @@ class Planter {
  private:
   std::size_t draw_node() { return random_() % nodes_.size(); }
 
-  // Looks like the key of a layer-2 interface that was taken away. No two nodes leak the same key:
-  // the interface manager knows a key router-wide, as a bundle's or not.
+  // A key such as a layer-2 interface that was removed leaves behind. No two nodes leak the same
+  // key, because the interface manager knows no nodes: a key is a bundle's on all of them or on
+  // none.
   std::uint64_t draw_stale_key() {
     for (;;) {
       const std::uint64_t key = 0x40000000U | (random_() % 0x40000000);

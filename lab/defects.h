@@ -13,12 +13,12 @@
 // Which keys are missing from the PMDBs of a generated router, and which leaked.
 namespace zorbec::lab {
 
-// One key that is missing from, or too many in, one node's PMDB.
+// A key that one node's PMDB lacks, or that it holds without an owner.
 struct PlantedDefect {
   DefectKind kind;
   std::size_t node;  // index among the router's nodes
   std::uint64_t key;
-  // The lines that the check prints for it, without line ends. Empty for a leaked key of a bundle.
+  // The lines that the check prints for it, without line ends. None for a leaked key of a bundle.
   std::vector<std::string> findings;
 };
 
@@ -29,7 +29,7 @@ struct PmdbChange {
 };
 
 struct Planting {
-  std::vector<PlantedDefect> defects;  // in the order in which they were ordered
+  std::vector<PlantedDefect> defects;  // in the order of the options --defect
   std::vector<PmdbChange> changes;     // one for each node
 };
 

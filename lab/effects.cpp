@@ -30,6 +30,7 @@ std::optional<Damage> suffer_damage(std::string_view where, std::string_view too
 std::optional<int> status_without_answer(const Damage& damage, std::string_view tool) {
   const std::string name(tool);
   switch (damage.kind) {
+    // Only ssh and scp refuse. Their error line names the address, see status_of_hindered().
     case DamageKind::kRefuse:
       return kTransportFailed;
     case DamageKind::kAbsent:

@@ -48,7 +48,7 @@ std::string banner(int model) {
 
 std::string node_table(const std::vector<Node>& nodes, int model) {
   if (is_single_processor(model)) return {};
-  // On model 2 every line is taken for a node.
+  // On model 2 the checker takes every line for a node, so there is no header.
   std::string table =
       model == 2 ? "" : "Name         Type  Role       Partner      State       Address\n";
   const auto full_name = [](const Node& node) { return "0/" + node.name + "/CPU0"; };
@@ -75,7 +75,7 @@ std::string running_configuration(const std::vector<Interface>& interfaces) {
   return text + "end\n";
 }
 
-// Every PMDB holds the keys of all nodes' interfaces.
+// The complete PMDB: it holds the keys that the interfaces of all nodes call for.
 std::vector<std::uint64_t> programmed_keys(const std::vector<NodeKeys>& nodes, Random& random) {
   std::vector<std::uint64_t> keys;
   for (const NodeKeys& node : nodes) {
@@ -84,14 +84,14 @@ std::vector<std::uint64_t> programmed_keys(const std::vector<NodeKeys>& nodes, R
   }
   std::sort(keys.begin(), keys.end());
   keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
-  // The hardware tables are hashed: a dump shows no order.
+  // The hardware's tables are hashed, so a dump has no order.
   for (std::size_t i = keys.size(); i > 1; --i) std::swap(keys[i - 1], keys[random() % i]);
   return keys;
 }
 
 void write_pidb(const Node& node, const fs::path& dumps) {
   for (const DumpFile& file : kDumpFiles) {
-    // Without tunnels there is no tunnel database to write a file.
+    // Without tunnels the router has no tunnel database, and no file of it.
     const auto is_tunnel = [](const Interface& interface) {
       return interface.interface_class == InterfaceClass::kGre;
     };
@@ -123,7 +123,7 @@ nlohmann::ordered_json router_description(const RouterOptions& options) {
   return router;
 }
 
-// The multicast state and what is planted in it.
+// The multicast routes of the router and the defects in them.
 struct Multicast {
   std::vector<MulticastRoute> routes;
   std::vector<MulticastDefects> defects;  // one element for each node
@@ -131,7 +131,7 @@ struct Multicast {
 
 Multicast plan_multicast(const RouterOptions& options, const std::vector<Node>& nodes,
                          const std::vector<DefectOrder>& orders) {
-  // Numbers of its own, so that the interfaces are the same with and without routes.
+  // A second generator with the same seed: the interfaces are the same with and without routes.
   Random random(options.seed);
   Multicast multicast;
   multicast.routes = plan_multicast_routes(options.multicast.value_or(0), random);
@@ -139,7 +139,7 @@ Multicast plan_multicast(const RouterOptions& options, const std::vector<Node>& 
   return multicast;
 }
 
-// A standby route processor lists no routes, but its hardware holds their keys.
+// A standby route processor lists no routes, but its PMDB holds their keys.
 void write_multicast(const Multicast& multicast, std::size_t node_index, const Node& node,
                      const fs::path& node_folder) {
   const MulticastDefects& defects = multicast.defects[node_index];

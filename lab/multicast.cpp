@@ -58,7 +58,8 @@ std::string finding(MulticastFault fault, const Node& node, const MulticastRoute
 }  // namespace
 
 std::vector<MulticastRoute> plan_multicast_routes(int count, Random& random) {
-  // Every second number from some point on, all of them below the next power of 16.
+  // Every second number from a drawn start. All of them have the same number of hexadecimal digits:
+  // they lie between `smallest`, a power of 16, and the next one.
   const auto routes_wanted = static_cast<std::uint32_t>(count);
   std::uint32_t smallest = 0x1000;
   while (smallest * 15 / 2 < routes_wanted) smallest *= 16;
@@ -68,7 +69,7 @@ std::vector<MulticastRoute> plan_multicast_routes(int count, Random& random) {
   for (std::uint32_t i = 0; i < routes_wanted; ++i) {
     routes.push_back({first + 2 * i, 0x20040020 + 0x20 * i, 0x1f + 4 * i});
   }
-  // Tunnels come and go: RIFs and handles stand in no order.
+  // On a router tunnels come and go, so RIFs and handles have no order.
   for (std::size_t i = routes.size(); i > 1; --i) {
     std::swap(routes[i - 1].rif, routes[random() % i].rif);
     std::swap(routes[i - 1].mdt_handle, routes[random() % i].mdt_handle);

@@ -46,13 +46,14 @@ constexpr Call kCalls[] = {
     {"cat", "/proc/uptime", true, "uptime"},
 };
 
-// Where a tool runs: on a node, or on the route processor itself, which has no node folder.
+// Where a tool runs: on a node, or on the route processor itself.
 struct Place {
-  std::string name = "local";
-  std::string folder;
-  std::string tmp;
+  std::string name = "local";  // the node's address
+  std::string folder;          // "nodes/ADDRESS" of the router; empty on the route processor
+  std::string tmp;             // the folder that is the node's /tmp; empty on the route processor
 };
 
+// What a caller names must not lead out of the folder in which it is looked up.
 bool is_plain_name(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos;
 }
@@ -70,7 +71,8 @@ std::optional<Place> find_node(const std::string& address) {
   return place;
 }
 
-// The word that `*` stands for (empty without `*`) if `arguments` are those of the call.
+// Nothing if `arguments` are not those of the call. Otherwise the word that stands for the `*`, or
+// an empty text if the call has none.
 std::optional<std::string> match(const Call& call, const std::vector<std::string>& arguments) {
   const std::vector<std::string> wanted = split_words(call.arguments);
   if (wanted.size() != arguments.size()) return std::nullopt;
@@ -96,6 +98,8 @@ void print_answer(const Place& place, const Call& call, const std::string& word)
   if (answer) copy_bytes(answer.get(), STDOUT_FILENO, kWholeFile);
 }
 
+// Writes a dump file to the node's /tmp. Damages of the file apply one after the other: two halves
+// make a quarter.
 void write_dump(const Place& place, const std::string& name, bool rubbish) {
   const UniqueFd source = open_if_present(place.folder + "/dumps/" + name);
   if (!source) return;
@@ -187,15 +191,15 @@ bool is_on_node(const std::string& command) {
   return command == tool || command == std::string(kToolFolder) + "/" + std::string(tool);
 }
 
-// Skips `-o OPTION` and `-oOPTION` and returns the first argument after them. Which options there
-// are is of no interest: no node asks who is calling.
+// The index of the first argument after `-o OPTION` and `-oOPTION`. The options are ignored: a
+// simulated node asks for no login.
 std::size_t skip_options(const std::vector<std::string>& argv) {
   std::size_t next = 1;
   while (next < argv.size() && argv[next].rfind("-o", 0) == 0) next += argv[next] == "-o" ? 2 : 1;
   return next;
 }
 
-// The node behind [USER@]ADDRESS. Reports and returns nothing if no node owns it.
+// The node with this [USER@]ADDRESS. Prints an error line and returns nothing if there is none.
 std::optional<Place> reach(const std::string& destination) {
   const std::string address = destination.substr(destination.rfind('@') + 1);
   std::optional<Place> place = find_node(address);
@@ -218,6 +222,7 @@ int run_ssh(const std::vector<std::string>& argv) {
     write_all(STDOUT_FILENO, kRubbishText);
     return 0;
   }
+  // As ssh does: the arguments are joined, and the node's shell splits them anew.
   std::string line;
   for (; next < argv.size(); ++next) line += argv[next] + " ";
   const std::vector<std::string> words = split_words(line);
@@ -229,7 +234,8 @@ int run_ssh(const std::vector<std::string>& argv) {
   return run_at(*place, words);
 }
 
-// The file that the node shows under `path`; only its /tmp is there.
+// The file that holds what the node has at `path`; empty if the path is not directly in /tmp, the
+// only folder that a simulated node has.
 std::string path_on_node(const Place& place, const std::string& path) {
   constexpr std::string_view kTmp = "/tmp/";
   if (path.rfind(kTmp, 0) != 0 || !is_plain_name(path.substr(kTmp.size()))) return {};
@@ -278,6 +284,7 @@ int run_scp(const std::vector<std::string>& argv) {
 
 int run_router_tool(const std::vector<std::string>& argv) {
   const std::string_view tool = base_name(argv.front());
+  // A node of its own (with OpenSSH) has neither ssh nor scp: what runs there is a tool.
   if (const std::string node = own_node(); !node.empty()) return run_at(*find_node(node), argv);
   if ((tool == "ssh" || tool == "scp") && has_openssh()) return run_openssh(argv);
   if (tool == "ssh") return run_ssh(argv);

@@ -10,7 +10,7 @@ namespace zorbec::lab {
 // Splits at runs of blanks, tabs and line ends. It knows no quotes.
 std::vector<std::string> split_words(std::string_view text);
 
-// "0x" and lower-case hexadecimal digits without leading zeros.
+// The number as "0x" and lower-case hexadecimal digits without leading zeros.
 std::string hex_text(std::uint64_t value);
 
 }  // namespace zorbec::lab
