@@ -41,6 +41,7 @@ void log_call(const std::vector<std::string>& argv, std::int64_t start_ns, std::
   line["start"] = static_cast<double>(start_ns - lab_start) / 1e9;
   line["end"] = static_cast<double>(end_ns - lab_start) / 1e9;
   line["exit"] = exit_status;
+  // An argument need not be UTF-8, JSON must be: a wrong byte is replaced, not an error.
   write_all(file.get(),
             line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
 }

@@ -17,6 +17,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -26,7 +27,7 @@
 #include "lab/mounts.h"
 #include "lab/posix.h"
 #include "lab/process.h"
-#include "lab/router_tools.h"
+#include "lab/tool_names.h"
 
 namespace zorbec::lab {
 namespace {
@@ -35,10 +36,15 @@ namespace fs = std::filesystem;
 
 constexpr char kSshd[] = "/usr/sbin/sshd";
 constexpr char kKeygen[] = "/usr/bin/ssh-keygen";
-constexpr std::chrono::seconds kPatience{20};  // until a server listens; it takes milliseconds
+
+// The longest time that a server may take until it listens. It takes milliseconds.
+constexpr std::chrono::seconds kPatience{20};
 
 const std::string kFolder = kSshFolder;
 
+// Nothing depends on the machine: there is no PAM, no look-up of host names and no check of who
+// owns the lab's files. MaxStartups: the checker may open many connections at the same time, and by
+// default sshd drops some of them.
 constexpr char kServerConfig[] = R"(AddressFamily inet
 KbdInteractiveAuthentication no
 LogLevel ERROR
@@ -51,7 +57,8 @@ UseDNS no
 UsePAM no
 )";
 
-// The checker says nothing about keys when it copies, so every node's has to be known.
+// The user's own keys, agent and known hosts stay out. The checker passes no option about host keys
+// to scp, so the host keys of all nodes are known from the start.
 constexpr char kClientConfig[] = R"(
 Host *
   BatchMode yes
@@ -62,9 +69,21 @@ Host *
   UserKnownHostsFile none
 )";
 
+// What damage.txt orders for the server of a node and for the node's /tmp.
+struct ServerDamage {
+  bool is_down = false;
+  bool hangs = false;
+  bool denies_key = false;
+  bool shows_other_key = false;
+  bool has_banner = false;
+  bool is_chatty = false;
+  std::optional<int> tmp_kibibytes;
+};
+
 struct Server {
   std::string address;
   fs::path folder;
+  ServerDamage damage;
   pid_t pid = 0;
 };
 
@@ -78,13 +97,51 @@ std::vector<std::string> node_addresses(const fs::path& router) {
   return addresses;
 }
 
-bool is_damaged(const std::string& address, std::string_view what, DamageKind kind) {
-  const std::vector<Damage> damages = damages_at(address, what);
-  return std::any_of(damages.begin(), damages.end(),
-                     [&](const Damage& damage) { return damage.kind == kind; });
+ServerDamage damage_of(const std::string& address) {
+  ServerDamage result;
+  for (const char* what : {"sshd", "tmp"}) {
+    for (const Damage& damage : damages_at(address, what)) {
+      switch (damage.kind) {
+        case DamageKind::kDown:
+          result.is_down = true;
+          break;
+        case DamageKind::kHang:
+          result.hangs = true;
+          break;
+        case DamageKind::kDeny:
+          result.denies_key = true;
+          break;
+        case DamageKind::kOtherKey:
+          result.shows_other_key = true;
+          break;
+        case DamageKind::kBanner:
+          result.has_banner = true;
+          break;
+        case DamageKind::kChatty:
+          result.is_chatty = true;
+          break;
+        case DamageKind::kFull:
+          result.tmp_kibibytes = damage.argument;
+          break;
+        // These hit neither the server nor /tmp.
+        case DamageKind::kRefuse:
+        case DamageKind::kLate:
+        case DamageKind::kRubbish:
+        case DamageKind::kNone:
+        case DamageKind::kHalf:
+        case DamageKind::kEmpty:
+        case DamageKind::kAbsent:
+        case DamageKind::kExit:
+        case DamageKind::kCut:
+        case DamageKind::kStall:
+          break;
+      }
+    }
+  }
+  return result;
 }
 
-// The loopback interface of the network namespace, which starts out down and without addresses.
+// The loopback interface of the network namespace. In a new namespace it is down.
 class Loopback {
  public:
   Loopback() : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
@@ -95,7 +152,12 @@ class Loopback {
     call(SIOCSIFFLAGS, request);
   }
 
-  // Not for 127.0.0.0/8, all of which is there already.
+  // Not for 127.0.0.0/8: all of it is there already.
+  //
+  // Each address gets an alias ("lo:0", "lo:1", ...), because to set an address of an interface
+  // replaces the one that it had. The mask covers this address alone: with a wider one the
+  // neighbours would be local, too, and an address without a node would refuse connections in place
+  // of being unreachable.
   void add(in_addr address) {
     const std::string name = "lo:" + std::to_string(added_++);
     set(name, SIOCSIFADDR, address);
@@ -141,12 +203,14 @@ void make_key(const std::string& file) {
   if (wait_for_end(pid) != 0) throw std::runtime_error("ssh-keygen made no " + file);
 }
 
+// The files that all nodes and the client share. Keys are made anew for each lab: none is kept on
+// the machine's disk.
 void make_shared_files(std::string_view ssh_config) {
   const fs::path folder = kFolder;
   for (const char* name : {"bin", "client", "etc", "none", "run/sshd"}) {
     fs::create_directories(folder / name);
   }
-  // The server wants that nobody else can write there, whatever our own mask is.
+  // sshd does not start if others can write there, which our umask may allow.
   ::chmod((folder / "run/sshd").c_str(), 0755);
   for (const char* name : {"client/user_key", "host_key", "other_host_key"}) {
     make_key(folder / name);
@@ -158,14 +222,18 @@ void make_shared_files(std::string_view ssh_config) {
              "sshd:*:100:65534::/run/sshd:/usr/sbin/nologin\n");
   write_text(folder / "etc/group", "root:x:0:\nnogroup:x:65534:\n");
   write_text(folder / "client/ssh_config", std::string(ssh_config) + kClientConfig);
+  // One key for all nodes, so that the pattern * is enough.
   write_text(folder / "client/ssh_known_hosts", "* " + read_text(folder / "host_key.pub"));
-  for (const std::string_view tool : router_tool_names()) {
+  // From a node no other node can be reached.
+  for (const std::string_view tool : kRouterTools) {
     if (tool != "ssh" && tool != "scp") fs::create_symlink(kProgram, folder / "bin" / tool);
   }
   fs::create_symlink(kProgram, kLoginProgram);
 }
 
-// The client finds the lab's configuration where the machine's is, and nothing of the user's.
+// The checker's commands stay as they are, without an option that names a configuration. So the
+// lab's files stand where ssh and scp look for the machine's. Root's own ~/.ssh is hidden: what the
+// user has there must change nothing.
 void show_client_files() {
   bind_mount(kFolder + "/client", "/etc/ssh");
   if (fs::is_directory("/root/.ssh")) bind_mount(kFolder + "/none", "/root/.ssh");
@@ -174,19 +242,23 @@ void show_client_files() {
 void make_node_files(const Server& server) {
   fs::create_directories(server.folder / "root");
   write_text(server.folder / "address", server.address);
-  if (is_damaged(server.address, "sshd", DamageKind::kChatty)) {
+  if (server.damage.is_chatty) {
+    // bash reads it before each command of a login, although it is not interactive.
     write_text(server.folder / "root/.bashrc", "echo Welcome to this card\n");
   }
-  for (const Damage& damage : damages_at(server.address, "tmp")) {
-    // A size of zero would be no limit.
-    const std::string size = "mode=1777,size=" + std::to_string(std::max(damage.argument, 4)) + "k";
-    mount_tmpfs(server.folder / "tmp", size);
+  if (server.damage.tmp_kibibytes) {
+    // A size of 0 would mean no limit.
+    const int size = std::max(*server.damage.tmp_kibibytes, 4);
+    mount_tmpfs(server.folder / "tmp", "mode=1777,size=" + std::to_string(size) + "k");
   }
 }
 
-// In the node's own namespaces: what differs from the route processor.
+// Runs in the node's own namespaces, in the process that becomes the server. Whatever is not
+// mounted here, the node shares with the route processor.
 void furnish_node(const Server& server) {
+  // The server is the first process of its process namespace: the kernel kills all others with it.
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  // The lab may have been started with SIGCHLD ignored, which a program inherits.
   std::signal(SIGCHLD, SIG_DFL);
   const UniqueFd log = open_file(server.folder / "sshd.log", O_WRONLY | O_CREAT | O_APPEND, 0644);
   const UniqueFd null = open_file("/dev/null", O_RDWR);
@@ -200,6 +272,7 @@ void furnish_node(const Server& server) {
   bind_mount(kFolder + "/bin", kToolFolder);
   bind_mount(kFolder + "/etc", "/etc");
   bind_mount(kFolder + "/run", "/run");
+  // The /proc of the sandbox shows the processes of another namespace.
   if (::mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0) {
     throw_errno("mount proc on", "/proc");
   }
@@ -208,7 +281,8 @@ void furnish_node(const Server& server) {
 }
 
 void start_server(Server& server) {
-  const auto has = [&](DamageKind kind) { return is_damaged(server.address, "sshd", kind); };
+  const ServerDamage& damage = server.damage;
+  // -D: sshd stays the process that is started here. -e: it logs to standard error, the log file.
   std::vector<std::string> argv = {kSshd, "-D", "-e", "-f", kFolder + "/sshd_config"};
   const auto set = [&](const std::string& option) {
     argv.emplace_back("-o");
@@ -216,10 +290,12 @@ void start_server(Server& server) {
   };
   set("ListenAddress=" + server.address);
   set("PidFile=" + (server.folder / "sshd.pid").string());
-  set("HostKey=" + kFolder + (has(DamageKind::kOtherKey) ? "/other_host_key" : "/host_key"));
-  set("AuthorizedKeysFile=" + (has(DamageKind::kDeny) ? "none" : kFolder + "/client/user_key.pub"));
+  // The client knows host_key only.
+  set("HostKey=" + kFolder + (damage.shows_other_key ? "/other_host_key" : "/host_key"));
+  set("AuthorizedKeysFile=" + (damage.denies_key ? "none" : kFolder + "/client/user_key.pub"));
   set(std::string("Subsystem=sftp ") + kSftpServer);
-  if (has(DamageKind::kBanner)) set("Banner=" + kFolder + "/banner");
+  if (damage.has_banner) set("Banner=" + kFolder + "/banner");
+  // A damaged node decides about each login itself (login.cpp); the others run what is asked for.
   if (!damages_at(server.address, "ssh").empty() || !damages_at(server.address, "scp").empty()) {
     set(std::string("ForceCommand=") + kLoginProgram);
   }
@@ -227,7 +303,7 @@ void start_server(Server& server) {
       kSshd, argv, [&] { furnish_node(server); }, CLONE_NEWNS | CLONE_NEWPID);
 }
 
-// It writes the file with its process id once it listens.
+// sshd writes the file with its process id when it listens.
 void wait_until_listening(const Server& server) {
   const auto give_up = std::chrono::steady_clock::now() + kPatience;
   while (read_text(server.folder / "sshd.pid").empty()) {
@@ -238,7 +314,8 @@ void wait_until_listening(const Server& server) {
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
-  if (is_damaged(server.address, "sshd", DamageKind::kHang)) ::kill(server.pid, SIGSTOP);
+  // The kernel goes on to accept connections for a stopped server; nobody answers on them.
+  if (server.damage.hangs) ::kill(server.pid, SIGSTOP);
 }
 
 }  // namespace
@@ -265,12 +342,13 @@ void start_chassis(std::string_view ssh_config) {
   show_client_files();
   std::vector<Server> servers;
   for (const std::string& address : addresses) {
-    Server server{address, fs::path(kNodeArea) / address};
+    Server server{address, fs::path(kNodeArea) / address, damage_of(address)};
     make_node_files(server);
-    if (is_damaged(address, "sshd", DamageKind::kDown)) continue;
+    if (server.damage.is_down) continue;
     start_server(server);
     servers.push_back(server);
   }
+  // Only now: the servers start side by side.
   for (const Server& server : servers) wait_until_listening(server);
 }
 

@@ -5,19 +5,24 @@
 
 namespace zorbec::lab {
 
-// Throws std::invalid_argument if this machine or the router in the folder `router` cannot have
-// real ssh servers: no root, no OpenSSH, a node whose name is no IPv4 address.
+// Checks that real ssh servers are possible here: this process is root, OpenSSH is installed, and
+// the nodes in the folder `router` are named by IPv4 addresses. Changes nothing.
+//
+// Throws std::invalid_argument if one of these is not so.
 void check_chassis(const std::string& router);
 
-// Makes every node of the sandbox's router a machine of its own: its address on the loopback
-// interface, its own mounts and processes, and an ssh server to which the real ssh and scp log in
-// by key. `ssh_config` are lines of the client's configuration that go before the lab's own.
+// Gives every node of the router an ssh server of its own, to which the real ssh and scp log in by
+// key. A node has its address on the loopback interface, and its own mount and process namespace.
+// `ssh_config` holds lines for the client's configuration; they go before the lab's own.
 //
-// Needs a furnished sandbox with a network namespace of its own. The servers are children of this
-// process; they and all that they started end when they are killed or this process ends. Returns
-// when all of them listen.
+// Call it inside the finished sandbox, which must have its own network namespace. Returns when all
+// servers listen.
 //
-// Throws std::runtime_error if a server cannot be started, with what it said.
+// The servers are children of this process. A server, and all processes that it started, end when
+// the server is killed or this process ends.
+//
+// Throws std::runtime_error if a server does not listen; the text holds what the server said.
+// Throws std::system_error if a file, a mount or an address cannot be made.
 void start_chassis(std::string_view ssh_config);
 
 }  // namespace zorbec::lab

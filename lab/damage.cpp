@@ -6,7 +6,7 @@
 #include <optional>
 #include <stdexcept>
 
-#include "lab/router_tools.h"
+#include "lab/tool_names.h"
 #include "lab/words.h"
 
 namespace zorbec::lab {
@@ -15,55 +15,14 @@ const std::string_view kRubbishText = "?? ~~ line noise ~~ {{{ ] ??\n";
 
 namespace {
 
-enum Target : unsigned {
-  kSsh = 1,
-  kScp = 2,
-  kTransport = kSsh | kScp,
-  kTool = 4,
-  kFile = 8,
-  kServer = 16,
-  kTmp = 32
-};
-
-struct KindRow {
-  const char* name;
-  DamageKind kind;
-  unsigned targets;
-  int largest_argument;  // -1: takes no argument
-};
-
-constexpr int kLongestDelayMs = 3600 * 1000;
-constexpr int kMostBytes = 1'000'000'000;
-constexpr int kMostKibibytes = 1'000'000;
-
-const KindRow kDamageKinds[] = {
-    {"refuse", DamageKind::kRefuse, kTransport, -1},
-    {"late", DamageKind::kLate, kTransport | kTool, kLongestDelayMs},
-    {"rubbish", DamageKind::kRubbish, kTransport | kTool | kFile, -1},
-    {"none", DamageKind::kNone, kTransport | kTool | kFile, -1},
-    {"half", DamageKind::kHalf, kFile, -1},
-    {"empty", DamageKind::kEmpty, kFile, -1},
-    {"absent", DamageKind::kAbsent, kTransport | kTool, -1},
-    {"exit", DamageKind::kExit, kTransport | kTool, 255},
-    {"down", DamageKind::kDown, kServer, -1},
-    {"hang", DamageKind::kHang, kServer, -1},
-    {"deny", DamageKind::kDeny, kServer, -1},
-    {"other-key", DamageKind::kOtherKey, kServer, -1},
-    {"banner", DamageKind::kBanner, kServer, -1},
-    {"chatty", DamageKind::kChatty, kServer, -1},
-    {"cut", DamageKind::kCut, kScp, kMostBytes},
-    {"stall", DamageKind::kStall, kScp, kMostBytes},
-    {"full", DamageKind::kFull, kTmp, kMostKibibytes},
-};
-
-// 0 for a word that nothing is called.
+// The bit of DamageTarget for a word of damage.txt; 0 if nothing has that name.
 unsigned target_of(std::string_view what) {
-  if (what == "ssh") return kSsh;
-  if (what == "scp") return kScp;
-  if (what == "sshd") return kServer;
-  if (what == "tmp") return kTmp;
-  if (is_router_tool(what)) return kTool;
-  return is_dump_file(what) ? kFile : 0U;
+  if (what == "ssh") return kHitsSsh;
+  if (what == "scp") return kHitsScp;
+  if (what == "sshd") return kHitsServer;
+  if (what == "tmp") return kHitsTmp;
+  if (is_router_tool(what)) return kHitsTools;
+  return is_dump_file(what) ? kHitsFiles : 0U;
 }
 
 std::optional<int> parse_argument(std::string_view word, int largest) {
@@ -74,15 +33,15 @@ std::optional<int> parse_argument(std::string_view word, int largest) {
   return value;
 }
 
+// Nothing if the words are no damage.
 std::optional<Damage> parse_line(const std::vector<std::string>& words) {
   if (words.size() < 3) return std::nullopt;
-  const auto row =
-      std::find_if(std::begin(kDamageKinds), std::end(kDamageKinds),
-                   [&](const KindRow& candidate) { return candidate.name == words[2]; });
-  if (row == std::end(kDamageKinds) || (target_of(words[1]) & row->targets) == 0)
-    return std::nullopt;
+  const auto* const row =
+      std::find_if(kDamageKinds.begin(), kDamageKinds.end(),
+                   [&](const DamageKindRow& candidate) { return candidate.name == words[2]; });
+  if (row == kDamageKinds.end() || (target_of(words[1]) & row->targets) == 0) return std::nullopt;
   Damage damage{words[0], words[1], row->kind};
-  if (row->largest_argument < 0) {
+  if (row->largest_argument == kNoArgument) {
     if (words.size() != 3) return std::nullopt;
     return damage;
   }
@@ -96,7 +55,7 @@ std::optional<Damage> parse_line(const std::vector<std::string>& words) {
 }  // namespace
 
 bool needs_openssh(const Damage& damage) {
-  return damage.kind >= DamageKind::kDown;
+  return kDamageKinds[static_cast<std::size_t>(damage.kind)].shown_by == ShownBy::kOpenssh;
 }
 
 std::vector<Damage> parse_damage(std::string_view text) {

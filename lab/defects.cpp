@@ -1,41 +1,14 @@
 #include "lab/defects.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
-#include <iterator>
 #include <stdexcept>
 #include <unordered_map>
+#include <variant>
 
-#include "lab/multicast.h"
+#include "lab/words.h"
 
 namespace zorbec::lab {
-
-const std::string_view kLeakedBundle = "leaked-bundle";
-
 namespace {
-
-constexpr std::string_view kLeaked = "leaked";
-
-struct MissingKind {
-  std::string_view name;
-  InterfaceClass interface_class;
-};
-
-const MissingKind kMissingKinds[] = {
-    {"missing-physical", InterfaceClass::kPhysical},
-    {"missing-physical-subif", InterfaceClass::kPhysicalSubif},
-    {"missing-bundle", InterfaceClass::kBundle},
-    {"missing-bundle-subif", InterfaceClass::kBundleSubif},
-    {"missing-bvi", InterfaceClass::kBvi},
-    {"missing-gre", InterfaceClass::kGre},
-};
-
-const MissingKind* find_missing_kind(std::string_view name) {
-  const auto found = std::find_if(std::begin(kMissingKinds), std::end(kMissingKinds),
-                                  [&](const MissingKind& kind) { return kind.name == name; });
-  return found == std::end(kMissingKinds) ? nullptr : found;
-}
 
 class Planter {
  public:
@@ -55,13 +28,14 @@ class Planter {
     }
     std::sort(keys.begin(), keys.end());
     keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+    // A key can be missing once on each node. Without this count the draws below might never end.
     std::size_t left = 0;
     for (const PmdbChange& change : planting_.changes) {
       left += static_cast<std::size_t>(std::count_if(
           keys.begin(), keys.end(), [&](std::uint64_t key) { return !change.missing.count(key); }));
     }
     if (left < static_cast<std::size_t>(order.count)) {
-      throw std::invalid_argument("not that many keys for " + order.kind);
+      throw std::invalid_argument("not that many keys for " + name_of(order.kind));
     }
     for (int planted = 0; planted < order.count;) {
       const std::size_t node = draw_node();
@@ -72,24 +46,27 @@ class Planter {
     }
   }
 
-  void plant_leaked(const DefectOrder& order) {
+  void plant_leaked(const DefectOrder& order, bool is_of_bundle) {
     for (int planted = 0; planted < order.count; ++planted) {
       const std::size_t node = draw_node();
       const std::uint64_t key = draw_stale_key();
       planting_.changes[node].leaked.push_back(key);
       PlantedDefect defect{order.kind, node, key, {}};
-      if (order.kind == kLeaked) {
+      if (!is_of_bundle) {
         defect.findings.push_back("ERROR PMDB Key " + hex_text(key) + " leaked !!!!!!");
       }
       planting_.defects.push_back(defect);
     }
   }
 
-  // Every list that holds a missing key is a finding of its own, whatever its class.
+  // The check prints one line for each place in a key list that asks for a missing key, whatever
+  // the class of the list.
   Planting finish() {
     std::unordered_map<std::uint64_t, std::vector<PlantedDefect*>> missing;
     for (PlantedDefect& defect : planting_.defects) {
-      if (find_missing_kind(defect.kind) != nullptr) missing[defect.key].push_back(&defect);
+      if (std::holds_alternative<MissingKey>(row_of(defect.kind).what)) {
+        missing[defect.key].push_back(&defect);
+      }
     }
     for (const ExpectedKey& entry : expected_) {
       const auto found = missing.find(entry.key);
@@ -106,8 +83,9 @@ class Planter {
  private:
   std::size_t draw_node() { return random_() % nodes_.size(); }
 
-  // Looks like the key of a layer-2 interface that was taken away. No two nodes leak the same key:
-  // the interface manager knows a key router-wide, as a bundle's or not.
+  // A key such as a layer-2 interface that was removed leaves behind. No two nodes leak the same
+  // key, because the interface manager knows no nodes: a key is a bundle's on all of them or on
+  // none.
   std::uint64_t draw_stale_key() {
     for (;;) {
       const std::uint64_t key = 0x40000000U | (random_() % 0x40000000);
@@ -124,40 +102,19 @@ class Planter {
 
 }  // namespace
 
-DefectOrder parse_defect(const std::string& text) {
-  DefectOrder order;
-  const std::size_t colon = text.find(':');
-  order.kind = text.substr(0, colon);
-  bool valid = find_missing_kind(order.kind) != nullptr || order.kind == kLeaked ||
-               order.kind == kLeakedBundle || is_multicast_defect(order.kind);
-  if (colon != std::string::npos) {
-    const char* end_of_text = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data() + colon + 1, end_of_text, order.count);
-    valid = valid && error == std::errc() && end == end_of_text && order.count > 0 &&
-            order.count <= 1'000'000;
-  }
-  if (!valid) throw std::invalid_argument("no defect: " + text);
-  return order;
-}
-
 Planting plant_defects(const std::vector<DefectOrder>& orders, const std::vector<Node>& nodes,
                        const std::vector<ExpectedKey>& expected,
                        const std::vector<std::uint64_t>& programmed, Random& random) {
   Planter planter(nodes, expected, programmed, random);
   for (const DefectOrder& order : orders) {
-    if (const MissingKind* kind = find_missing_kind(order.kind)) {
-      planter.plant_missing(order, kind->interface_class);
+    const auto& what = row_of(order.kind).what;
+    if (const auto* missing = std::get_if<MissingKey>(&what)) {
+      planter.plant_missing(order, missing->interface_class);
     } else {
-      planter.plant_leaked(order);
+      planter.plant_leaked(order, std::get<LeakedKey>(what).is_of_bundle);
     }
   }
   return planter.finish();
-}
-
-std::string hex_text(std::uint64_t value) {
-  std::array<char, 16> digits;
-  const auto [end, error] = std::to_chars(digits.begin(), digits.end(), value, 16);
-  return "0x" + std::string(digits.begin(), end);
 }
 
 }  // namespace zorbec::lab

@@ -7,8 +7,9 @@
 namespace zorbec::lab {
 namespace {
 
-// Spreads a number over 64 bits: attributes that nobody checks differ from interface to interface
-// and from key to key, but are the same wherever the interface or key turns up.
+// Hashes a number to 64 bits (splitmix64). It fills the attributes that nobody checks: they differ
+// from one interface or key to the next, and are the same in every file that has the interface or
+// key.
 std::uint64_t scatter(std::uint64_t value) {
   value += 0x9e3779b97f4a7c15U;
   value = (value ^ (value >> 30)) * 0xbf58476d1ce4e5b9U;
@@ -22,7 +23,7 @@ void append_number(std::string& text, std::uint64_t value) {
   text.append(digits.begin(), end);
 }
 
-// Writes one member of the outer object. Nothing in it needs escaping.
+// Writes one member of the outer object. No name or value has a character that JSON must escape.
 class Entry {
  public:
   Entry(std::string& text, std::uint64_t name) : text_(text) {
@@ -51,6 +52,7 @@ class Entry {
   std::string& text_;
 };
 
+// Makes the object of its member lines. The last one ends with ",\n", which is cut off.
 std::string enclose(std::string_view lines) {
   std::string text = "{";
   if (!lines.empty()) text.append(lines.substr(0, lines.size() - 2));

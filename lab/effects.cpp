@@ -30,6 +30,7 @@ std::optional<Damage> suffer_damage(std::string_view where, std::string_view too
 std::optional<int> status_without_answer(const Damage& damage, std::string_view tool) {
   const std::string name(tool);
   switch (damage.kind) {
+    // Only ssh and scp refuse. Their error line names the address, see status_of_hindered().
     case DamageKind::kRefuse:
       return kTransportFailed;
     case DamageKind::kAbsent:
@@ -40,9 +41,25 @@ std::optional<int> status_without_answer(const Damage& damage, std::string_view 
       return damage.argument;
     case DamageKind::kNone:
       return 0;
-    default:
-      return std::nullopt;
+    // The tool answers, if late or with rubbish.
+    case DamageKind::kLate:
+    case DamageKind::kRubbish:
+    // A copy begins, and login.cpp ends it.
+    case DamageKind::kCut:
+    case DamageKind::kStall:
+    // These hit no tool.
+    case DamageKind::kHalf:
+    case DamageKind::kEmpty:
+    case DamageKind::kDown:
+    case DamageKind::kHang:
+    case DamageKind::kDeny:
+    case DamageKind::kOtherKey:
+    case DamageKind::kBanner:
+    case DamageKind::kChatty:
+    case DamageKind::kFull:
+      break;
   }
+  return std::nullopt;
 }
 
 std::optional<int> status_of_hindered(std::string_view address, std::string_view tool,

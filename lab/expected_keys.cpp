@@ -5,7 +5,8 @@
 namespace zorbec::lab {
 namespace {
 
-// Only the id is cut to its field: a wide port spills into the flags, as it does in the hardware.
+// How a key is made: the id in the lower 16 bits, the port above it, flags in bits 30 and 31. Only
+// the id is cut to its field: a large port runs over into the flags, as it does in the hardware.
 std::uint64_t layer3_key(std::uint64_t rif) {
   return rif % 0x10000;
 }
@@ -44,7 +45,7 @@ std::uint64_t member_port(const Interface& member, const KeyRules& rules) {
   return (member.memid << lag_bits) | member.lagid;
 }
 
-// A logical interface needs the same key for itself and once more for each member below it.
+// A logical interface needs this key for itself, and once more for each member below it.
 std::uint64_t logical_key(const Interface& interface) {
   return interface.is_l2 ? layer2_key(interface.lif, 0) : layer3_key(interface.rif);
 }

@@ -5,8 +5,8 @@
 
 #include "lab/interfaces.h"
 
-// The generator's own account of the keys that the hardware must hold. It shares no code with the
-// checker, so that each can be held against the other.
+// The generator computes by itself which keys the hardware must hold. It shares no code with the
+// checker, so that a mistake in one of them shows.
 namespace zorbec::lab {
 
 struct KeyRules {
@@ -17,22 +17,22 @@ struct KeyRules {
 // True for the models that have one node and no node table.
 bool is_single_processor(int model);
 
-// One entry of one interface's key list. The same key may stand in several lists, and several
-// times in one.
+// One entry of the key list of an interface. The same key may be in several lists, and several
+// times in one list.
 struct ExpectedKey {
   std::uint64_t key;
-  std::uint32_t handle;            // of the interface whose list it is
-  InterfaceClass interface_class;  // of that interface
+  std::uint32_t handle;            // of the interface that owns the list
+  InterfaceClass interface_class;  // of the same interface
 };
 
 struct NodeKeys {
   std::vector<ExpectedKey> listed;
-  // Bundle members have no key list: their handle itself must be a key of every PMDB.
+  // A bundle member has no key list. Its handle itself must be a key in every PMDB.
   std::vector<std::uint32_t> member_handles;
 };
 
-// The keys that the interfaces of one node call for. `slot` is the node's own. Every member's
-// bundle must be among the interfaces; throws std::out_of_range otherwise.
+// The keys that the interfaces of one node call for. `slot` is the slot of that node. Throws
+// std::out_of_range if a member's bundle is not among the interfaces.
 NodeKeys expected_keys(const std::vector<Interface>& interfaces, unsigned slot,
                        const KeyRules& rules);
 

@@ -3,15 +3,18 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "lab/defect_kinds.h"
 #include "lab/defects.h"
 #include "lab/dump_text.h"
 #include "lab/expected_keys.h"
 #include "lab/multicast.h"
 #include "lab/multicast_text.h"
 #include "lab/posix.h"
+#include "lab/words.h"
 
 namespace zorbec::lab {
 namespace {
@@ -45,7 +48,7 @@ std::string banner(int model) {
 
 std::string node_table(const std::vector<Node>& nodes, int model) {
   if (is_single_processor(model)) return {};
-  // On model 2 every line is taken for a node.
+  // On model 2 the checker takes every line for a node, so there is no header.
   std::string table =
       model == 2 ? "" : "Name         Type  Role       Partner      State       Address\n";
   const auto full_name = [](const Node& node) { return "0/" + node.name + "/CPU0"; };
@@ -71,7 +74,7 @@ std::string running_configuration(const std::vector<Interface>& interfaces) {
   return text;
 }
 
-// Every PMDB holds the keys of all nodes' interfaces.
+// The complete PMDB: it holds the keys that the interfaces of all nodes call for.
 std::vector<std::uint64_t> programmed_keys(const std::vector<NodeKeys>& nodes, Random& random) {
   std::vector<std::uint64_t> keys;
   for (const NodeKeys& node : nodes) {
@@ -80,14 +83,14 @@ std::vector<std::uint64_t> programmed_keys(const std::vector<NodeKeys>& nodes, R
   }
   std::sort(keys.begin(), keys.end());
   keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
-  // The hardware tables are hashed: a dump shows no order.
+  // The hardware's tables are hashed, so a dump has no order.
   for (std::size_t i = keys.size(); i > 1; --i) std::swap(keys[i - 1], keys[random() % i]);
   return keys;
 }
 
 void write_pidb(const Node& node, const fs::path& dumps) {
   for (const DumpFile& file : kDumpFiles) {
-    // Without tunnels there is no tunnel database to write a file.
+    // Without tunnels the router has no tunnel database, and no file of it.
     const auto is_tunnel = [](const Interface& interface) {
       return interface.interface_class == InterfaceClass::kGre;
     };
@@ -119,7 +122,7 @@ nlohmann::ordered_json router_description(const RouterOptions& options) {
   return router;
 }
 
-// The multicast state and what is planted in it.
+// The multicast routes of the router and the defects in them.
 struct Multicast {
   std::vector<MulticastRoute> routes;
   std::vector<MulticastDefects> defects;  // one element for each node
@@ -127,7 +130,7 @@ struct Multicast {
 
 Multicast plan_multicast(const RouterOptions& options, const std::vector<Node>& nodes,
                          const std::vector<DefectOrder>& orders) {
-  // Numbers of its own, so that the interfaces are the same with and without routes.
+  // A second generator with the same seed: the interfaces are the same with and without routes.
   Random random(options.seed);
   Multicast multicast;
   multicast.routes = plan_multicast_routes(options.multicast.value_or(0), random);
@@ -135,7 +138,7 @@ Multicast plan_multicast(const RouterOptions& options, const std::vector<Node>& 
   return multicast;
 }
 
-// A standby route processor lists no routes, but its hardware holds their keys.
+// A standby route processor lists no routes, but its PMDB holds their keys.
 void write_multicast(const Multicast& multicast, std::size_t node_index, const Node& node,
                      const fs::path& node_folder) {
   const MulticastDefects& defects = multicast.defects[node_index];
@@ -158,7 +161,7 @@ nlohmann::ordered_json multicast_description(const Multicast& multicast,
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     for (const auto& [route, defect] : multicast.defects[i]) {
       nlohmann::ordered_json entry;
-      entry["kind"] = defect.kind;
+      entry["kind"] = name_of(defect.kind);
       entry["node"] = nodes[i].name;
       entry["entry"] = route;
       entry["rif"] = hex_text(multicast.routes[route].rif);
@@ -180,7 +183,7 @@ std::string planted_text(const RouterOptions& options, const std::vector<Node>& 
   planted["defects"] = nlohmann::ordered_json::array();
   for (const PlantedDefect& defect : defects) {
     nlohmann::ordered_json entry;
-    entry["kind"] = defect.kind;
+    entry["kind"] = name_of(defect.kind);
     entry["node"] = nodes[defect.node].name;
     entry["key"] = defect.key;
     entry["hex"] = hex_text(defect.key);
@@ -207,8 +210,8 @@ void prepare_folder(const fs::path& folder) {
 
 void generate_router(const std::string& folder, const RouterOptions& options,
                      const std::vector<std::string>& defects) {
-  std::vector<DefectOrder> orders(defects.size());
-  std::transform(defects.begin(), defects.end(), orders.begin(), parse_defect);
+  std::vector<DefectOrder> orders;
+  std::transform(defects.begin(), defects.end(), std::back_inserter(orders), parse_defect);
   const auto first_multicast = std::stable_partition(
       orders.begin(), orders.end(),
       [](const DefectOrder& order) { return !is_multicast_defect(order.kind); });
@@ -238,7 +241,7 @@ void generate_router(const std::string& folder, const RouterOptions& options,
   write_text(root / "planted.json", planted_text(options, nodes, planting.defects, multicast));
   fs::create_directory(root / "ifmgr");
   for (const PlantedDefect& defect : planting.defects) {
-    if (defect.kind != kLeakedBundle) continue;
+    if (defect.kind != DefectKind::kLeakedBundle) continue;
     write_text(root / "ifmgr" / std::to_string(defect.key),
                "Bundle-Ether" + std::to_string(1 + defect.key % 99) + "  state down  mtu 1514\n");
   }

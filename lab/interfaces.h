@@ -5,18 +5,18 @@
 
 namespace zorbec::lab {
 
-// In the order in which the interface check reports them.
+// The classes, in the order in which the interface check reports them.
 enum class InterfaceClass { kPhysical, kPhysicalSubif, kBundle, kBundleSubif, kBvi, kGre };
 
-// One interface as a node's PIDB describes it. What a class does not have stays 0.
+// One interface as a node's PIDB describes it. A field that its class does not have stays 0.
 struct Interface {
   InterfaceClass interface_class;
   std::uint32_t handle = 0;
   std::string name;
-  std::uint64_t rif = 0;  // routed interface id; more than 16 bits wrap in a key
-  std::uint64_t lif = 0;  // logical interface id, likewise
+  std::uint64_t rif = 0;  // routed interface id; a key holds its lower 16 bits
+  std::uint64_t lif = 0;  // logical interface id; the same
   std::uint64_t ssp = 0;  // source system port
-  unsigned slot = 0;      // card of a port or sub-interface, home card of a logical interface
+  unsigned slot = 0;      // of the card with the port; home card of a logical interface
   bool is_l2 = false;
   bool is_member = false;
   std::uint32_t bundle = 0;  // handle of a member's bundle

@@ -1,6 +1,6 @@
 #pragma once
 
-// Where the parts of the lab stand inside the private mount namespace.
+// Paths inside the private mount namespace.
 namespace zorbec::lab {
 
 constexpr char kToolFolder[] = "/pkg/bin";
@@ -8,27 +8,28 @@ constexpr char kToolFolder[] = "/pkg/bin";
 // The router folder given to `zorbec-lab run`.
 constexpr char kRouterFolder[] = "/pkg/lab/router";
 
-// One folder for each node, named by its address; each holds the node's own `tmp`.
+// Holds one folder for each node, named by the node's address. In it is the node's own `tmp`.
 constexpr char kNodeArea[] = "/pkg/lab/nodes";
 
-// The program behind every tool.
+// This program. Every tool in kToolFolder is a link to it.
 constexpr char kProgram[] = "/pkg/lab/zorbec-lab";
 
-// The file given with --calls; there only if one was given.
+// The file given with --calls; missing without the option.
 constexpr char kCallFile[] = "/pkg/lab/calls";
 
-// When the lab started: nanoseconds of the monotonic clock, in decimal digits.
+// The time at which the lab started: nanoseconds of the monotonic clock, in decimal digits.
 constexpr char kStartFile[] = "/pkg/lab/start";
 
-// The address of the node that a mount namespace belongs to; empty on the route processor.
+// The address of the node that owns the mount namespace; an empty file on the route processor.
 constexpr char kNodeFile[] = "/pkg/lab/node";
 
-// What the nodes' ssh servers and the ssh client need; there only with --openssh.
+// The files of the nodes' ssh servers and of the ssh client; missing without --openssh.
 constexpr char kSshFolder[] = "/pkg/lab/ssh";
 
-// What a damaged node runs in place of what a login asks for.
+// A link to this program. A damaged node runs it in place of the command that a login asks for.
 constexpr char kLoginProgram[] = "/pkg/lab/login";
 
+// The program of OpenSSH that serves copies.
 constexpr char kSftpServer[] = "/usr/lib/openssh/sftp-server";
 
 }  // namespace zorbec::lab

@@ -30,7 +30,8 @@ namespace fs = std::filesystem;
   throw_errno("execute", "/bin/bash");
 }
 
-// Shows this login, and no other, a /tmp in which every file holds rubbish.
+// Gives this login a /tmp of its own in which every file holds rubbish. It is a mount in a
+// namespace of this login, so the node's true files stay as they are and other logins see them.
 void fill_tmp_with_rubbish(const std::string& node) {
   if (::unshare(CLONE_NEWNS) != 0) throw_errno("unshare", "mounts of a login");
   mount_tmpfs("/tmp", "mode=1777");
@@ -40,8 +41,11 @@ void fill_tmp_with_rubbish(const std::string& node) {
   }
 }
 
-// Serves the copy until so many bytes have gone to the client; then the signal hits the server's
-// process for this login, which is our parent.
+// Serves a copy until `bytes` bytes have gone to the client, then sends the signal to the process
+// of the ssh server that serves this login: the client's connection ends, or stalls, there.
+//
+// The answers of the sftp server go through a pipe, because only here can they be counted. What the
+// client asks reaches the sftp server directly, on the standard input that it inherits.
 int serve_copy_until(std::uint64_t bytes, int signal) {
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw_errno("pipe", "for the copy");
@@ -49,18 +53,21 @@ int serve_copy_until(std::uint64_t bytes, int signal) {
   UniqueFd server_end(ends[1]);
   const pid_t server =
       start_process(kSftpServer, {kSftpServer}, [&] { ::dup2(ends[1], STDOUT_FILENO); });
+  // With our copy of this end open, the end of the sftp server would not end the reading.
   server_end = UniqueFd();
   std::array<char, 4096> part;
   for (;;) {
     const ssize_t got = ::read(served.get(), part.data(), part.size());
     if (got < 0 && errno == EINTR) continue;
+    // The copy was shorter than the damage: it has been served whole.
     if (got <= 0) return exit_status_of(wait_for_end(server));
     const auto length = std::min(static_cast<std::uint64_t>(got), bytes);
     write_all(STDOUT_FILENO, {part.data(), length});
     bytes -= length;
     if (bytes == 0) {
+      // That process is our parent: the login shell between has replaced itself by this program.
       ::kill(::getppid(), signal);
-      for (;;) ::pause();  // gone with the node
+      for (;;) ::pause();  // until the node ends, and kills this process
     }
   }
 }
@@ -71,19 +78,42 @@ int run_login() {
   const std::string node = own_node();
   const char* asked = std::getenv("SSH_ORIGINAL_COMMAND");
   const std::string command = asked == nullptr ? "" : asked;
+  // scp asks for the sftp subsystem, for which the server's configuration names this program.
   const bool is_copy = command == kSftpServer;
   const std::string tool = is_copy ? "scp" : "ssh";
   const std::optional<Damage> damage = suffer_damage(node, tool);
   if (const std::optional<int> status = status_of_hindered(node, tool, damage)) return *status;
-  if (damage && damage->kind == DamageKind::kRubbish) {
-    if (!is_copy) {
-      write_all(STDOUT_FILENO, kRubbishText);
-      return 0;
-    }
-    fill_tmp_with_rubbish(node);
-  } else if (damage) {
-    return serve_copy_until(static_cast<std::uint64_t>(damage->argument),
-                            damage->kind == DamageKind::kCut ? SIGKILL : SIGSTOP);
+  if (!damage) become_shell(command);
+  switch (damage->kind) {
+    case DamageKind::kRubbish:
+      if (!is_copy) {
+        write_all(STDOUT_FILENO, kRubbishText);
+        return 0;
+      }
+      fill_tmp_with_rubbish(node);
+      break;
+    case DamageKind::kCut:
+      return serve_copy_until(static_cast<std::uint64_t>(damage->argument), SIGKILL);
+    case DamageKind::kStall:
+      return serve_copy_until(static_cast<std::uint64_t>(damage->argument), SIGSTOP);
+    // The status of these is returned above.
+    case DamageKind::kRefuse:
+    case DamageKind::kNone:
+    case DamageKind::kAbsent:
+    case DamageKind::kExit:
+    // A delay is over by now.
+    case DamageKind::kLate:
+    // These hit neither ssh nor scp.
+    case DamageKind::kHalf:
+    case DamageKind::kEmpty:
+    case DamageKind::kDown:
+    case DamageKind::kHang:
+    case DamageKind::kDeny:
+    case DamageKind::kOtherKey:
+    case DamageKind::kBanner:
+    case DamageKind::kChatty:
+    case DamageKind::kFull:
+      break;
   }
   become_shell(command);
 }

@@ -2,11 +2,14 @@
 
 namespace zorbec::lab {
 
-// One login on a node whose ssh or scp is damaged: does the damage, then what the login asks for,
-// as far as the damage lets it. Runs on the node as the command that its ssh server forces.
-// Returns the login's exit status.
+// Serves one login on a node whose ssh or scp is damaged. The node's ssh server runs this in place
+// of the command that the login asks for. It does the damage and then, if the damage lets it, runs
+// that command.
 //
-// Throws std::system_error if the node's files cannot be read or its commands cannot be run.
+// Returns the exit status of the login. Does not return if the command runs in its place.
+//
+// Throws std::system_error if a file of the node cannot be read or the command cannot be started,
+// and std::invalid_argument if damage.txt is wrong.
 int run_login();
 
 }  // namespace zorbec::lab

@@ -14,14 +14,17 @@
 #include "lab/posix.h"
 #include "lab/router_tools.h"
 #include "lab/sandbox.h"
+#include "lab/tool_names.h"
 
 namespace zorbec::lab {
 namespace {
 
+// The exit status if the lab itself failed. The command's own statuses are passed through.
 constexpr int kLabFailed = 125;
 
 int call_tool(const std::vector<std::string>& argv) {
-  if (!own_node().empty()) return run_router_tool(argv);  // part of the ssh that called it
+  // A call on a node is part of the call of ssh that made it, which is logged.
+  if (!own_node().empty()) return run_router_tool(argv);
   const std::int64_t start = monotonic_ns();
   const int status = run_router_tool(argv);
   log_call(argv, start, monotonic_ns(), status);
@@ -78,7 +81,7 @@ void add_generate_options(CLI::App& generate, GenerateOptions& options) {
       ->take_all();
 }
 
-// `command` is what stands behind "--", which no option parser may touch.
+// `command` is what stands behind "--"; the option parser must not see it.
 int use_lab(const std::vector<std::string>& arguments, const std::vector<std::string>& command) {
   CLI::App app("A simulated router: the checker runs on it as on a real one.", "zorbec-lab");
   app.require_subcommand(1);
@@ -111,6 +114,7 @@ int use_lab(const std::vector<std::string>& arguments, const std::vector<std::st
   return run_in_sandbox(run_options);
 }
 
+// One program is the lab, all tools and the login: the name by which it is called decides.
 int dispatch(const std::vector<std::string>& argv) {
   const std::string_view name = std::string_view(argv.front()).substr(argv.front().rfind('/') + 1);
   if (is_router_tool(name)) return call_tool(argv);

@@ -1,57 +1,35 @@
 #include "lab/multicast.h"
 
-#include <algorithm>
-#include <iterator>
 #include <stdexcept>
 #include <utility>
+#include <variant>
+
+#include "lab/words.h"
 
 namespace zorbec::lab {
 namespace {
 
-enum class Holder { kRouteProcessor, kLineCard };
-
-struct MulticastKind {
-  std::string_view name;
-  MulticastFault fault;
-  Holder holder;
-  bool ends_check = false;
-};
-
-// A kind with two rows is planted as either.
-const MulticastKind kMulticastKinds[] = {
-    {"mcast-rp-handle", MulticastFault::kOtherHandle, Holder::kRouteProcessor},
-    {"mcast-missing-bud", MulticastFault::kOtherBud, Holder::kLineCard},
-    {"mcast-missing-pmdb", MulticastFault::kNoKey, Holder::kLineCard},
-    {"mcast-lc-handle", MulticastFault::kOtherHandle, Holder::kLineCard},
-    {"mcast-lc-rif", MulticastFault::kOtherRif, Holder::kLineCard},
-    {"mcast-end-rp-pmdb", MulticastFault::kNoKey, Holder::kRouteProcessor, true},
-    {"mcast-end-bud", MulticastFault::kNoBuds, Holder::kLineCard, true},
-    {"mcast-end-field", MulticastFault::kNoMdtHandle, Holder::kRouteProcessor, true},
-    {"mcast-end-field", MulticastFault::kNoRifField, Holder::kLineCard, true},
-};
-
-bool can_have(const Node& node, const MulticastKind& kind) {
-  const Holder holder = node.is_line_card ? Holder::kLineCard : Holder::kRouteProcessor;
-  return holder == kind.holder && node.is_active;
+std::optional<MulticastFault> fault_on(const Node& node, const WrongRoute& wrong) {
+  if (!node.is_active) return std::nullopt;
+  return node.is_line_card ? wrong.on_line_card : wrong.on_route_processor;
 }
 
-MulticastDefect& plant_one(const std::string& name, const std::vector<Node>& nodes,
-                           std::size_t route_count, std::vector<MulticastDefects>& planted,
-                           Random& random) {
-  std::vector<std::pair<const MulticastKind*, std::size_t>> choices;
-  for (const MulticastKind& kind : kMulticastKinds) {
-    for (std::size_t node = 0; node < nodes.size(); ++node) {
-      const bool has_room = planted[node].size() < route_count;
-      if (kind.name == name && can_have(nodes[node], kind) && has_room) {
-        choices.emplace_back(&kind, node);
-      }
-    }
+MulticastDefect& plant_one(DefectKind kind, const std::vector<Node>& nodes, std::size_t route_count,
+                           std::vector<MulticastDefects>& planted, Random& random) {
+  const auto& wrong = std::get<WrongRoute>(row_of(kind).what);
+  std::vector<std::pair<MulticastFault, std::size_t>> choices;
+  for (std::size_t node = 0; node < nodes.size(); ++node) {
+    const std::optional<MulticastFault> fault = fault_on(nodes[node], wrong);
+    const bool has_room = planted[node].size() < route_count;
+    if (fault && has_room) choices.emplace_back(*fault, node);
   }
-  if (choices.empty()) throw std::invalid_argument("not that many multicast routes for " + name);
-  const auto [kind, node] = choices[random() % choices.size()];
+  if (choices.empty()) {
+    throw std::invalid_argument("not that many multicast routes for " + name_of(kind));
+  }
+  const auto [fault, node] = choices[random() % choices.size()];
   for (;;) {
     const auto [place, is_new] = planted[node].try_emplace(
-        random() % route_count, MulticastDefect{name, kind->fault, kind->ends_check, {}});
+        random() % route_count, MulticastDefect{kind, fault, wrong.ends_check, {}});
     if (is_new) return place->second;
   }
 }
@@ -68,15 +46,20 @@ std::string finding(MulticastFault fault, const Node& node, const MulticastRoute
       return "Missing Keys in PMDB rif: " + rif + " port ifh: " + handle;
     case MulticastFault::kOtherBud:
       return "Missing Key in mplsmdtbudobj " + rif;
-    default:
-      return {};
+    // The check ends there, without a line of its own.
+    case MulticastFault::kNoRifField:
+    case MulticastFault::kNoBuds:
+    case MulticastFault::kNoMdtHandle:
+      break;
   }
+  return {};
 }
 
 }  // namespace
 
 std::vector<MulticastRoute> plan_multicast_routes(int count, Random& random) {
-  // Every second number from some point on, all of them below the next power of 16.
+  // Every second number from a drawn start. All of them have the same number of hexadecimal digits:
+  // they lie between `smallest`, a power of 16, and the next one.
   const auto routes_wanted = static_cast<std::uint32_t>(count);
   std::uint32_t smallest = 0x1000;
   while (smallest * 15 / 2 < routes_wanted) smallest *= 16;
@@ -86,17 +69,12 @@ std::vector<MulticastRoute> plan_multicast_routes(int count, Random& random) {
   for (std::uint32_t i = 0; i < routes_wanted; ++i) {
     routes.push_back({first + 2 * i, 0x20040020 + 0x20 * i, 0x1f + 4 * i});
   }
-  // Tunnels come and go: RIFs and handles stand in no order.
+  // On a router tunnels come and go, so RIFs and handles have no order.
   for (std::size_t i = routes.size(); i > 1; --i) {
     std::swap(routes[i - 1].rif, routes[random() % i].rif);
     std::swap(routes[i - 1].mdt_handle, routes[random() % i].mdt_handle);
   }
   return routes;
-}
-
-bool is_multicast_defect(std::string_view kind) {
-  return std::any_of(std::begin(kMulticastKinds), std::end(kMulticastKinds),
-                     [&](const MulticastKind& known) { return known.name == kind; });
 }
 
 std::vector<MulticastDefects> plant_multicast_defects(const std::vector<DefectOrder>& orders,

@@ -1,5 +1,7 @@
 #include "lab/multicast_text.h"
 
+#include "lab/words.h"
+
 namespace zorbec::lab {
 namespace {
 

@@ -5,7 +5,8 @@
 
 #include "lab/multicast.h"
 
-// What the multicast tools print on a node with these defects.
+// What the multicast tools print on a node. `routes` are those of the router, `defects` those of
+// the node.
 namespace zorbec::lab {
 
 // The routing entries of the active route processor.
@@ -14,7 +15,7 @@ std::string mrib_text(const std::vector<MulticastRoute>& routes, const Multicast
 // The bud objects of a line card.
 std::string bud_text(const std::vector<MulticastRoute>& routes, const MulticastDefects& defects);
 
-// What the PMDB holds for the RIF of route number `route`; empty if it holds nothing.
+// The PMDB's answer for the RIF of one route, a number from 0; empty if it holds no such key.
 std::string key_text(const std::vector<MulticastRoute>& routes, std::size_t route,
                      const MulticastDefects& defects);
 

@@ -20,8 +20,11 @@ bool has_openssh() {
 }
 
 int run_openssh(const std::vector<std::string>& argv) {
+  // Not looked up on PATH: there this very program comes first.
   const std::string& name = argv.front();
   const std::string program = "/usr/bin/" + name.substr(name.rfind('/') + 1);
+  // If the checker kills this process, the real program must not stay behind. SIGTERM lets it close
+  // its connection.
   const pid_t pid = start_process(program, argv, [] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
   return exit_status_of(wait_for_end(pid));
 }

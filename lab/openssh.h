@@ -3,19 +3,22 @@
 #include <string>
 #include <vector>
 
-// OpenSSH in the lab, as the tools that run there see it. lab/chassis.h starts it.
+// OpenSSH as the simulated tools see it: where they run, and how they call the real programs. The
+// servers are started by lab/chassis.h.
 namespace zorbec::lab {
 
-// The address of the node on which this process runs; empty on the route processor itself.
+// The address of the node on which this process runs; empty on the route processor. A node has a
+// mount namespace of its own only with OpenSSH. Throws std::system_error.
 std::string own_node();
 
-// True if ssh and scp are to be the real ones.
+// True if the sandbox was made with --openssh, so that ssh and scp are the real programs.
 bool has_openssh();
 
-// Runs the real ssh or scp, whichever argv[0] names, with these very arguments and returns its exit
-// status (128 + N if signal N ended it). It goes with this process.
+// Runs the real ssh or scp, as argv[0] says, with these very arguments. Waits for its end and
+// returns its exit status (128 + N if signal N ended it). If this process ends first, the program
+// gets SIGTERM.
 //
-// Throws std::system_error if it cannot be started.
+// Throws std::runtime_error if the program cannot be started.
 int run_openssh(const std::vector<std::string>& argv);
 
 }  // namespace zorbec::lab

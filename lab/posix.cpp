@@ -73,7 +73,7 @@ void copy_bytes(int from, int to, std::uint64_t length) {
     if (sent > 0) {
       length -= static_cast<std::uint64_t>(sent);
     } else if (errno == EINVAL || errno == ENOSYS) {
-      break;  // the target is open for appending, say: the kernel leaves such a copy to us
+      break;  // the kernel does not copy to every target, such as one that is open for appending
     } else if (errno != EINTR) {
       throw_errno("sendfile", "to descriptor " + std::to_string(to));
     }

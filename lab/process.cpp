@@ -16,11 +16,13 @@
 namespace zorbec::lab {
 namespace {
 
+// fork() takes no flags, and clone() of the C library wants a stack for the child. The system call
+// without a stack works as fork() does: the child goes on with a copy of our stack.
 long fork_into(unsigned long namespaces) {
   return ::syscall(SYS_clone, namespaces | SIGCHLD, nullptr, nullptr, nullptr, nullptr);
 }
 
-// Never returns; tells `failures` what went wrong.
+// Runs in the child. Becomes the program, or writes to `failures` why it could not and exits.
 [[noreturn]] void execute(const std::string& program, const std::vector<std::string>& argv,
                           const std::function<void()>& prepare, int failures) {
   try {
@@ -34,6 +36,7 @@ long fork_into(unsigned long namespaces) {
   } catch (const std::exception& error) {
     const std::string text = error.what();
     const ssize_t written = ::write(failures, text.data(), text.size());
+    // Not exit(): what stands in the buffers of standard output is the parent's to write.
     ::_exit(written > 0 ? 125 : 126);
   }
 }
@@ -42,6 +45,8 @@ long fork_into(unsigned long namespaces) {
 
 pid_t start_process(const std::string& program, const std::vector<std::string>& argv,
                     const std::function<void()>& prepare, unsigned long namespaces) {
+  // The child's end closes when the program begins (close-on-exec): to read nothing but the end of
+  // file means that the program runs.
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw_errno("pipe", "for " + program);
   const UniqueFd failures_out(ends[0]);
@@ -50,6 +55,7 @@ pid_t start_process(const std::string& program, const std::vector<std::string>& 
   if (made < 0) throw_errno("fork", "for " + program);
   if (made == 0) execute(program, argv, prepare, failures_in.get());
 
+  // Our own copy of the child's end would keep the end of file away.
   failures_in = UniqueFd();
   std::array<char, 512> failure;
   ssize_t got = 0;

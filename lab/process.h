@@ -8,18 +8,22 @@
 
 namespace zorbec::lab {
 
-// Starts a program, looked up on PATH, in a new process. `prepare` runs there before the program
-// does; the process is the first of the new namespaces that `namespaces` (CLONE_NEW...) names.
+// Starts a program in a new process and returns the process id. The program is looked up on PATH.
+// `prepare` runs in the new process, before the program. `namespaces` are flags CLONE_NEW...: the
+// process is the first one in new namespaces of these kinds.
 //
-// Call it from a process with a single thread. Throws std::runtime_error if the process cannot be
-// made, `prepare` throws or the program cannot be executed.
+// The caller owns the child and must wait for it. Call it from a process with a single thread.
+//
+// Throws std::system_error if the process cannot be made. Throws std::runtime_error if `prepare`
+// throws or the program cannot be executed; the text is that of the failure.
 pid_t start_process(const std::string& program, const std::vector<std::string>& argv,
                     const std::function<void()>& prepare, unsigned long namespaces = 0);
 
-// Waits for the child's end and returns its status as waitpid() gives it; 0 if SIGCHLD is ignored.
+// Waits until the child has ended and returns its status as waitpid() gives it. Returns 0 if
+// SIGCHLD is ignored, because the kernel then keeps no status.
 int wait_for_end(pid_t child);
 
-// The exit status, 128 + N if signal N ended the process.
+// The exit status in a status of waitpid(); 128 + N if signal N ended the process.
 int exit_status_of(int wait_status);
 
 }  // namespace zorbec::lab

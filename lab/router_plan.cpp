@@ -10,8 +10,10 @@ namespace {
 constexpr unsigned kFirstRouteProcessor = 0;
 constexpr unsigned kLogicalSpace = 0x3c;
 
-// Handles carry the slot in their upper eight bits. The lower sixteen are never 0 and the upper
-// two bits never set, which keeps them apart from the keys made of ports, ids and flags.
+// Handles of interfaces: a space (the slot of a card, plus 1) in the upper 8 bits, a number below.
+//
+// A handle is a key too, so it must differ from all other keys: keys of routed interfaces are below
+// 0x10000, keys of ports end in 16 zero bits, and all others have one of the upper 2 bits set.
 class Handles {
  public:
   explicit Handles(unsigned space) : next_((space << 24) + 8) {}
@@ -21,8 +23,8 @@ class Handles {
   std::uint32_t next_;
 };
 
-// Interface ids, router-wide. They run on beyond 16 bits, but never have 16 zero bits at the end,
-// for which the key would be 0.
+// Interface ids, counted for the whole router. They may need more than 16 bits. The lower 16 bits
+// are never all 0, because the key would be 0.
 class Ids {
  public:
   explicit Ids(std::uint64_t first) : next_(first) {}
@@ -35,6 +37,7 @@ class Ids {
   std::uint64_t next_;
 };
 
+// Source system ports, 1 to 0x3fff. On a large router they repeat: the field has no more bits.
 class SystemPorts {
  public:
   std::uint64_t next() { return next_++ % kLargest + 1; }
@@ -87,7 +90,7 @@ class InterfacePlanner {
     return interfaces;
   }
 
-  // `card` counts the cards from 0, whatever their slots.
+  // `card` counts the cards from 0, in the order of the nodes.
   std::vector<Interface> card_interfaces(unsigned slot, int card,
                                          const std::vector<Interface>& logical) {
     std::vector<Interface> interfaces;

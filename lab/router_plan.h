@@ -9,15 +9,17 @@
 #include "lab/expected_keys.h"
 #include "lab/interfaces.h"
 
+// What a generated router is made of: its nodes and their interfaces.
 namespace zorbec::lab {
 
+// The options of `zorbec-lab generate`.
 struct RouterOptions {
   std::uint64_t seed = 1;
   int model = 1;
   std::optional<int> line_cards;  // by default 2, or the one node of a single-processor model
   bool standby = false;
-  int interfaces = 100;  // on each line card, bundle members and logical interfaces included
-  // By default shares of `interfaces`; physical sub-interfaces take what the others leave.
+  int interfaces = 100;  // of each line card, with bundle members and logical interfaces
+  // By default each class is a share of `interfaces`; physical sub-interfaces are the rest.
   std::optional<int> physical;  // ports that belong to no bundle
   std::optional<int> physical_subifs;
   std::optional<int> bundles;
@@ -27,10 +29,10 @@ struct RouterOptions {
   std::optional<int> gre;
   int l2_share = 25;  // percent of the interfaces that are layer 2
   int bundle_scale = 256;
-  std::optional<int> multicast;  // multicast routes; by default no multicast state at all
+  std::optional<int> multicast;  // multicast routes; by default no multicast files
 };
 
-// The same with every number decided.
+// The numbers of the options after the defaults are applied.
 struct RouterSize {
   int line_cards;
   int physical;
@@ -52,18 +54,20 @@ struct Node {
   std::vector<Interface> interfaces{};  // empty without a PIDB
 };
 
-// Repeatable everywhere: its numbers are the same on every machine, and only whole numbers are
-// drawn from it.
+// Gives the same numbers on every machine. Draw from it with % only: the distributions of the
+// standard library differ from one library to another.
 using Random = std::mt19937_64;
 
-// Throws std::invalid_argument if the options do not go together.
+// Applies the defaults. Throws std::invalid_argument if the options do not fit together.
 RouterSize decide_size(const RouterOptions& options);
 
-// All nodes of the router, route processors first. Ports and physical sub-interfaces are a card's
-// own; bundles, their sub-interfaces, BVIs and tunnels are the same on every node with a PIDB.
+// All nodes of the router, route processors first. A line card has its own ports and physical
+// sub-interfaces. Bundles, their sub-interfaces, BVIs and tunnels are the same on every node with a
+// PIDB.
 //
-// No interface calls for the key 0, and no key of a list is at the same time another interface's
-// handle.
+// No interface calls for the key 0, and no key in a list is the handle of another interface.
+//
+// Throws std::invalid_argument if the options do not fit together.
 std::vector<Node> plan_nodes(const RouterOptions& options, Random& random);
 
 }  // namespace zorbec::lab

@@ -3,10 +3,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iterator>
 #include <limits>
 #include <optional>
 
@@ -14,6 +12,7 @@
 #include "lab/layout.h"
 #include "lab/openssh.h"
 #include "lab/posix.h"
+#include "lab/tool_names.h"
 #include "lab/words.h"
 
 namespace zorbec::lab {
@@ -22,46 +21,39 @@ namespace {
 constexpr int kWrongArguments = 2;
 constexpr std::uint64_t kWholeFile = std::numeric_limits<std::int64_t>::max();
 
-// One way to call a tool. A `*` among the arguments stands for any word and, in the answer, for
-// that word. Answers of a node are files in the node's folder, the others in the router's.
+// One way to call a tool. A `*` among the arguments stands for any word, a `*` in the answer for
+// that same word.
 struct Call {
   std::string_view tool;
   std::string_view arguments;
-  bool of_node;
-  std::string_view answer;
-  std::vector<std::string_view> dumps;
+  bool of_node;             // the answer is a file in the node's folder, not in the router's
+  std::string_view answer;  // that file, printed on standard output
+  bool writes_dumps = false;
 };
 
-const std::vector<Call>& calls() {
-  static const std::vector<Call> kCalls = {
-      {"relinfo_print", "", false, "banner.txt", {}},
-      {"nodemap_query", "-v", false, "nodemap.txt", {}},
-      {"confdump", "-c -l 1 -t 1 -o 1", false, "config.txt", {}},
-      {"confdump", "-c -q gl/early/hw-module/profile/bundle-scale/", false, "bundle-scale.txt", {}},
-      {"ifmgr_print", "database -i * -l 0x2", false, "ifmgr/*", {}},
-      {"iftruth_dump",
-       "-g",
-       true,
-       "out/iftruth_dump",
-       {"pidb_physical.dat", "pidb_physical_subif.dat", "pidb_bundle.dat", "pidb_bundle_subif.dat",
-        "pidb_bvi_intf.dat"}},
-      {"tunnel_db_print", "database", true, "out/tunnel_db_print", {"pidb_gre_intf.dat"}},
-      {"hwkey_dump", "-g", true, "out/hwkey_dump", {"pmdb.dat"}},
-      {"hwkey_dump", "-r *", true, "rifs/*", {}},
-      {"mcroute_print", "-cmd 0x9", true, "out/mcroute_print", {}},
-      {"fwdobj_print", "-t 0xbe -l 0 -o b", true, "out/fwdobj_print", {}},
-      {"cat", "/proc/uptime", true, "uptime", {}},
-  };
-  return kCalls;
-}
+constexpr Call kCalls[] = {
+    {"relinfo_print", "", false, "banner.txt"},
+    {"nodemap_query", "-v", false, "nodemap.txt"},
+    {"confdump", "-c -l 1 -t 1 -o 1", false, "config.txt"},
+    {"confdump", "-c -q gl/early/hw-module/profile/bundle-scale/", false, "bundle-scale.txt"},
+    {"ifmgr_print", "database -i * -l 0x2", false, "ifmgr/*"},
+    {"iftruth_dump", "-g", true, "out/iftruth_dump", true},
+    {"tunnel_db_print", "database", true, "out/tunnel_db_print", true},
+    {"hwkey_dump", "-g", true, "out/hwkey_dump", true},
+    {"hwkey_dump", "-r *", true, "rifs/*"},
+    {"mcroute_print", "-cmd 0x9", true, "out/mcroute_print"},
+    {"fwdobj_print", "-t 0xbe -l 0 -o b", true, "out/fwdobj_print"},
+    {"cat", "/proc/uptime", true, "uptime"},
+};
 
-// Where a tool runs: on a node, or on the route processor itself, which has no node folder.
+// Where a tool runs: on a node, or on the route processor itself.
 struct Place {
-  std::string name = "local";
-  std::string folder;
-  std::string tmp;
+  std::string name = "local";  // the node's address
+  std::string folder;          // "nodes/ADDRESS" of the router; empty on the route processor
+  std::string tmp;             // the folder that is the node's /tmp; empty on the route processor
 };
 
+// What a caller names must not lead out of the folder in which it is looked up.
 bool is_plain_name(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos;
 }
@@ -79,7 +71,8 @@ std::optional<Place> find_node(const std::string& address) {
   return place;
 }
 
-// The word that `*` stands for (empty without `*`) if `arguments` are those of the call.
+// Nothing if `arguments` are not those of the call. Otherwise the word that stands for the `*`, or
+// an empty text if the call has none.
 std::optional<std::string> match(const Call& call, const std::vector<std::string>& arguments) {
   const std::vector<std::string> wanted = split_words(call.arguments);
   if (wanted.size() != arguments.size()) return std::nullopt;
@@ -105,6 +98,8 @@ void print_answer(const Place& place, const Call& call, const std::string& word)
   if (answer) copy_bytes(answer.get(), STDOUT_FILENO, kWholeFile);
 }
 
+// Writes a dump file to the node's /tmp. Damages of the file apply one after the other: two halves
+// make a quarter.
 void write_dump(const Place& place, const std::string& name, bool rubbish) {
   const UniqueFd source = open_if_present(place.folder + "/dumps/" + name);
   if (!source) return;
@@ -123,7 +118,20 @@ void write_dump(const Place& place, const std::string& name, bool rubbish) {
       case DamageKind::kEmpty:
         length = 0;
         break;
-      default:
+      // These hit no dump file.
+      case DamageKind::kRefuse:
+      case DamageKind::kLate:
+      case DamageKind::kAbsent:
+      case DamageKind::kExit:
+      case DamageKind::kDown:
+      case DamageKind::kHang:
+      case DamageKind::kDeny:
+      case DamageKind::kOtherKey:
+      case DamageKind::kBanner:
+      case DamageKind::kChatty:
+      case DamageKind::kCut:
+      case DamageKind::kStall:
+      case DamageKind::kFull:
         break;
     }
   }
@@ -135,9 +143,15 @@ void write_dump(const Place& place, const std::string& name, bool rubbish) {
   }
 }
 
+void write_dumps(const Place& place, std::string_view tool, bool rubbish) {
+  for (const DumpOfTool& file : kDumpsOfTools) {
+    if (file.tool == tool) write_dump(place, std::string(file.name), rubbish);
+  }
+}
+
 void report_usage(std::string_view tool) {
   std::string usage = "usage:";
-  for (const Call& call : calls()) {
+  for (const Call& call : kCalls) {
     if (call.tool != tool) continue;
     if (usage.back() != ':') usage += " |";
     usage.append(" ").append(tool).append(" ").append(call.arguments);
@@ -153,13 +167,11 @@ int run_at(const Place& place, const std::vector<std::string>& words) {
   }
   const bool rubbish = damage && damage->kind == DamageKind::kRubbish;
   const std::vector<std::string> arguments(words.begin() + 1, words.end());
-  for (const Call& call : calls()) {
+  for (const Call& call : kCalls) {
     if (call.tool != tool) continue;
     const std::optional<std::string> word = match(call, arguments);
     if (!word) continue;
-    if (!place.folder.empty()) {
-      for (const std::string_view dump : call.dumps) write_dump(place, std::string(dump), rubbish);
-    }
+    if (call.writes_dumps && !place.folder.empty()) write_dumps(place, tool, rubbish);
     if (rubbish) {
       write_all(STDOUT_FILENO, kRubbishText);
     } else {
@@ -179,15 +191,15 @@ bool is_on_node(const std::string& command) {
   return command == tool || command == std::string(kToolFolder) + "/" + std::string(tool);
 }
 
-// Skips `-o OPTION` and `-oOPTION` and returns the first argument after them. Which options there
-// are is of no interest: no node asks who is calling.
+// The index of the first argument after `-o OPTION` and `-oOPTION`. The options are ignored: a
+// simulated node asks for no login.
 std::size_t skip_options(const std::vector<std::string>& argv) {
   std::size_t next = 1;
   while (next < argv.size() && argv[next].rfind("-o", 0) == 0) next += argv[next] == "-o" ? 2 : 1;
   return next;
 }
 
-// The node behind [USER@]ADDRESS. Reports and returns nothing if no node owns it.
+// The node with this [USER@]ADDRESS. Prints an error line and returns nothing if there is none.
 std::optional<Place> reach(const std::string& destination) {
   const std::string address = destination.substr(destination.rfind('@') + 1);
   std::optional<Place> place = find_node(address);
@@ -210,6 +222,7 @@ int run_ssh(const std::vector<std::string>& argv) {
     write_all(STDOUT_FILENO, kRubbishText);
     return 0;
   }
+  // As ssh does: the arguments are joined, and the node's shell splits them anew.
   std::string line;
   for (; next < argv.size(); ++next) line += argv[next] + " ";
   const std::vector<std::string> words = split_words(line);
@@ -221,7 +234,8 @@ int run_ssh(const std::vector<std::string>& argv) {
   return run_at(*place, words);
 }
 
-// The file that the node shows under `path`; only its /tmp is there.
+// The file that holds what the node has at `path`; empty if the path is not directly in /tmp, the
+// only folder that a simulated node has.
 std::string path_on_node(const Place& place, const std::string& path) {
   constexpr std::string_view kTmp = "/tmp/";
   if (path.rfind(kTmp, 0) != 0 || !is_plain_name(path.substr(kTmp.size()))) return {};
@@ -268,27 +282,9 @@ int run_scp(const std::vector<std::string>& argv) {
 
 }  // namespace
 
-const std::vector<std::string_view>& router_tool_names() {
-  static const std::vector<std::string_view> kNames = {
-      "ssh",        "scp",           "iftruth_dump", "tunnel_db_print",
-      "hwkey_dump", "mcroute_print", "fwdobj_print", "relinfo_print",
-      "confdump",   "nodemap_query", "ifmgr_print"};
-  return kNames;
-}
-
-bool is_router_tool(std::string_view name) {
-  const auto& names = router_tool_names();
-  return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-bool is_dump_file(std::string_view name) {
-  return std::any_of(calls().begin(), calls().end(), [&](const Call& call) {
-    return std::find(call.dumps.begin(), call.dumps.end(), name) != call.dumps.end();
-  });
-}
-
 int run_router_tool(const std::vector<std::string>& argv) {
   const std::string_view tool = base_name(argv.front());
+  // A node of its own (with OpenSSH) has neither ssh nor scp: what runs there is a tool.
   if (const std::string node = own_node(); !node.empty()) return run_at(*find_node(node), argv);
   if ((tool == "ssh" || tool == "scp") && has_openssh()) return run_openssh(argv);
   if (tool == "ssh") return run_ssh(argv);

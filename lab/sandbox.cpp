@@ -24,7 +24,7 @@
 #include "lab/mounts.h"
 #include "lab/posix.h"
 #include "lab/process.h"
-#include "lab/router_tools.h"
+#include "lab/tool_names.h"
 #include "lab/words.h"
 
 namespace zorbec::lab {
@@ -32,11 +32,26 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The machine as it was, while the sandbox is being furnished. Below the lab's own folder, so that
-// it hides nothing that the machine has.
+// How the sandbox is made
+//
+// The checker's paths (/tmp, /pkg/bin) are fixed, and several labs may run at the same time. So the
+// command gets a root of its own, made of mounts in a private mount namespace:
+//
+//   /            a tmpfs, gone with the namespace
+//   /bin, /etc   and all else that the machine has there: bind mounts of the machine's own
+//   /tmp         a tmpfs, or the folder given with --tmp
+//   /pkg/bin     links to this program, one for each tool
+//   /pkg/lab     the router's folder and what the tools need (layout.h)
+//
+// The steps are: note all paths while they still mean what the caller meant (make_plan), enter the
+// namespace, swap the root, bind what is needed from the old root, take the old root away.
+
+// The machine's root while the sandbox is made. It is below the lab's own folder, so that it hides
+// nothing of the machine.
 constexpr char kMachine[] = "/pkg/lab/machine";
 
-// Everything that has to be known before the mounts change, with all links resolved.
+// Everything that has to be known before the mounts change. All links are resolved, because a link
+// may lead through a folder that the sandbox replaces.
 struct Plan {
   fs::path router;
   fs::path tmp;
@@ -47,7 +62,8 @@ struct Plan {
   std::set<std::string> kept_below_tmp;  // names in the machine's /tmp that stay visible
 };
 
-// A place of the right kind to bind `source` to.
+// Makes the folder or the file to which `source` can be bound: the kernel binds a folder only to a
+// folder, and a file only to a file.
 void make_mount_point(const fs::path& source, const fs::path& target) {
   if (fs::is_directory(source)) {
     fs::create_directories(target);
@@ -56,19 +72,21 @@ void make_mount_point(const fs::path& source, const fs::path& target) {
   }
 }
 
+// Keeps the whole first folder below /tmp, because what is beside a program may belong to it.
 void keep_first_below_tmp(const fs::path& path, Plan& plan) {
   const fs::path below = path.lexically_normal().lexically_relative("/tmp");
   if (below.empty() || below == "." || *below.begin() == "..") return;
   plan.kept_below_tmp.insert(*below.begin());
 }
 
-// The path as written, and where its links lead.
+// Keeps the path as it is written, and the place where its links lead.
 void keep_visible(const fs::path& path, Plan& plan) {
   keep_first_below_tmp(fs::absolute(path), plan);
   std::error_code ignored;
   keep_first_below_tmp(fs::canonical(path, ignored), plan);
 }
 
+// The program that execvp() will find. Its folder may be below /tmp, and has to stay visible then.
 fs::path find_command(const std::string& name) {
   if (name.find('/') != std::string::npos) return name;
   const char* path = std::getenv("PATH");
@@ -82,6 +100,7 @@ fs::path find_command(const std::string& name) {
   return {};
 }
 
+// What is wrong with a router is said before anything starts.
 void check_router(const fs::path& router, bool openssh) {
   if (!fs::is_directory(router)) {
     throw std::invalid_argument("no router folder: " + router.string());
@@ -101,6 +120,7 @@ Plan make_plan(const RunOptions& options) {
   check_router(options.router, options.openssh);
   Plan plan;
   plan.router = fs::canonical(options.router);
+  // argv[0] may be a bare name.
   plan.program = fs::canonical("/proc/self/exe");
   plan.cwd = fs::current_path();
   keep_visible(options.router, plan);
@@ -114,6 +134,7 @@ Plan make_plan(const RunOptions& options) {
     if (!fs::is_empty(plan.tmp)) {
       throw std::invalid_argument("--tmp folder is not empty: " + options.tmp);
     }
+    // As any /tmp: open to all, but nobody removes the files of others.
     if (::chmod(plan.tmp.c_str(), 01777) != 0) throw_errno("chmod", plan.tmp);
   }
   if (!options.calls.empty()) {
@@ -136,18 +157,20 @@ void enter_namespace(bool openssh) {
     if (::unshare(CLONE_NEWNS | CLONE_NEWUSER) != 0) {
       throw_errno("unshare", "(the lab needs root, or user namespaces)");
     }
-    // The kernel lets an unprivileged process map its group only after giving up setgroups.
+    // We are root in the new user namespace, and files of the user are root's there. The kernel
+    // lets an unprivileged process map its group only after it gave up setgroups().
     write_text("/proc/self/setgroups", "deny");
     write_text("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
     write_text("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
   }
+  // The mounts may be shared with the machine: ours would show up there.
   if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
     throw_errno("make mounts private below", "/");
   }
 }
 
-// Makes a new root and moves the machine's to kMachine. The new root is built on /tmp because
-// every machine has that folder and nothing has to be created on its disk.
+// Makes a new root and moves the machine's root to kMachine. The new root is mounted on /tmp,
+// because every machine has that folder: nothing has to be made on its disk.
 void change_root() {
   mount_tmpfs("/tmp", "mode=0755");
   fs::create_directories(std::string("/tmp") + kMachine);
@@ -156,6 +179,7 @@ void change_root() {
   if (::chdir("/") != 0) throw_errno("chdir", "/");
 }
 
+// Not the whole root at once: /pkg and /tmp must be the lab's own, and /pkg may be missing.
 void show_machine() {
   for (const fs::directory_entry& entry : fs::directory_iterator(kMachine)) {
     const fs::path target = "/" / entry.path().filename();
@@ -175,7 +199,8 @@ void copy_tree_if_present(const fs::path& source, const fs::path& target) {
   }
 }
 
-// The mount points that were made in a --tmp folder and are to go from it again.
+// The mount points that were made in the folder given with --tmp. The caller keeps that folder, so
+// they are removed from it at the end.
 class MountPoints {
  public:
   MountPoints() = default;
@@ -204,7 +229,7 @@ void furnish_tmp(const Plan& plan, MountPoints& made) {
     const fs::path target = fs::path("/tmp") / name;
     make_mount_point(source, target);
     bind_mount(source, target);
-    if (!plan.tmp.empty()) made.add(target);
+    if (!plan.tmp.empty()) made.add(target);  // a tmpfs goes by itself
   }
   copy_tree_if_present(fs::path(kRouterFolder) / "tmp", "/tmp");
 }
@@ -220,9 +245,10 @@ void furnish_pkg(const Plan& plan) {
   if (!plan.calls.empty()) bind_fixed(plan.calls, kCallFile);
 
   fs::create_directory(kToolFolder);
-  for (const std::string_view tool : router_tool_names()) {
+  for (const std::string_view tool : kRouterTools) {
     fs::create_symlink(kProgram, fs::path(kToolFolder) / tool);
   }
+  // A node with an ssh server covers this file with its own; everywhere else it is empty.
   write_text(kNodeFile, "");
   fs::create_directory(kNodeArea);
   const fs::path nodes = fs::path(kRouterFolder) / "nodes";
@@ -234,13 +260,16 @@ void furnish_pkg(const Plan& plan) {
   }
 }
 
+// Without this, the command could reach the true /tmp through the old root.
 void leave_machine() {
   if (::umount2(kMachine, MNT_DETACH) != 0) throw_errno("umount", kMachine);
   fs::remove(kMachine);
 }
 
-// The signals that the lab waits for, blocked for as long as it lives. The command starts with the
-// mask and the SIGCHLD action that the lab itself was started with.
+// Blocks the signals for which the lab waits with sigwaitinfo(): no handler is needed, and none
+// comes between two steps. SIGCHLD gets its default action, because an ignored one is never sent.
+//
+// restore() gives the command the signal mask and the action that the lab itself was started with.
 class BlockedSignals {
  public:
   BlockedSignals() {
@@ -277,10 +306,11 @@ int wait_for(pid_t command, const BlockedSignals& signals) {
   for (;;) {
     const siginfo_t info = signals.wait();
     if (info.si_signo != SIGCHLD) {
-      // What the terminal sends has reached the command already.
+      // A terminal sends its signals to the whole process group: the command has this one already.
       if (info.si_code != SI_KERNEL) ::kill(command, info.si_signo);
       continue;
     }
+    // Several children may have ended for one SIGCHLD, orphans among them.
     int status = 0;
     pid_t ended = 0;
     while ((ended = ::waitpid(-1, &status, WNOHANG)) > 0) {
@@ -289,8 +319,8 @@ int wait_for(pid_t command, const BlockedSignals& signals) {
   }
 }
 
-// Ends what the command left running. Orphans become children of this process, their own children
-// only when they have ended: hence the rounds.
+// Kills what the command left running. This process is a subreaper: orphans become its children.
+// The children of an orphan become ours only when the orphan has ended, so one round is not enough.
 void kill_leftovers() {
   const std::string list = "/proc/self/task/" + std::to_string(::syscall(SYS_gettid)) + "/children";
   for (;;) {
@@ -311,17 +341,21 @@ int run_in_sandbox(const RunOptions& options) {
   MountPoints mount_points;
   furnish_tmp(plan, mount_points);
   leave_machine();
+  // The caller's folder may be hidden here, below /pkg for one.
   if (::chdir(plan.cwd.c_str()) != 0 && ::chdir("/") != 0) throw_errno("chdir", "/");
 
+  // The checker calls ssh, scp and some tools without a folder.
   const char* path = std::getenv("PATH");
   const std::string tools_first = std::string(kToolFolder) + ":" + (path == nullptr ? "" : path);
   ::setenv("PATH", tools_first.c_str(), 1);
   write_text(kStartFile, std::to_string(monotonic_ns()));
 
+  // What the command leaves running becomes ours, see kill_leftovers().
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);
   if (options.openssh) start_chassis(plan.ssh_config);
   const BlockedSignals signals;
   const pid_t command = start_process(options.command.front(), options.command, [&] {
+    // A lab that is killed takes the command along.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     signals.restore();
   });

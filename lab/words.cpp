@@ -1,6 +1,8 @@
 #include "lab/words.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 
 namespace zorbec::lab {
 
@@ -15,6 +17,12 @@ std::vector<std::string> split_words(std::string_view text) {
     words.emplace_back(text.substr(0, length));
     text.remove_prefix(length);
   }
+}
+
+std::string hex_text(std::uint64_t value) {
+  std::array<char, 16> digits;
+  const auto [end, error] = std::to_chars(digits.begin(), digits.end(), value, 16);
+  return "0x" + std::string(digits.begin(), end);
 }
 
 }  // namespace zorbec::lab

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <set>
+#include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "lab_process.h"
 
@@ -97,12 +100,6 @@ const WrongLine kServerDamages[] = {
 INSTANTIATE_TEST_SUITE_P(All, DamageOfRealServers, ::testing::ValuesIn(kServerDamages),
                          [](const auto& row) { return row.param.name; });
 
-TEST(NeedsOpenssh, not_what_the_simulated_tools_show) {
-  for (const Damage& damage : parse_damage("* ssh late 5\n* scp refuse\n* pmdb.dat half\n")) {
-    EXPECT_FALSE(needs_openssh(damage)) << damage.what;
-  }
-}
-
 TEST(DamagesThatHit, come_in_file_order) {
   const std::vector<Damage> damages = parse_damage(
       "* ssh late 1\nlocal ssh late 2\n192.0.16.1 ssh late 3\n192.0.16.1 scp late 4\n"
@@ -190,6 +187,7 @@ const EffectCase kEffects[] = {
      "dump 192.0.16.1; copy 192.0.16.1", "done\nstatus 0\n0\nstatus 0\n0\n01"},
     {"last_outcome_stands", "* hwkey_dump exit 4\n192.0.16.1 hwkey_dump none",
      "dump 192.0.16.1; dump 192.0.17.1", "status 0\n0\nstatus 4\n1\n"},
+    {"tool_late", "* hwkey_dump late 1", "dump 192.0.16.1", "done\nstatus 0\n0\n"},
     {"local_tool", "local relinfo_print rubbish", "relinfo_print", RUBBISH},
     {"local_tool_absent", "local relinfo_print absent", "relinfo_print 2> /tmp/err; echo $?",
      "127\n"},
@@ -199,6 +197,53 @@ const EffectCase kEffects[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, DamageEffect, ::testing::ValuesIn(kEffects),
                          [](const auto& row) { return row.param.name; });
+
+// The kinds of damage that these lines of damage.txt order.
+std::set<std::string> kinds_in(const std::string& text) {
+  std::set<std::string> kinds;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line);
+    std::string where;
+    std::string what;
+    std::string kind;
+    if (words >> where >> what >> kind) kinds.insert(kind);
+  }
+  return kinds;
+}
+
+TEST(EveryKindOfDamage, is_tried_above) {
+  std::set<std::string> shown_by_all;
+  for (const EffectCase& row : kEffects) shown_by_all.merge(kinds_in(row.damage));
+  std::set<std::string> shown_by_openssh;
+  for (const WrongLine& row : kServerDamages) shown_by_openssh.merge(kinds_in(row.text));
+  for (const DamageKindRow& row : kDamageKinds) {
+    const bool is_for_all = row.shown_by == ShownBy::kAll;
+    EXPECT_EQ(shown_by_all.count(std::string(row.name)), is_for_all ? 1U : 0U) << row.name;
+    EXPECT_EQ(shown_by_openssh.count(std::string(row.name)), is_for_all ? 0U : 1U) << row.name;
+  }
+}
+
+TEST(EveryKindOfDamage, hits_what_its_row_says) {
+  const std::pair<const char*, unsigned> targets[] = {
+      {"ssh", kHitsSsh},        {"scp", kHitsScp},     {"hwkey_dump", kHitsTools},
+      {"pmdb.dat", kHitsFiles}, {"sshd", kHitsServer}, {"tmp", kHitsTmp},
+  };
+  for (const DamageKindRow& row : kDamageKinds) {
+    for (const auto& [what, bit] : targets) {
+      std::string line = "* " + std::string(what) + " " + std::string(row.name);
+      if (row.largest_argument != kNoArgument) line += " " + std::to_string(row.largest_argument);
+      if ((row.targets & bit) == 0) {
+        EXPECT_THROW(parse_damage(line), std::invalid_argument) << line;
+        continue;
+      }
+      const std::vector<Damage> damages = parse_damage(line);
+      ASSERT_EQ(damages.size(), 1U) << line;
+      EXPECT_EQ(damages[0].kind, row.kind) << line;
+      EXPECT_EQ(needs_openssh(damages[0]), row.shown_by == ShownBy::kOpenssh) << line;
+    }
+  }
+}
 
 TEST(LateDamage, delays_add_up_and_the_answer_stays) {
   const TestFolder router;

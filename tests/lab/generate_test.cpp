@@ -12,8 +12,9 @@
 #include <set>
 #include <sstream>
 
-#include "lab/defects.h"
+#include "lab/defect_kinds.h"
 #include "lab/expected_keys.h"
+#include "lab/words.h"
 #include "lab_process.h"
 
 namespace zorbec::lab {
@@ -159,6 +160,35 @@ TEST_P(GeneratedModel, is_consistent) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, GeneratedModel, ::testing::Range(1, 10));
+
+class GeneratedDefect : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(GeneratedDefect, is_planted) {
+  const std::string& name = GetParam();
+  const TestFolder folder;
+  RouterOptions options;
+  options.multicast = 3;
+  generate_router(folder.path(), options, {name});
+  const json defects = json::parse(file_text(folder.path() / "planted.json")).at("defects");
+  ASSERT_EQ(defects.size(), 1U);
+  EXPECT_EQ(defects[0].at("kind"), name);
+  const TestFolder without;
+  generate_router(without.path(), options, {});
+  EXPECT_NE(all_files(folder.path() / "nodes"), all_files(without.path() / "nodes"));
+}
+
+std::vector<std::string> defect_names() {
+  std::vector<std::string> names;
+  for (const DefectKindRow& row : kDefectKinds) names.emplace_back(row.name);
+  return names;
+}
+
+INSTANTIATE_TEST_SUITE_P(All, GeneratedDefect, ::testing::ValuesIn(defect_names()),
+                         [](const auto& row) {
+                           std::string name = row.param;
+                           std::replace(name.begin(), name.end(), '-', '_');
+                           return name;
+                         });
 
 TEST(GeneratedRouter, has_exactly_the_planted_defects) {
   const TestFolder folder;

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "lab/generate.h"
+#include "lab/words.h"
 #include "lab_process.h"
 
 namespace zorbec::lab {
@@ -155,7 +156,7 @@ Planted read_planted(const fs::path& router) {
   const json document = json::parse(file_text(router / "planted.json"));
   for (const json& defect : document.at("defects")) {
     const std::string kind = defect.at("kind");
-    if (!is_multicast_defect(kind)) continue;
+    if (!is_multicast_defect(parse_defect(kind).kind)) continue;
     ++planted.kinds[kind];
     if (defect.contains("ends_check")) ++planted.ends;
     for (const json& finding : defect.at("findings")) planted.lines.push_back(finding.at("text"));
