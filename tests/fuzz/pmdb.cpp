@@ -37,7 +37,7 @@ std::string answer(const std::string& command) {
   const std::string key =
       command.substr(kBefore.size(), command.size() - kBefore.size() - kBehind.size());
   require(is_one_word(key), "a key is one word to a shell");
-  return key.size() % 3 == 0 ? "ifh name Bundle-Ether3\n" : "HundredGigE0/2/0/3\n";
+  return key.size() % 3 == 0 ? "ifh name Bundle-Ether3\n" : "Port0/2/0/3\n";
 }
 
 // Interfaces that expect the keys of the table, and one that is not there.
