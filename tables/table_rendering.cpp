@@ -18,13 +18,6 @@ void append_scalar(std::string& out, const Number& number) {
   out += std::to_string(number.value);
 }
 
-struct Text {
-  std::string_view characters;
-};
-void append_scalar(std::string& out, const Text& text) {
-  append_json_text(out, text.characters);
-}
-
 // A scalar of a dump, as the dump wrote it.
 struct DumpedScalar {
   JsonValue value;
@@ -260,7 +253,7 @@ template <typename Entry>
 bool for_each_element(const Handles& list, Entry entry) {
   if (list.list->dumped && !for_each_element(DumpedList{*list.list->dumped}, entry)) return false;
   return std::ranges::all_of(list.list->listed,
-                             [&](const std::string& handle) { return entry(Text{handle}); });
+                             [&](const std::string& handle) { return entry(JsonText{handle}); });
 }
 
 std::size_t least_columns(const Record& record) {
