@@ -11,8 +11,8 @@
 
 #include "base/error.h"
 #include "base/log_stream.h"
-#include "base/output_file.h"
 #include "host/diff/report_diff.h"
+#include "host/report/output_file.h"
 #include "host/report/report_file.h"
 #include "host/words/wrapped_text.h"
 
