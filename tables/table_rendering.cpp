@@ -120,7 +120,7 @@ class FoldedLines {
   struct Form {
     struct Line {
       std::string_view name;
-      Piece before;
+      std::string before;
       std::uint32_t slot;
     };
     std::vector<Line> lines;  // sorted by name
@@ -154,7 +154,8 @@ class FoldedLines {
       append_json_text(before, shape.members[index].name);
       before += ": ";
       form.bytes += before.size();
-      form.lines.push_back({shape.members[index].name, Piece(before), shape.members[index].slot});
+      form.lines.push_back(
+          {shape.members[index].name, std::move(before), shape.members[index].slot});
       opening = ',';
     }
     form.closing.append(1, '\n').append(indent_, ' ').append(1, '}');
@@ -195,7 +196,8 @@ bool append_folded(std::string& out, const Record& record, std::size_t indent, P
       out.resize(before + form.bytes + value_bytes + kScanSlack);
       char* at = out.data() + before;
       for (; done < end; ++done) {
-        at = copy_value(form.lines[done].slot, form.lines[done].before.copy_to(at));
+        const FoldedLines::Form::Line& line = form.lines[done];
+        at = copy_value(line.slot, at + line.before.copy(at, line.before.size()));
       }
       out.resize(static_cast<std::size_t>(at - out.data()));
     };
