@@ -5,6 +5,7 @@
 #include <fmt/ranges.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>

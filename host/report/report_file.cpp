@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <new>
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "base/error.h"
