@@ -142,7 +142,7 @@ class CheckRun : public Observer {
   // Judges what came of the runs and puts it out. Returns the exit code.
   ExitCode report(std::vector<RunFacts> runs, std::chrono::system_clock::time_point started,
                   std::chrono::steady_clock::time_point clock) {
-    Report report = judge(std::move(runs), options_.selection, ended_early_);
+    Report report = judge(std::move(runs), options_.selection, ended_early_.reason());
     report.started = started;
     report.took = std::chrono::steady_clock::now() - clock;
     if (stream_) stream_->end(report.verdict);
@@ -171,7 +171,7 @@ class CheckRun : public Observer {
     watch.shows_progress = watch.is_terminal || options_.shows_progress;
     watch.status_line = [this] { return printable(progress_.line()); };
     watch.end_early = [this](Reason reason, int signal) {
-      ended_early_ = reason;
+      ended_early_.set(reason);
       run_state().commands().end(signal);
     };
     return watch;
@@ -242,7 +242,7 @@ class CheckRun : public Observer {
   Progress progress_;
   std::optional<Recorder> recorder_;
   std::optional<EventStream> stream_;
-  EndedEarly ended_early_{std::nullopt};
+  EndedEarly ended_early_;
   std::optional<std::string> usage_error_;
   UniqueFd null_;
   std::optional<Watch> watch_;

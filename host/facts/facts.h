@@ -19,7 +19,19 @@ namespace zorbec {
 
 // Why the check was ended before its time, kInterrupted or kDeadline; empty: it was not. Set by the
 // thread that takes signals and keeps time, read by workers.
-using EndedEarly = std::atomic<std::optional<Reason>>;
+class EndedEarly {
+ public:
+  std::optional<Reason> reason() const {
+    const std::size_t place = place_;
+    if (place == kNotEnded) return std::nullopt;
+    return kEnumerators<Reason>[place];
+  }
+  void set(Reason reason) { place_ = enum_index(reason); }
+
+ private:
+  static constexpr std::size_t kNotEnded = kEnumCount<Reason>;
+  std::atomic<std::size_t> place_ = kNotEnded;
+};
 
 using Problems = std::vector<Problem>;
 

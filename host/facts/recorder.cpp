@@ -408,7 +408,7 @@ Problems& Recorder::problems_at(const Place& place) {
 
 Reason Recorder::reason_of(const std::exception& error) const {
   if (dynamic_cast<const Interrupted*>(&error) != nullptr) {
-    return ended_early_.load().value_or(Reason::kInterrupted);
+    return ended_early_.reason().value_or(Reason::kInterrupted);
   }
   if (const auto* json = dynamic_cast<const JsonError*>(&error)) {
     return json->is_truncated() ? Reason::kTruncated : Reason::kNotJson;
