@@ -2,7 +2,7 @@
 
 #include "host/report/exit_code.h"
 
-namespace CLI {
+namespace CLI {  // NOLINT(readability-identifier-naming): the library's name
 class App;
 }
 

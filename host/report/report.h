@@ -39,7 +39,8 @@ class ReportClass {
     return static_cast<InterfaceClass>(index_);
   }
 
-  friend constexpr auto operator<=>(const ReportClass&, const ReportClass&) = default;
+  friend constexpr bool operator==(ReportClass a, ReportClass b) { return a.index_ == b.index_; }
+  friend constexpr auto operator<=>(ReportClass a, ReportClass b) { return a.index_ <=> b.index_; }
 
  private:
   constexpr explicit ReportClass(std::size_t index) : index_(index) {}
