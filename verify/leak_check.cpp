@@ -35,10 +35,15 @@ std::string question_about(std::string_view key) {
   return "ifmgr_print database -i " + std::string(key) + " -l 0x2";
 }
 
+// The questions up to the first entry at which the leak check ends.
 void announce_questions(const PmdbTable& pmdb) {
   announce_commands([&](const CommandRunner::Visit& visit) {
     for (std::uint32_t entry = 0; entry < pmdb.size(); ++entry) {
-      if (!pmdb.is_claimed(entry)) visit({question_about(pmdb.name(entry))});
+      const std::string_view key = pmdb.name(entry);
+      if (!pmdb.document().value(entry).is_object()) return;
+      if (pmdb.is_visited(entry)) continue;
+      if (!is_plain_word(key)) return;
+      visit({question_about(key)});
     }
   });
 }
