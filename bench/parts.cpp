@@ -52,15 +52,15 @@ FileText copy_of(std::string_view text) {
   return copy;
 }
 
-// The node's PMDB as its tool writes it, and the same with one entry more of another form, which
-// only the complete parser and the general renderer know.
+// The node's PMDB as its tool writes it, and the same with a last entry of another form, which only
+// the complete parser and the general renderer know. The quick reader has read all others in vain.
 constexpr const char* kPlain = "";
-constexpr const char* kWideKey = R"("4294967296": {"type": 1}, )";
-constexpr const char* kNested = R"("4294967294": {"type": {"of": 1}}, )";
+constexpr const char* kWideKey = R"(, "4294967296": {"key_type": 1})";
+constexpr const char* kNested = R"(, "1": {"key_type": {"of": 1}})";
 
 std::string pmdb_text(const char* odd_entry) {
   std::string text(dump("pmdb").view());
-  return text.insert(text.find('{') + 1, odd_entry);
+  return text.insert(text.rfind('}'), odd_entry);
 }
 
 // Loads what the node reports; no keys are derived yet.

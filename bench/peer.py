@@ -148,7 +148,8 @@ class Verification:
             return
         results = []
         for name, _, table, heading, label in CLASSES:
-            log.write(f"\n{heading} verification\n{table} is :\n{render(self.router.tables[name])}\n")
+            text = render(self.router.tables[name])
+            log.write(f"\n{heading} verification\n{table} is :\n{text}\n")
             if name == "physical":
                 log.write(f"\npmdb_dict is :\n{render(pmdb)}\n")
             results.append(self.compare(self.router.tables[name], pmdb, log, node))
