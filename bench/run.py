@@ -208,7 +208,9 @@ def section_scale(bench):
     print_sizes(router, results["check"])
     print_figure("CPU, check : only reading and writing, 1 CPU",
                  ratio(results["one"], results["io_floor"], "cpu"))
-    print_figure("wall, script : check, 1 CPU", script[0]["wall"] / median(results["one"], "wall"))
+    for name, what in (("cpu", "CPU"), ("wall", "wall")):
+        print_figure(f"{what}, script : check, 1 CPU",
+                     script[0][name] / median(results["one"], name))
 
 
 def compare_logs(bench):
@@ -256,9 +258,9 @@ def section_unhealthy(bench):
     for name, rows in results.items():
         print_row(f"{name}, {rows[0]['findings']:,} findings", rows)
     for name in ("missing", "leaked"):
-        cost = statistics.median((sick["cpu"] - well["cpu"]) / sick["findings"]
+        more = statistics.median(sick["cpu"] - well["cpu"]
                                  for sick, well in zip(results[name], results["healthy"]))
-        print_figure(f"CPU of a finding, {name}", 1e6 * cost, "us")
+        print_figure(f"CPU, {name} beyond healthy", more, "s")
     leaky = bench.router("leaky", "--line-cards 2 --interfaces 100 --seed 1 --defect leaked:3000")
     print_head("2 cards with 3,000 leaks, each asked for, one round")
     print_phases([bench.check(leaky)])
