@@ -298,8 +298,10 @@ def section_parts(bench):
     for part in sorted(parts, key=lambda part: (part["family_index"], part["run_name"])):
         rates = [f"{part[rate] / 1e6:9.1f} M{unit}/s" for rate, unit in
                  (("bytes_per_second", "B"), ("items_per_second", " items")) if rate in part]
-        name = part["run_name"].removesuffix("/real_time")
-        print(f"  {name:<30}{part['real_time']:9.1f} {part['time_unit']}{''.join(rates)}")
+        # CPU time, but wall time where what takes the time is another process.
+        which = "real_time" if part["run_name"].startswith("run_command/") else "cpu_time"
+        name = part["run_name"].replace("/real_time", "")
+        print(f"  {name:<30}{part[which]:9.1f} {part['time_unit']}{''.join(rates)}")
 
 
 SECTIONS = {"scale": section_scale, "growth": section_growth, "unhealthy": section_unhealthy,
