@@ -1,9 +1,10 @@
 // One check in this process: what it took, or each of its phases if it is watched, as JSON.
 //
-//   zorbec-bench-check REPORT MODE [watched]
+//   zorbec-bench-check REPORT MODE [watched] [answered ROUTER]
 //
-// Phases and commands are known from what the run tells an observer. A run that is watched does
-// more than one that is not: it looks into every dump for something to tell.
+// watched    The report has each phase and its commands, as the run tells an observer. Such a run
+//            does more than others: it looks into every dump for something to tell.
+// answered   No command is run: all are answered from the folder ROUTER, and the dumps are in /tmp.
 
 #include <sys/resource.h>
 
@@ -12,17 +13,19 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <filesystem>
 #include <fstream>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <variant>
-#include <vector>
 
-#include "base/huge_pages.h"
 #include "base/mutex.h"
+#include "bench/answered_commands.h"
 #include "context/observer.h"
 #include "context/run_state.h"
+#include "context/this_machine.h"
 #include "run/run_driver.h"
 
 namespace zorbec {
@@ -31,19 +34,14 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-// CPU time in seconds, and as much of it as was spent in user mode.
-struct CpuTime {
-  double all = 0;
-  double user = 0;
-};
-
-CpuTime cpu_time(int whose) {
+// CPU time of this process (RUSAGE_SELF) or its ended children (RUSAGE_CHILDREN), in seconds.
+double cpu_time(int whose) {
   const auto seconds = [](const timeval& time) {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
   };
   rusage usage{};
   getrusage(whose, &usage);
-  return {seconds(usage.ru_utime) + seconds(usage.ru_stime), seconds(usage.ru_utime)};
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
 // Largest resident size since the last reset, in bytes.
@@ -73,7 +71,6 @@ class Stopwatch : public Observer {
       own_commands() += command->took;
       const MutexLock lock(mutex_);
       ++commands_;
-      in_commands_ += command->took;
       slowest_worker_ = std::max(slowest_worker_, own_commands());
     }
   }
@@ -86,7 +83,7 @@ class Stopwatch : public Observer {
     commands_cpu_ = cpu_time(RUSAGE_CHILDREN);
     const MutexLock lock(mutex_);
     commands_ = 0;
-    in_commands_ = slowest_worker_ = Seconds(0);
+    slowest_worker_ = Seconds(0);
     reset_peak_memory();
   }
 
@@ -94,15 +91,13 @@ class Stopwatch : public Observer {
   const nlohmann::ordered_json& end() {
     if (name_ == nullptr) return phases_;
     const Seconds wall = Clock::now() - started_;
-    const CpuTime cpu = cpu_time(RUSAGE_SELF);
+    const double cpu = cpu_time(RUSAGE_SELF) - cpu_;
     const MutexLock lock(mutex_);
     phases_[name_] = {{"wall", wall.count()},
-                      {"cpu", cpu.all - cpu_.all},
-                      {"user_cpu", cpu.user - cpu_.user},
-                      {"commands_cpu", cpu_time(RUSAGE_CHILDREN).all - commands_cpu_.all},
+                      {"cpu", cpu},
+                      {"commands_cpu", cpu_time(RUSAGE_CHILDREN) - commands_cpu_},
                       {"peak_bytes", peak_memory()},
                       {"commands", commands_},
-                      {"in_commands", in_commands_.count()},
                       {"slowest_worker_in_commands", slowest_worker_.count()}};
     name_ = nullptr;
     return phases_;
@@ -118,36 +113,55 @@ class Stopwatch : public Observer {
   nlohmann::ordered_json phases_ = nlohmann::ordered_json::object();
   const char* name_ = nullptr;
   Clock::time_point started_;
-  CpuTime cpu_;
-  CpuTime commands_cpu_;
+  double cpu_ = 0;
+  double commands_cpu_ = 0;
 
   Mutex mutex_;
   std::size_t commands_ ZORBEC_GUARDED_BY(mutex_) = 0;
-  Seconds in_commands_ ZORBEC_GUARDED_BY(mutex_){0};
   Seconds slowest_worker_ ZORBEC_GUARDED_BY(mutex_){0};
 };
 
-// Uses as much memory in huge pages as the dumps that are in /tmp already will need, with half of
-// their size for what is noted of them, and gives it back, so that it is free in this machine. A
-// virtual machine's host may have taken back what was free, and time in which it is fetched from
-// there is not the check's.
-void warm_large_pages() {
-  std::size_t bytes = 0;
-  for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {
-    if (entry.path().extension() == ".dat") bytes += entry.file_size();
+struct Options {
+  std::string report;
+  std::uint32_t mode = 0;
+  bool watched = false;
+  std::string answered;  // folder of the router that answers; empty: commands are run
+};
+
+Options read_options(int argc, char** argv) {
+  if (argc < 3) throw std::invalid_argument("REPORT and MODE are missing");
+  Options options;
+  options.report = argv[1];
+  options.mode = static_cast<std::uint32_t>(std::atoi(argv[2]));
+  for (int i = 3; i < argc; ++i) {
+    const std::string_view word = argv[i];
+    if (word == "watched") {
+      options.watched = true;
+    } else if (word == "answered" && i + 1 < argc) {
+      options.answered = argv[++i];
+    } else {
+      throw std::invalid_argument("what is " + std::string(word) + "?");
+    }
   }
-  const std::vector<char, HugePages<char>> touched(bytes + bytes / 2);
+  return options;
 }
 
-int run(const std::string& report, std::uint32_t mode, bool watched) {
-  warm_large_pages();
-  bring_up_run_state();
+Machine machine_of(const Options& options) {
+  Machine machine = this_machine();
+  if (!options.answered.empty()) {
+    machine.commands = std::make_unique<AnsweredCommands>(options.answered);
+  }
+  return machine;
+}
+
+int run(const Options& options) {
+  bring_up_run_state(machine_of(options));
   Stopwatch stopwatch;
-  if (watched) run_state().observer = &stopwatch;
-  stopwatch.begin(watched ? "set-up" : "check");
+  if (options.watched) run_state().observer = &stopwatch;
+  stopwatch.begin(options.watched ? "set-up" : "check");
   std::string error;
-  const int status = run_zorbec(mode, error);
-  std::ofstream(report) << stopwatch.end() << '\n';
+  const int status = run_zorbec(options.mode, error);
+  std::ofstream(options.report) << stopwatch.end() << '\n';
   if (status != 0) std::fprintf(stderr, "%s\n", error.c_str());
   return status == 0 ? 0 : 1;
 }
@@ -156,12 +170,12 @@ int run(const std::string& report, std::uint32_t mode, bool watched) {
 }  // namespace zorbec
 
 int main(int argc, char** argv) {
-  if (argc < 3) {
-    std::fprintf(stderr, "usage: %s REPORT MODE [watched]\n", argv[0]);
-    return 2;
-  }
   try {
-    return zorbec::run(argv[1], static_cast<std::uint32_t>(std::atoi(argv[2])), argc > 3);
+    return zorbec::run(zorbec::read_options(argc, argv));
+  } catch (const std::invalid_argument& error) {
+    std::fprintf(stderr, "%s\nusage: %s REPORT MODE [watched] [answered ROUTER]\n", error.what(),
+                 argv[0]);
+    return 2;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 1;

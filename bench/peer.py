@@ -2,11 +2,10 @@
 """The script that an engineer would write for the interface check: reads the dumps that a check
 left in a folder and writes the same logs.
 
-    peer.py DUMPS LOGS [--model CODE] [--bundle-scale N] [--tables-once]
+    peer.py DUMPS LOGS [--model CODE] [--bundle-scale N]
 
 It runs no commands, so that a leaked key is reported without asking whether it is a bundle's.
-Tables are rendered where the log shows them, in every node's log; with --tables-once only once
-for all.
+Tables are rendered where the log shows them, in every node's log.
 """
 
 import argparse
@@ -138,16 +137,8 @@ class Router:
 
 
 class Verification:
-    def __init__(self, router, tables_once):
+    def __init__(self, router):
         self.router = router
-        self.rendered = {} if tables_once else None
-
-    def table_text(self, name):
-        if self.rendered is None:
-            return render(self.router.tables[name])
-        if name not in self.rendered:
-            self.rendered[name] = render(self.router.tables[name])
-        return self.rendered[name]
 
     def verify(self, node, log):
         pmdb = self.router.pmdb_keys.get(node)
@@ -157,7 +148,8 @@ class Verification:
             return
         results = []
         for name, _, table, heading, label in CLASSES:
-            log.write(f"\n{heading} verification\n{table} is :\n{self.table_text(name)}\n")
+            text = render(self.router.tables[name])
+            log.write(f"\n{heading} verification\n{table} is :\n{text}\n")
             if name == "physical":
                 log.write(f"\npmdb_dict is :\n{render(pmdb)}\n")
             results.append(self.compare(self.router.tables[name], pmdb, log, node))
@@ -205,12 +197,11 @@ def main():
     parser.add_argument("logs", type=pathlib.Path)
     parser.add_argument("--model", type=int, default=1)
     parser.add_argument("--bundle-scale", type=int, default=256)
-    parser.add_argument("--tables-once", action="store_true")
     arguments = parser.parse_args()
 
     begin = time.monotonic()
     router = Router(arguments.dumps, arguments.model, arguments.bundle_scale)
-    verification = Verification(router, arguments.tables_once)
+    verification = Verification(router)
     for node in router.nodes:
         with open(arguments.logs / f"debug_logs_{node}.txt", "w", encoding="utf-8") as log:
             verification.verify(node, log)
