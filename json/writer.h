@@ -1,10 +1,13 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <variant>
+#include <vector>
 
 #include "base/columns.h"
 
@@ -20,6 +23,30 @@ struct JsonText {
 };
 inline void append_scalar(std::string& out, const JsonText& text) {
   append_json_text(out, text.characters);
+}
+
+// A std::vector is a list of what it holds, and a std::variant is what it holds at the moment.
+template <typename T>
+std::size_t entry_count(const std::vector<T>& list) {
+  return list.size();
+}
+template <typename T, typename Entry>
+bool for_each_element(const std::vector<T>& list, Entry entry) {
+  return std::ranges::all_of(list, entry);
+}
+template <typename... Types, typename Visitor>
+void visit_json(const std::variant<Types...>& value, Visitor visitor) {
+  std::visit(visitor, value);
+}
+
+// A map or list of a type that tells no more may be as narrow as it likes, and has no quicker way.
+template <typename T>
+std::size_t least_columns(const T& /*value*/) {
+  return 0;
+}
+template <typename T, typename Put>
+bool append_folded(std::string& /*out*/, const T& /*value*/, std::size_t /*indent*/, Put /*put*/) {
+  return false;
 }
 
 // Writes nested maps and lists as JSON text for the reader of a log: a map or list on one line if
@@ -110,20 +137,6 @@ template <typename T>
 concept Map = requires(const T& value) {
   for_each_member(value, AnyEntry{});
 };
-template <typename T>
-concept KnowsLeastColumns = requires(const T& value) {
-  least_columns(value);
-};
-
-struct AnyPut {
-  template <typename Child>
-  void operator()(const Child&, std::size_t) const {}
-};
-template <typename T>
-concept FoldsItself = requires(std::string& out, const T& value) {
-  append_folded(out, value, std::size_t{}, AnyPut{});
-};
-
 }  // namespace json_writer
 
 template <typename T>
@@ -135,12 +148,10 @@ void JsonWriter::put(const T& value, std::size_t indent, std::size_t taken) {
   } else {
     const std::size_t start = buffer_.size();
     const std::size_t room = taken < kColumns ? kColumns - taken : 0;
-    if constexpr (json_writer::FoldsItself<T>) {
-      const auto put_child = [&](const auto& child, std::size_t its) {
-        put(child, indent + 1, indent + 1 + its);
-      };
-      if (least_columns(value) > room && append_folded(buffer_, value, indent, put_child)) return;
-    }
+    const auto put_child = [&](const auto& child, std::size_t its) {
+      put(child, indent + 1, indent + 1 + its);
+    };
+    if (least_columns(value) > room && append_folded(buffer_, value, indent, put_child)) return;
     if (append_compact(value, start, room)) return;
     buffer_.resize(start);
     put_folded(value, indent);
@@ -187,9 +198,7 @@ bool JsonWriter::append_compact(const T& value, std::size_t start, std::size_t c
   } else if constexpr (json_writer::Scalar<T>) {
     append_scalar(buffer_, value);
   } else {
-    if constexpr (json_writer::KnowsLeastColumns<T>) {
-      if (least_columns(value) > columns) return false;
-    }
+    if (least_columns(value) > columns) return false;
     bool first = true;
     const auto separate = [&] {
       if (!first) buffer_ += ", ";

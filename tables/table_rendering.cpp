@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <utility>
+#include <variant>
 
 #include "json/scanning.h"
 
@@ -76,22 +77,8 @@ struct Handles {
   const SubifList* list;
 };
 
-// What the checker added to a record under some name: one of these.
-struct AddedValue {
-  const KeyList* keys = nullptr;
-  const SubifList* handles = nullptr;
-  int number = 0;
-};
-template <typename Visitor>
-void visit_json(const AddedValue& value, Visitor visitor) {
-  if (value.keys != nullptr) {
-    visitor(Keys{value.keys});
-  } else if (value.handles != nullptr) {
-    visitor(Handles{value.handles});
-  } else {
-    visitor(Number{value.number});
-  }
-}
+// What the checker added to a record under some name.
+using AddedValue = std::variant<Number, Keys, Handles>;
 struct Addition {
   std::string_view name;
   AddedValue value;
@@ -297,11 +284,10 @@ bool for_each_member(const Record& record, Entry entry) {
 Record with_additions(const JsonValue& record, const RecordAdditions& additions) {
   Record whole{record, {}};
   if (additions.inconsistent) {
-    whole.additions.add({"inconsistent", {.number = *additions.inconsistent}});
+    whole.additions.add({"inconsistent", Number{*additions.inconsistent}});
   }
-  if (additions.key_list) whole.additions.add({"key_list", {.keys = &*additions.key_list}});
-  if (additions.subiflist)
-    whole.additions.add({"subiflist", {.handles = additions.subiflist.get()}});
+  if (additions.key_list) whole.additions.add({"key_list", Keys{&*additions.key_list}});
+  if (additions.subiflist) whole.additions.add({"subiflist", Handles{additions.subiflist.get()}});
   return whole;
 }
 
@@ -369,7 +355,7 @@ bool for_each_member(const ProgrammedKeys& map, Entry entry) {
       map.pmdb->document(),
       [&](std::uint32_t number, const JsonValue& dumped) {
         Record record{dumped, {}, map.lines};
-        if (map.pmdb->is_claimed(number)) record.additions.add({"visited", {.number = 1}});
+        if (map.pmdb->is_claimed(number)) record.additions.add({"visited", Number{1}});
         return record;
       },
       entry);
