@@ -17,13 +17,6 @@ int create_exclusively(const std::string& path) {
   return ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode);
 }
 
-// A page that read() is the first to touch is fetched under the lock of the whole address space,
-// for which other workers and the commands that they start wait; one that we touch first is not.
-void touch_pages(char* memory, std::size_t size) {
-  constexpr std::size_t kSmallestPage = 4096;
-  for (std::size_t at = 0; at < size; at += kSmallestPage) memory[at] = '\0';
-}
-
 // One read(), again after a signal. 0 at the end of the file.
 std::size_t read_some(int fd, char* to, std::size_t size, const std::string& path) {
   for (;;) {
@@ -96,7 +89,6 @@ FileText read_file(const std::string& path, std::size_t most_bytes) {
   const auto expected = static_cast<std::size_t>(status.st_size);
   if (expected > most_bytes) throw_error_number(EFBIG, "read", path);
   FileText text(expected);
-  touch_pages(text.bytes.get(), expected);
   for (std::size_t done = 0; done < expected;) {
     const std::size_t got = read_some(fd.get(), text.bytes.get() + done, expected - done, path);
     if (got == 0) {

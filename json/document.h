@@ -152,7 +152,7 @@ bool JsonValue::for_each_scalar(Visit visit) const {
   const JsonStorage::Entry& entry = storage_->entries[token_.word];
   const std::uint8_t* length = storage_->lengths.data() + entry.value;
   std::uint32_t at = entry.name.word + entry.name.extra;
-  for (const Piece& before : storage_->layouts[token_.extra].before) {
+  for (const std::string& before : storage_->layouts[token_.extra].before) {
     at += static_cast<std::uint32_t>(before.size());
     if (!visit(at, std::uint32_t{*length})) return false;
     at += *length++;

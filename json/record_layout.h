@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -17,10 +18,11 @@ namespace zorbec {
 // are plain scalars, so that with their lengths alone all of them are found again.
 struct RecordLayout {
   static constexpr std::size_t kMostMembers = 64;
+  static constexpr std::size_t kLongestPiece = kScanSlack;
   static constexpr std::size_t kLongestValue = std::numeric_limits<std::uint8_t>::max();
 
-  std::vector<Piece> before;  // of each value
-  Piece closing;
+  std::vector<std::string> before;  // what stands before each value
+  std::string closing;
 };
 
 // Length of the plain scalar at `at`, its quotes included; 0 if something else stands there: a text

@@ -109,15 +109,15 @@ bool TableReader::follows(const RecordLayout& layout) {
   std::array<std::uint8_t, RecordLayout::kMostMembers> lengths;
   std::uint8_t* next = lengths.data();
   const char* at = at_;
-  for (const Piece& before : layout.before) {
-    if (!before.stands_at(at)) return false;
+  for (const std::string& before : layout.before) {
+    if (!stands_at(at, before)) return false;
     at += before.size();
     const std::size_t length = scalar_length(at);
     if (length == 0 || length > RecordLayout::kLongestValue) return false;
     *next++ = static_cast<std::uint8_t>(length);
     at += length;
   }
-  if (!layout.closing.stands_at(at)) return false;
+  if (!stands_at(at, layout.closing)) return false;
   at_ = at + layout.closing.size();
   storage_.lengths.insert(storage_.lengths.end(), lengths.data(), next);
   return true;
@@ -145,7 +145,8 @@ bool TableReader::learn_layout() {
     skip_blanks();
     if (!skip(':')) return false;
     skip_blanks();
-    layout.before.emplace_back(std::string(piece, at_));
+    layout.before.emplace_back(piece, at_);
+    if (layout.before.back().size() > RecordLayout::kLongestPiece) return false;
     const std::size_t value = scalar_length(at_);
     if (value == 0 || names.size() > RecordLayout::kMostMembers) return false;
     at_ += value;
@@ -156,7 +157,8 @@ bool TableReader::learn_layout() {
     skip_blanks();
     if (*at_ == '}') return false;
   }
-  layout.closing = Piece(std::string(piece, at_ + 1));
+  layout.closing.assign(piece, at_ + 1);
+  if (layout.closing.size() > RecordLayout::kLongestPiece) return false;
   storage_.shapes.push_back(JsonShape::of(names));
   last_layout_ = storage_.layouts.size();
   storage_.layouts.push_back(std::move(layout));

@@ -14,6 +14,14 @@ namespace zorbec {
 // escaped.
 void append_json_text(std::string& out, std::string_view text);
 
+// A text as JsonWriter takes it.
+struct JsonText {
+  std::string_view characters;
+};
+inline void append_scalar(std::string& out, const JsonText& text) {
+  append_json_text(out, text.characters);
+}
+
 // Writes nested maps and lists as JSON text for the reader of a log: a map or list on one line if
 // that line then fits in 80 columns, otherwise one entry a line, indented by one blank a level.
 //

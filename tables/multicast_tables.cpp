@@ -9,49 +9,42 @@ namespace {
 
 // What follows teaches JsonWriter to read the tables.
 
-struct Text {
-  std::string_view characters;
-};
-void append_scalar(std::string& out, const Text& text) {
-  append_json_text(out, text.characters);
-}
-
-struct Record {
+struct FieldMap {
   const MulticastRecord* fields;
 };
-std::size_t entry_count(const Record& map) {
+std::size_t entry_count(const FieldMap& map) {
   return map.fields->size();
 }
 template <typename Entry>
-bool for_each_member(const Record& map, Entry entry) {
+bool for_each_member(const FieldMap& map, Entry entry) {
   return std::ranges::all_of(*map.fields, [&](const auto& field) {
-    return entry(std::string_view(field.first), Text{field.second});
+    return entry(std::string_view(field.first), JsonText{field.second});
   });
 }
 
-struct Entries {
+struct NumberedRecords {
   const MulticastEntries* records;
 };
-std::size_t entry_count(const Entries& map) {
+std::size_t entry_count(const NumberedRecords& map) {
   return map.records->size();
 }
 template <typename Entry>
-bool for_each_member(const Entries& map, Entry entry) {
+bool for_each_member(const NumberedRecords& map, Entry entry) {
   return std::ranges::all_of(*map.records, [&](const auto& record) {
-    return entry(std::string_view(std::to_string(record.first)), Record{&record.second});
+    return entry(std::string_view(std::to_string(record.first)), FieldMap{&record.second});
   });
 }
 
-struct Nodes {
+struct Addresses {
   std::vector<const MulticastTable::Nodes::value_type*> sorted;
 };
-std::size_t entry_count(const Nodes& map) {
+std::size_t entry_count(const Addresses& map) {
   return map.sorted.size();
 }
 template <typename Entry>
-bool for_each_member(const Nodes& map, Entry entry) {
+bool for_each_member(const Addresses& map, Entry entry) {
   return std::ranges::all_of(map.sorted, [&](const auto* node) {
-    return entry(std::string_view(node->first), Entries{&node->second});
+    return entry(std::string_view(node->first), NumberedRecords{&node->second});
   });
 }
 
@@ -82,7 +75,7 @@ const MulticastEntries* find_node(const MulticastTable::Nodes& nodes, std::strin
 }
 
 std::string render(const MulticastTable::Nodes& nodes) {
-  Nodes map;
+  Addresses map;
   for (const auto& node : nodes) map.sorted.push_back(&node);
   std::ranges::sort(map.sorted, {}, [](const auto* node) { return node->first; });
   std::string text;

@@ -18,13 +18,6 @@ void append_scalar(std::string& out, const Number& number) {
   out += std::to_string(number.value);
 }
 
-struct Text {
-  std::string_view characters;
-};
-void append_scalar(std::string& out, const Text& text) {
-  append_json_text(out, text.characters);
-}
-
 // A scalar of a dump, as the dump wrote it.
 struct DumpedScalar {
   JsonValue value;
@@ -127,7 +120,7 @@ class FoldedLines {
   struct Form {
     struct Line {
       std::string_view name;
-      Piece before;
+      std::string before;
       std::uint32_t slot;
     };
     std::vector<Line> lines;  // sorted by name
@@ -161,7 +154,8 @@ class FoldedLines {
       append_json_text(before, shape.members[index].name);
       before += ": ";
       form.bytes += before.size();
-      form.lines.push_back({shape.members[index].name, Piece(before), shape.members[index].slot});
+      form.lines.push_back(
+          {shape.members[index].name, std::move(before), shape.members[index].slot});
       opening = ',';
     }
     form.closing.append(1, '\n').append(indent_, ' ').append(1, '}');
@@ -202,7 +196,8 @@ bool append_folded(std::string& out, const Record& record, std::size_t indent, P
       out.resize(before + form.bytes + value_bytes + kScanSlack);
       char* at = out.data() + before;
       for (; done < end; ++done) {
-        at = copy_value(form.lines[done].slot, form.lines[done].before.copy_to(at));
+        const FoldedLines::Form::Line& line = form.lines[done];
+        at = copy_value(line.slot, at + line.before.copy(at, line.before.size()));
       }
       out.resize(static_cast<std::size_t>(at - out.data()));
     };
@@ -260,7 +255,7 @@ template <typename Entry>
 bool for_each_element(const Handles& list, Entry entry) {
   if (list.list->dumped && !for_each_element(DumpedList{*list.list->dumped}, entry)) return false;
   return std::ranges::all_of(list.list->listed,
-                             [&](const std::string& handle) { return entry(Text{handle}); });
+                             [&](const std::string& handle) { return entry(JsonText{handle}); });
 }
 
 std::size_t least_columns(const Record& record) {

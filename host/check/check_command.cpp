@@ -5,6 +5,7 @@
 #include <fmt/ranges.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
@@ -17,7 +18,6 @@
 #include "base/error.h"
 #include "base/files.h"
 #include "base/log_stream.h"
-#include "base/output_file.h"
 #include "context/run_state.h"
 #include "context/this_machine.h"
 #include "host/check/check_lock.h"
@@ -27,6 +27,7 @@
 #include "host/facts/recorder.h"
 #include "host/facts/worker_places.h"
 #include "host/report/exit_code.h"
+#include "host/report/output_file.h"
 #include "host/report/report.h"
 #include "host/report/report_json.h"
 #include "host/report/summary.h"

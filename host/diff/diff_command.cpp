@@ -3,16 +3,18 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <exception>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "base/error.h"
 #include "base/log_stream.h"
-#include "base/output_file.h"
 #include "host/diff/report_diff.h"
+#include "host/report/output_file.h"
 #include "host/report/report_file.h"
 #include "host/words/wrapped_text.h"
 

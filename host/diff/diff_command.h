@@ -1,8 +1,10 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include "host/report/exit_code.h"
+
+namespace CLI {
+class App;
+}
 
 namespace zorbec {
 

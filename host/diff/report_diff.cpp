@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 #include <string_view>

@@ -2,12 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <boost/multiprecision/cpp_int.hpp>
 #include <cstddef>
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>

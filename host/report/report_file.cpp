@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <new>
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "base/error.h"
@@ -17,15 +18,16 @@ constexpr int kMostLevels = 64;
 }  // namespace
 
 nlohmann::json read_json_file(const std::string& path) {
-  using Json = nlohmann::json;
   try {
     const FileText file = read_file(path, kMostBytes);
     const std::string_view text = file.view();
-    return Json::parse(text.begin(), text.end(), [&](int depth, Json::parse_event_t, Json&) {
-      if (depth > kMostLevels) throw CheckError(path + ": nested too deep");
-      return true;
-    });
-  } catch (const Json::exception&) {
+    return nlohmann::json::parse(text.begin(), text.end(),
+                                 [&](int depth, nlohmann::json::parse_event_t, nlohmann::json&) {
+                                   if (depth > kMostLevels)
+                                     throw CheckError(path + ": nested too deep");
+                                   return true;
+                                 });
+  } catch (const nlohmann::json::exception&) {
     throw CheckError(path + ": not valid JSON");
   } catch (const std::bad_alloc&) {
     throw CheckError(path + ": not memory enough to load it");

@@ -2,8 +2,9 @@
 
 namespace zorbec {
 
-FindingCounts::FindingCounts(const RunFacts& run) {
-  for (const auto& [id, finding] : run.findings) {
+FindingCounts::FindingCounts(RunFacts& run, const std::function<bool(const Finding&)>& stands) {
+  for (auto& [id, finding] : run.findings) {
+    finding.is_confirmed = stands(finding);
     Count& count = counts_[{finding.node, finding.report_class}];
     ++(finding.is_confirmed ? count.confirmed : count.unconfirmed);
   }

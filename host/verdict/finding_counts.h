@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -13,8 +14,9 @@ namespace zorbec {
 // How many findings each cell has, by whether they can be relied on.
 class FindingCounts {
  public:
-  // Counts the findings of a run once it is known which of them are confirmed.
-  explicit FindingCounts(const RunFacts& run);
+  // Settles which findings of the run are confirmed, those that stands() holds for, and counts
+  // them.
+  FindingCounts(RunFacts& run, const std::function<bool(const Finding&)>& stands);
 
   // A cell of that node and class with its counts, and nothing else yet.
   Cell cell_of(const NodeFacts& node, ReportClass report_class) const;

@@ -27,13 +27,6 @@ RunFacts& prepared(RunFacts& run) {
   return run;
 }
 
-// Settles which findings are confirmed.
-template <typename Stands>
-const RunFacts& confirmed(RunFacts& run, Stands stands) {
-  for (auto& [id, finding] : run.findings) finding.is_confirmed = stands(finding);
-  return run;
-}
-
 const Problem* end_of_verification(const NodeFacts& node) {
   return node.verification.empty() ? &kNotReached : &node.verification.front();
 }
@@ -43,7 +36,7 @@ const Problem* end_of_verification(const NodeFacts& node) {
 InterfaceJudge::InterfaceJudge(RunFacts& run)
     : run_(prepared(run)),
       ground_(run),
-      counts_(confirmed(run, [this](const Finding& finding) { return stands(finding); })) {}
+      counts_(run, [this](const Finding& finding) { return stands(finding); }) {}
 
 std::optional<NotLookedAt> InterfaceJudge::unknown_interfaces() const {
   const std::vector<const NodeFacts*>& doubtful = ground_.doubtful_nodes();

@@ -15,22 +15,15 @@ const Problem* first_routes_problem(const RunFacts& run) {
   return nullptr;
 }
 
-// Settles which findings are confirmed.
-template <typename GroundProblem>
-const RunFacts& confirmed(RunFacts& run, GroundProblem ground_problem) {
-  for (auto& [id, finding] : run.findings) {
-    const auto node = std::ranges::find(run.nodes, finding.node, &NodeFacts::name);
-    finding.is_confirmed = node != run.nodes.end() && ground_problem(*node) == nullptr;
-  }
-  return run;
-}
-
 }  // namespace
 
 MulticastJudge::MulticastJudge(RunFacts& run)
     : run_(run),
       routes_problem_(first_routes_problem(run)),
-      counts_(confirmed(run, [this](const NodeFacts& node) { return ground_problem(node); })) {}
+      counts_(run, [this](const Finding& finding) {
+        const auto node = std::ranges::find(run_.nodes, finding.node, &NodeFacts::name);
+        return node != run_.nodes.end() && ground_problem(*node) == nullptr;
+      }) {}
 
 Cell MulticastJudge::judge(const NodeFacts& node) const {
   Cell cell = counts_.cell_of(node, ReportClass::kMulticast);

@@ -13,6 +13,7 @@
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/files.h"
 #include "tests/unit/support/rows.h"
+#include "tests/unit/support/run_state_test.h"
 #include "tests/unit/support/tables.h"
 
 namespace zorbec::unit {
@@ -23,6 +24,8 @@ using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 using CopyFromNode = NodeCopiesTest;
+using ParseDump = RunStateTest;
+using LoadDump = RunStateTest;
 
 TEST_F(CopyFromNode, copies_byte_for_byte) {
   const std::string bytes("{\"\0\xff\n\r\n", 7);
@@ -56,18 +59,18 @@ TEST_F(CopyFromNode, fifo_under_the_local_name_is_not_waited_for) {
   EXPECT_TRUE(std::filesystem::is_regular_file("/tmp/pmdb_3.dat"));
 }
 
-TEST(ParseDump, names_the_file_that_is_no_json) {
+TEST_F(ParseDump, names_the_file_that_is_no_json) {
   write_text("/tmp/bad.dat", "{\"1\": }");
   EXPECT_THAT(error_of<JsonError>([] { parse_dump("/tmp/bad.dat"); }),
               StartsWith("/tmp/bad.dat: "));
 }
 
-TEST(ParseDump, file_that_is_not_there) {
+TEST_F(ParseDump, file_that_is_not_there) {
   EXPECT_THAT(error_of<std::system_error>([] { parse_dump("/tmp/not_there.dat"); }),
               HasSubstr("/tmp/not_there.dat"));
 }
 
-TEST(LoadDump, replaces_what_the_node_had_and_leaves_others_alone) {
+TEST_F(LoadDump, replaces_what_the_node_had_and_leaves_others_alone) {
   InterfaceTables table;
   table.set("2", InterfaceTable("old"));
   table.set("3", InterfaceTable("old"));
@@ -78,7 +81,7 @@ TEST(LoadDump, replaces_what_the_node_had_and_leaves_others_alone) {
   EXPECT_EQ(table.find("2")->source, "old");
 }
 
-TEST(LoadDump, empty_copy_changes_nothing) {
+TEST_F(LoadDump, empty_copy_changes_nothing) {
   InterfaceTables table;
   table.set("3", InterfaceTable("old"));
   write_text("/tmp/empty.dat", "");
@@ -88,7 +91,7 @@ TEST(LoadDump, empty_copy_changes_nothing) {
   EXPECT_EQ(table.find("4"), nullptr);
 }
 
-TEST(LoadDump, copy_that_is_not_there_changes_nothing) {
+TEST_F(LoadDump, copy_that_is_not_there_changes_nothing) {
   InterfaceTables table;
   table.set("3", InterfaceTable("old"));
   EXPECT_THAT(error_of<std::system_error>([&] { load_dump(table, "3", "/tmp/not_there.dat"); }),
@@ -110,7 +113,7 @@ const BadCopyCase kBadCopies[] = {
     {{"single_quotes"}, "{'17': {}}"},
 };
 
-class BadCopy : public ::testing::TestWithParam<BadCopyCase> {};
+class BadCopy : public RunStateTest, public ::testing::WithParamInterface<BadCopyCase> {};
 
 TEST_P(BadCopy, leaves_an_empty_table) {
   InterfaceTables table;

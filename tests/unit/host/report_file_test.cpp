@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <nlohmann/json.hpp>
 #include <string>
 #include <system_error>
 

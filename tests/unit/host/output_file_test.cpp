@@ -1,4 +1,4 @@
-#include "base/output_file.h"
+#include "host/report/output_file.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
