@@ -46,12 +46,12 @@ std::vector<Json> lines_of(const std::function<void(EventStream&)>& tell) {
   for (const std::string_view line : split_lines(text)) {
     if (line.empty()) continue;
     EXPECT_THAT(std::string(line), StartsWith("{\"t\":"));
-    Json json = Json::parse(line);
-    const double t = json.at("t").get<double>();
+    Json members = Json::parse(line);
+    const double t = members.at("t").get<double>();
     EXPECT_GE(t, 0);
     EXPECT_LT(t, 600);
-    json.erase("t");
-    lines.push_back(std::move(json));
+    members.erase("t");
+    lines.push_back(std::move(members));
   }
   return lines;
 }

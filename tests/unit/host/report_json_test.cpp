@@ -58,17 +58,17 @@ TEST(ReportJson, members_of_the_whole) {
                      .dumps_failed = 7,
                      .commands = 8,
                      .commands_failed = 9};
-  const Json json = document_of(report);
-  EXPECT_EQ(json["seconds"], 1.235);
-  EXPECT_EQ(json["checks"], Json::parse(R"(["interfaces", "multicast"])"));
-  EXPECT_EQ(json["selection"], Json::parse(R"({"nodes": ["1", "2"], "classes": ["leak"]})"));
-  EXPECT_EQ(json["verdict"], "RUN FAILED");
-  EXPECT_EQ(json["exit_code"], 3);
-  EXPECT_EQ(json["ended_early"], "deadline");
-  EXPECT_EQ(json["run_errors"],
+  const Json document = document_of(report);
+  EXPECT_EQ(document["seconds"], 1.235);
+  EXPECT_EQ(document["checks"], Json::parse(R"(["interfaces", "multicast"])"));
+  EXPECT_EQ(document["selection"], Json::parse(R"({"nodes": ["1", "2"], "classes": ["leak"]})"));
+  EXPECT_EQ(document["verdict"], "RUN FAILED");
+  EXPECT_EQ(document["exit_code"], 3);
+  EXPECT_EQ(document["ended_early"], "deadline");
+  EXPECT_EQ(document["run_errors"],
             Json::parse(R"([{"check": "multicast", "error": "no node table"}])"));
-  EXPECT_EQ(json["router"], Json::parse(R"({"model_code": 4, "scale_mode": 0})"));
-  EXPECT_EQ(json["coverage"], Json::parse(R"({
+  EXPECT_EQ(document["router"], Json::parse(R"({"model_code": 4, "scale_mode": 0})"));
+  EXPECT_EQ(document["coverage"], Json::parse(R"({
       "nodes": 1, "nodes_reached": 2, "interfaces": 3, "expected_keys": 4, "programmed_keys": 5,
       "routes": 6, "dumps_failed": 7, "commands": 8, "commands_failed": 9})"));
 }
@@ -156,13 +156,13 @@ TEST(ReportJson, leaked_key_has_no_interface) {
   finding.is_confirmed = false;
   Report report = smallest_report();
   report.findings = {finding};
-  const Json json = document_of(report)["findings"][0];
-  EXPECT_EQ(json["kind"], "leaked-key");
-  EXPECT_EQ(json["class"], "leak");
-  EXPECT_EQ(json["key"], "0x76");
-  EXPECT_EQ(json.at("interface"), nullptr);
-  EXPECT_EQ(json["confirmed"], false);
-  EXPECT_FALSE(json.contains("route"));
+  const Json document = document_of(report)["findings"][0];
+  EXPECT_EQ(document["kind"], "leaked-key");
+  EXPECT_EQ(document["class"], "leak");
+  EXPECT_EQ(document["key"], "0x76");
+  EXPECT_EQ(document.at("interface"), nullptr);
+  EXPECT_EQ(document["confirmed"], false);
+  EXPECT_FALSE(document.contains("route"));
 }
 
 TEST(ReportJson, faulty_route_has_no_key) {
@@ -178,9 +178,9 @@ TEST(ReportJson, faulty_route_has_no_key) {
   Report report = smallest_report();
   report.findings = {finding, finding};
   report.findings[1].route->mdt_handle.clear();
-  const Json json = document_of(report)["findings"];
+  const Json document = document_of(report)["findings"];
   EXPECT_EQ(
-      json[0],
+      document[0],
       Json(
           {{"id", "card-handle/3/RP0/7"},
            {"fingerprint", fingerprint("card-handle/3/RP0/7")},
@@ -195,7 +195,7 @@ TEST(ReportJson, faulty_route_has_no_key) {
            {"confirmed", false},
            {"times", 1},
            {"text", "inconsistent"}}));
-  EXPECT_EQ(json[1]["route"].at("mdt_handle"), nullptr);
+  EXPECT_EQ(document[1]["route"].at("mdt_handle"), nullptr);
 }
 
 TEST(ReportJson, what_was_not_looked_at) {
