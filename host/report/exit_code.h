@@ -4,7 +4,7 @@
 
 namespace zorbec {
 
-// What the command ends with. `zorbec --help`, the man page and README.md list them.
+// What the command ends with. The man page and README.md list them.
 enum class ExitCode {
   kConsistent = 0,        // also: explained; nothing new
   kInconsistent = 1,      // also: something new
