@@ -66,7 +66,7 @@ class RecorderTest : public ::testing::Test {
     return {line, status, {}, output_bytes};
   }
 
-  EndedEarly ended_early{std::nullopt};
+  EndedEarly ended_early;
 
  private:
   Recorder recorder_{Check::kInterfaces, ended_early};
@@ -252,7 +252,7 @@ TEST_F(NodeTableTold, ignored_line_of_a_node_in_service_costs_nothing) {
 }
 
 TEST(Recorder, names_the_nodes_that_were_listed) {
-  const EndedEarly ended_early{std::nullopt};
+  const EndedEarly ended_early;
   Recorder recorder(Check::kInterfaces, ended_early);
   recorder.take(event::NodeIgnored{"0/3/CPU0 LC 192.0.3.1 FAILED"}, {});
   recorder.take(event::NodesListed{nodes_of({{"1", record_of_card("192.0.1.1")}})}, {});
@@ -393,7 +393,7 @@ struct ErrorCase : unit::Row {
 class WorkerError : public RecorderTest, public ::testing::WithParamInterface<ErrorCase> {};
 
 TEST_P(WorkerError, gives_a_reason) {
-  ended_early = GetParam().ended_early;
+  if (GetParam().ended_early) ended_early.set(*GetParam().ended_early);
   try {
     GetParam().fail();
     FAIL() << "no error";
@@ -853,7 +853,7 @@ TEST_F(FindingTold, fault_at_an_unknown_address_is_kept_under_it) {
 }
 
 TEST(Recorder, finding_belongs_to_the_check_that_runs) {
-  const EndedEarly ended_early{std::nullopt};
+  const EndedEarly ended_early;
   Recorder recorder(Check::kMulticast, ended_early);
   recorder.take(event::FaultyRoute{event::RouteFault::kMissingBud, "192.0.1.1", "192.0.0.1", 7,
                                    "0x13bc", "", "Missing"},
