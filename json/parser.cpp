@@ -37,8 +37,8 @@ constexpr std::uint32_t kMostShapes = JsonToken::kMostExtra;
 // names form a tree, an object begins at its root, and each member takes one step down. Objects
 // that end at the same node have the same shape:
 //
-//   root -- "port" -- "rif"             records with these two names
-//               \---- "slot" -- "rif"   records with these three
+//   root -- "port" -+- "rif"             records with these two names
+//                   +- "slot" -- "rif"   records with these three
 //
 // Each node remembers the step that was taken last. The next object nearly always takes it again,
 // which costs one comparison of names. Every other step is looked up in a hash map.

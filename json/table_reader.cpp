@@ -30,7 +30,7 @@ constexpr unsigned kNumberBits = 24;
 // The text that it is made for:
 //
 //   {"7340032": {"port": 3, "rif": "0x5"}, "917504": {"port": 12, "rif": "0x77"}, ...
-//     ^name   ^before[0]  ^value   ^value^closing
+//     ^name  ^before[0]   ^before[1]    ^closing        the values stand between these pieces
 //
 // A parser looks at every character to find out what it is. But a record nearly always has the same
 // text as the record before it, except for its name and its values. So the first record is taken
