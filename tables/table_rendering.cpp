@@ -136,11 +136,12 @@ class Additions {
   std::size_t count_ = 0;
 };
 
-// The fast way's prepared texts, for records at one indentation. With indentation 1, a record with
-// the members "rif" and "port" is written from three of them:
+// The fast way's prepared texts, for records at one indentation. The record {"port": 12, "rif": 5}
+// at indentation 1 is written from these three, with the values between them:
 //
-//   {\n  "port": 12,\n  "rif": "0x77"\n }
-//   ^lines[0].before ^lines[1].before ^closing
+//   lines[0].before  {\n  "port":
+//   lines[1].before  ,\n  "rif":
+//   closing          \n }
 class FoldedLines {
  public:
   explicit FoldedLines(std::size_t indent) : indent_(indent) {}
