@@ -10,15 +10,15 @@ install(TARGETS zorbec_shared EXPORT zorbec
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES api/zorbec.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
-# For hosts that use CMake: find_package(zorbec) gives the target zorbec::zorbec. The library depends
-# on no other package, so the file of exported targets is used directly as the configuration file.
+# For hosts that use CMake: find_package(zorbec) gives the target zorbec::zorbec. The library
+# depends on no other package, so the file of exported targets is the whole configuration.
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zorbec)
 install(EXPORT zorbec FILE zorbecConfig.cmake NAMESPACE zorbec:: DESTINATION ${package_dir})
 write_basic_package_version_file(zorbecConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/zorbecConfigVersion.cmake DESTINATION ${package_dir})
 
-# For hosts that use pkg-config. The prefix is relative to the place of the .pc file, so an installed
-# copy can be moved to another folder.
+# For hosts that use pkg-config. The prefix is relative to the place of the .pc file, so that an
+# installed copy can be moved.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
   BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}/${pkgconfig_dir}

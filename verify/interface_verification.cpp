@@ -22,12 +22,11 @@
 
 // Two ways to compare a class of interfaces with a node's keys:
 //
-//   - The plain way, look_up_all(): goes through all interfaces of all nodes and looks each of
-//   their
-//     keys up. It takes any tables, also malformed ones, and decides what is an error.
+//   - The plain way, look_up_all(): goes through all interfaces of all nodes and looks up each of
+//     their keys. It takes any tables, also malformed ones, and decides what is an error.
 //   - The fast way, compare_class() with an ExpectedIndex: goes through the list of numbers that
-//     the class expects. The keys of an interface need no look at its record, which would be a
-//     cache miss; the record is used only when a key is missing.
+//     the class expects. It reads an interface's record, which would be a cache miss, only when a
+//     key is missing.
 //
 // Both use ClassComparison for each key, so texts, events and counts are the same. The order of the
 // findings is the same too, because the index was made in that order. When the index cannot express
