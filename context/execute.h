@@ -20,8 +20,8 @@ namespace zorbec {
 //   - CheckError if `cmd` contains a NUL byte, or if no file is open for the errors of commands
 //     (`db_file` of the run state)
 //   - Interrupted, which is a CheckError, if the run was told to end
-//   - std::system_error (errno, failed call, path) if the command cannot be started, or its output
-//     cannot be written to the file and read back
+//   - std::system_error (errno, failed call, path) if the command cannot be started, or the file
+//     with its output cannot be created or read
 //   - what the observer throws.
 std::string execute(const std::string& cmd, std::string_view suffix = "0",
                     std::string_view node = {});

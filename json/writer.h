@@ -31,13 +31,12 @@ inline void append_scalar(std::string& out, const JsonText& text) {
 //
 //   a scalar   void append_scalar(std::string& out, const T& scalar);
 //   a map      std::size_t entry_count(const T& map);
-//              bool for_each_member(const T& map, F entry);   calls entry(name, child), sorted by
-//                                                             name
+//              bool for_each_member(const T& map, F entry);    calls entry(name, child) for each
 //   a list     std::size_t entry_count(const T& list);
-//              bool for_each_element(const T& list, F entry); calls entry(child)
+//              bool for_each_element(const T& list, F entry);  calls entry(child) for each
 //
-// When entry() returns false, the walk stops and returns false. Or, if the kind is known only at
-// run time:
+// Members of a map come sorted by name. When entry() returns false, the walk stops and returns
+// false. If the kind is known only at run time, a type has this function instead:
 //
 //   void visit_json(const T& value, F f);   calls f with an object of one of the three kinds
 //
