@@ -13,9 +13,10 @@
 
 namespace {
 
-constexpr std::uint32_t kFailed = 4294967294U;
+constexpr std::uint32_t kFailed = 4294967294U;  // -2 as an unsigned number
 
-// One call at a time: two runs would mix their files in /tmp.
+// Every entry point holds this lock: two runs at the same time would overwrite each other's files
+// in /tmp.
 zorbec::Mutex& entry_lock() {
   static zorbec::Mutex lock;
   return lock;
@@ -33,6 +34,7 @@ void* zorbec_init() {
     }
     return &zorbec::run_state();
   } catch (const std::exception& error) {
+    // The handle is always valid, so there is no other way to fail. This is required.
     zorbec::report_error({"zorbec_init: the checker cannot be brought up: ", error.what()});
     std::abort();
   }
@@ -45,7 +47,7 @@ std::uint32_t zorbec_run(std::uint32_t mode) {
       zorbec::report_error({"zorbec_run: the checker is not up, call zorbec_init first"});
       return kFailed;
     }
-    // Nobody uses the readings; a host that interposes clock() sees where a run begins and ends.
+    // The results are not used. Hosts may interpose clock() to see where a run begins and ends.
     static_cast<void>(std::clock());
     std::string pending_error;
     const auto status = static_cast<std::uint32_t>(zorbec::run_zorbec(mode, pending_error));

@@ -1,11 +1,13 @@
 #ifndef ZORBEC_H
 #define ZORBEC_H
 
-/* Checks a modular router's forwarding hardware against its interface truth databases, from the
- * active route processor. Findings go to standard output, errors to standard error, everything else
- * to logs under /tmp.
+/* Checks the forwarding hardware of a modular router against its interface truth databases. Runs on
+ * the active route processor. Findings go to standard output, errors to standard error, and
+ * everything else to logs under /tmp.
  *
- * The process has one checker. Calls from several threads are taken one after the other. */
+ * A process has one checker. The functions may be called from any thread; a call waits until the
+ * call of another thread has ended. They must not be called from a signal handler. No C++ exception
+ * leaves them. */
 
 #include <stdint.h> /* NOLINT(modernize-deprecated-headers): C reads this */
 
@@ -19,21 +21,23 @@
 extern "C" {
 #endif
 
-/* Brings the checker up, with empty tables, and returns its handle, which stays the checker's. If
- * that fails, the process is aborted. A call while it is up says so on standard error, changes
- * nothing and returns the same handle. */
+/* Creates the checker, with empty tables, and returns its handle. The checker owns the handle: do
+ * not free it. It is valid until zorbec_finalize. If the checker cannot be created, the process is
+ * aborted. If it exists already, the call writes a line to standard error, changes nothing and
+ * returns the same handle. */
 ZORBEC_API void* zorbec_init(void);
 
 /* Runs one check: the interface check for mode 0, the multicast check for any other mode. Blocks
- * until it is done. Tables that an earlier run filled are kept and added to.
+ * until the check is done, without time limit. The tables of earlier runs are kept, and this run
+ * adds to them.
  *
- * Returns 0 when the run completed, whatever it found and even if nodes could not be checked (see
- * standard output, standard error and the logs); 4294967294 when the run failed or the checker is
- * not up, after a line on standard error that says why. */
+ * Returns 0 if the run was completed, whatever it found, and even if some nodes could not be
+ * checked (see standard output, standard error and the logs). Returns 4294967294 if the run failed
+ * or there is no checker; a line on standard error gives the reason. */
 ZORBEC_API uint32_t zorbec_run(uint32_t mode);
 
-/* Ends the checker and everything it holds. May be followed by zorbec_init. Without a checker that
- * is up it only says so on standard error. */
+/* Destroys the checker and its tables. zorbec_init may be called again. If there is no checker, the
+ * call only writes a line to standard error. */
 ZORBEC_API void zorbec_finalize(void);
 
 #ifdef __cplusplus

@@ -9,13 +9,15 @@
 
 namespace zorbec {
 
-// Enumerations whose enumerators count up from 0, and tables with one row for each enumerator. The
-// number of rows comes from the enumeration itself: a table that lacks a row for a new enumerator
-// does not compile.
+// Tables with one row for each enumerator of an enumeration. The values of the enumerators must
+// count up from 0. The number of rows is taken from the enumeration itself, so a new enumerator
+// without a row in every table is a compile error.
 
 namespace enums {
 
-// Whether `value` is the value of an enumerator: compilers print its name if it is, else a number.
+// Whether an enumerator has the value `value`. C++20 cannot ask this. But GCC and Clang write
+// template arguments into __PRETTY_FUNCTION__: the name of the enumerator if there is one, else a
+// number or a cast such as "(E)7". A name never begins with a digit, "-" or "(".
 template <typename E, E value>
 consteval bool is_enumerator() {
   constexpr std::string_view kSignature = __PRETTY_FUNCTION__;
@@ -36,7 +38,7 @@ consteval std::size_t count() {
 
 }  // namespace enums
 
-// How many enumerators E has.
+// The number of enumerators of E.
 template <typename E>
 inline constexpr std::size_t kEnumCount = enums::count<E>();
 
@@ -53,12 +55,13 @@ inline constexpr auto kEnumerators = [] {
   return all;
 }();
 
-// One value for each enumerator of E.
+// An array with one element for each enumerator of E, indexed by enumerator. Elements begin as T{}.
 template <typename E, typename T>
 class EnumArray {
  public:
   constexpr T& operator[](E at) { return values_[enum_index(at)]; }
   constexpr const T& operator[](E at) const { return values_[enum_index(at)]; }
+  // In the order of the enumerators.
   constexpr auto begin() { return values_.begin(); }
   constexpr auto end() { return values_.end(); }
   constexpr auto begin() const { return values_.begin(); }
@@ -68,7 +71,8 @@ class EnumArray {
   std::array<T, kEnumCount<E>> values_{};
 };
 
-// A constant table with a row for each enumerator of E, in the order of the enumerators.
+// A constant table with one row for each enumerator of E. Each row repeats its enumerator as `key`;
+// rows must be in the order of the enumerators. A row in the wrong place is a compile error.
 template <typename E, typename T>
 class EnumTable {
  public:
@@ -88,7 +92,7 @@ class EnumTable {
 
   constexpr const T& operator[](E at) const { return values_[enum_index(at)]; }
 
-  // The enumerator whose row equals `value`; of several the first.
+  // The first enumerator whose value in the table equals `value`.
   constexpr std::optional<E> find(const T& value) const {
     for (const E candidate : kEnumerators<E>) {
       if (values_[enum_index(candidate)] == value) return candidate;
@@ -100,7 +104,7 @@ class EnumTable {
   std::array<T, kEnumCount<E>> values_{};
 };
 
-// The name of each enumerator, as reports and documents have it.
+// The name of each enumerator, as it is written in reports and documents.
 template <typename E>
 using EnumNames = EnumTable<E, std::string_view>;
 

@@ -16,6 +16,7 @@ void throw_error_number(int error, std::string_view call, std::string_view path)
 }
 
 std::string in_quotes(std::string_view text) {
+  // One line of a terminal is enough to recognise a text. Texts from a router have no limit.
   constexpr std::size_t kLongest = 80;
   constexpr std::array<char, 16> kDigits = {'0', '1', '2', '3', '4', '5', '6', '7',
                                             '8', '9', 'a', 'b', 'c', 'd', 'e', 'f'};
@@ -28,6 +29,7 @@ std::string in_quotes(std::string_view text) {
     } else if (c == '\n') {
       out += "\\n";
     } else if (byte < 0x20 || byte >= 0x7f) {
+      // Bytes beyond ASCII too: the text need not be valid UTF-8, and a cut may split a character.
       out += "\\x";
       out += kDigits[byte >> 4U];
       out += kDigits[byte & 15U];

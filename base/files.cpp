@@ -11,13 +11,14 @@
 namespace zorbec {
 namespace {
 
-constexpr mode_t kNewFileMode = 0666;  // less the host's umask
+constexpr mode_t kNewFileMode = 0666;  // the umask of the host is applied to it
 
+// O_EXCL: fails with EEXIST if anything has the name, even a dangling link.
 int create_exclusively(const std::string& path) {
   return ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode);
 }
 
-// One read(), again after a signal. 0 at the end of the file.
+// One read(), repeated after EINTR. Returns 0 at the end of the file.
 std::size_t read_some(int fd, char* to, std::size_t size, const std::string& path) {
   for (;;) {
     const ssize_t got = ::read(fd, to, size);
@@ -29,8 +30,9 @@ std::size_t read_some(int fd, char* to, std::size_t size, const std::string& pat
 }  // namespace
 
 UniqueFd create_fresh_file(const std::string& path) {
-  // Workers make the file of the default suffix at the same moment, and one of them may put a new
-  // one between our two calls; each round that fails is another worker's success.
+  // Several workers may create the same name at once: the output file of the default suffix. One of
+  // them may create it between our unlink() and our open(). Then we try again. The loop ends: each
+  // failed round means that another worker has succeeded.
   for (;;) {
     if (::unlink(path.c_str()) != 0 && errno != ENOENT) throw_errno("unlink", path);
     UniqueFd fd(create_exclusively(path));
@@ -54,6 +56,7 @@ void keep_for_ourselves(const std::string& path) {
   while (remove_what_is_not_ours(path)) {
     const UniqueFd fd(create_exclusively(path));
     if (fd.get() >= 0) return;
+    // EEXIST: somebody took the free name. Look again at what is there.
     if (errno != EEXIST) throw_errno("open", path);
   }
 }
@@ -74,13 +77,15 @@ std::size_t file_size(const std::string& path) {
 
 std::chrono::nanoseconds modification_time(const std::string& path) {
   const timespec time = status_of(path).st_mtim;
-  // What no clock has ever said is all the same to its reader.
+  // Times are 64-bit nanoseconds, which overflow after 292 years. A file may claim any time, so
+  // later ones are cut to this.
   constexpr std::chrono::seconds kLatest = std::chrono::hours(24 * 365 * 200);
   if (std::chrono::seconds(time.tv_sec) > kLatest) return kLatest;
   return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
 FileText read_file(const std::string& path, std::size_t most_bytes) {
+  // O_NONBLOCK: opening a FIFO must not wait for a writer.
   const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (fd.get() < 0) throw_errno("open", path);
   struct stat status {};
@@ -92,7 +97,7 @@ FileText read_file(const std::string& path, std::size_t most_bytes) {
   for (std::size_t done = 0; done < expected;) {
     const std::size_t got = read_some(fd.get(), text.bytes.get() + done, expected - done, path);
     if (got == 0) {
-      text.shorten(done);  // the file became shorter
+      text.shorten(done);  // the file became shorter while it was read
       break;
     }
     done += got;
@@ -105,7 +110,8 @@ std::string read_from_start(const UniqueFd& fd, const std::string& path) {
   struct stat status {};
   if (::fstat(fd.get(), &status) != 0) throw_errno("fstat", path);
 
-  // One byte more than the file holds: the last read finds the end without growing the text.
+  // One byte more than the file's size. So the read() that reports the end of the file still has
+  // room, and the text is not doubled for it.
   std::string text(static_cast<std::size_t>(status.st_size) + 1, '\0');
   std::size_t size = 0;
   while (const std::size_t got =
@@ -123,6 +129,7 @@ void write_from(int fd, std::string_view& text, const std::string& path) {
     if (done >= 0) {
       text.remove_prefix(static_cast<std::size_t>(done));
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      // The host may have made its standard output non-blocking.
       pollfd wait{fd, POLLOUT, 0};
       if (::poll(&wait, 1, -1) < 0 && errno != EINTR) throw_errno("poll", path);
     } else if (errno != EINTR) {

@@ -12,8 +12,8 @@
 
 namespace zorbec {
 
-// Owns one file descriptor; closes it when it goes. close() is never retried: after EINTR the
-// number may already belong to another thread's file.
+// Owns one file descriptor and closes it in its destructor; -1 means none. close() is never
+// retried: after EINTR the number may already belong to another thread's file.
 class UniqueFd {
  public:
   explicit UniqueFd(int fd = -1) noexcept : fd_(fd) {}
@@ -33,40 +33,45 @@ class UniqueFd {
   int fd_;
 };
 
-// Makes a new empty file under `path`, open for reading and writing at the offset 0 and
-// close-on-exec. What was there before is removed, never opened: a link, a FIFO or somebody else's
-// file of that name is not followed, waited for or written to.
+// All functions below may be called from any thread. They throw std::system_error (errno, failed
+// call, path).
+
+// Creates a new, empty file at `path`, opened for reading and writing, close-on-exec. An old file
+// of that name is removed, never opened: a link is not followed, a FIFO is not waited for, and
+// another user's file is not written to.
 //
-// Throws std::system_error if the old file cannot be removed or the new one not be made.
+// Throws if the old file cannot be removed (a directory, for example) or the new one cannot be
+// created.
 UniqueFd create_fresh_file(const std::string& path);
 
-// For files that commands write: removes what stands under `path`, unless it is a plain file of
-// this user without another name, to which a command may write. Links, FIFOs and other users' files
-// are neither followed, waited for nor trusted. True if the name is free now.
-//
-// Throws std::system_error if that cannot be found out or done.
+// Prepares `path` for a command that will write to it. A regular file stays if it belongs to this
+// user and has no other hard link. Anything else of that name is removed: a command would follow
+// the link, wait for the FIFO, or take another user's content for its own. Returns true if the name
+// is free now, false if a file of ours is there.
 bool remove_what_is_not_ours(const std::string& path);
 
-// The same, and makes an empty file if the name is free: so that nobody else can take it before the
-// command does.
+// The same, but leaves a file of ours in any case: creates an empty one if the name is free. So
+// nobody else can take the name before the command opens it.
 void keep_for_ourselves(const std::string& path);
 
-// Size in bytes of the file at `path`, and when it was last changed, since 1970. Throw
-// std::system_error if there is none.
+// The size of the file at `path` in bytes, and the time of its last change since 1970. Links are
+// followed. Throw if there is no file.
 std::size_t file_size(const std::string& path);
 std::chrono::nanoseconds modification_time(const std::string& path);
 
-// Everything in the file at `path`. Throws std::system_error if it cannot be opened or read, or is
-// larger than `most_bytes`. Never waits for the other end of a FIFO.
+// Reads the whole file at `path`. What is appended while it is read is not seen. Never waits for a
+// writer of a FIFO. Throws if the file cannot be opened or read, or (EFBIG) has more than
+// `most_bytes` bytes; std::bad_alloc if there is not enough memory.
 FileText read_file(const std::string& path, std::size_t most_bytes);
 
-// Everything in the open file, from its beginning. `path` is for messages.
+// Reads the whole open file, from offset 0 to its end. `path` is only for messages.
 std::string read_from_start(const UniqueFd& fd, const std::string& path);
 
-// Writes all of `text`, however many calls it takes; waits where a descriptor does not block.
-// Throws std::system_error; part of the text may have been written then.
+// Writes all of `text`, in as many write() calls as needed. Waits if the descriptor is non-blocking
+// and takes no more at the moment. `path` is only for messages. After an exception, part of the
+// text may have been written.
 void write_all(int fd, std::string_view text, const std::string& path);
-// The same, and removes from `text` what was written, however it ends.
+// The same. Whether it returns or throws, `text` then holds only what was not written.
 void write_from(int fd, std::string_view& text, const std::string& path);
 
 }  // namespace zorbec

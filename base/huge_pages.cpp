@@ -17,11 +17,11 @@ bool takes_huge_pages(std::size_t bytes) {
 
 void* allocate_huge(std::size_t bytes) {
   if (!takes_huge_pages(bytes)) return ::operator new(bytes);
-  // Aligned, so that the first huge page begins at once.
+  // A huge page begins at a multiple of its size. Unaligned memory would lose the first one.
   void* const memory =
       std::aligned_alloc(kHugePage, (bytes + kHugePage - 1) / kHugePage * kHugePage);
   if (memory == nullptr) throw std::bad_alloc();
-  // Only advice: a machine without such pages does as well, a little slower.
+  // Only advice, so the result is not checked: without huge pages it works too, a little slower.
   ::madvise(memory, bytes, MADV_HUGEPAGE);
   return memory;
 }

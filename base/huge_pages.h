@@ -6,19 +6,22 @@
 
 namespace zorbec {
 
-// Memory for what is large and read at random, dumps above all: in huge pages where the machine
-// has some to give, so that reading here and there does not cost a page walk each time. Small
-// amounts come from the heap. Throws std::bad_alloc if there is not enough.
+// Memory for large data with random access, above all dumps. From 2 MB on it is aligned for
+// transparent huge pages (THP), and the kernel is asked to use them: with 4 KB pages nearly every
+// access would be a TLB miss. Smaller amounts come from the ordinary heap.
+//
+// The memory is not initialised. Throws std::bad_alloc. Free it with free_huge() and the same
+// `bytes`.
 void* allocate_huge(std::size_t bytes);
 void free_huge(void* memory, std::size_t bytes) noexcept;
 
-// For a pointer to such memory.
+// Deleter for a std::unique_ptr to such memory.
 struct FreeHuge {
-  std::size_t allocated = 0;
+  std::size_t allocated = 0;  // bytes, as given to allocate_huge()
   void operator()(char* memory) const noexcept { free_huge(memory, allocated); }
 };
 
-// The same for containers.
+// Allocator for standard containers that should use such memory.
 template <typename T>
 struct HugePages {
   // NOLINTNEXTLINE(readability-identifier-naming): containers ask for this name

@@ -19,6 +19,8 @@ struct Integer::Wide {
 
 namespace {
 
+// No key needs nearly as many. The time to read decimal digits grows with the square of their
+// number, so without a limit a damaged dump could hold up the check.
 constexpr std::size_t kMostDigits = 4000;
 
 bool is_decimal_digit(char c) {
@@ -29,9 +31,9 @@ bool is_hexadecimal_digit(char c) {
   return is_decimal_digit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
-// `digits` are digits of `base`, 10 or 16.
+// The number that `digits` writes. `base` is 10 or 16; all characters must be digits of it.
 cpp_int wide_digits(std::string_view digits, int base) {
-  // A leading zero would make the library read octal digits.
+  // cpp_int reads a text with a leading zero as octal.
   digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size() - 1));
   return cpp_int((base == 16 ? "0x" : "") + std::string(digits));
 }
@@ -55,7 +57,7 @@ Integer::Integer(const Wide& wide) {
 }
 
 std::optional<Integer> Integer::from_decimal(std::string_view text) {
-  // Nearly every number of a dump is settled here.
+  // Fast path: nearly every number of a dump ends here.
   std::uint64_t word = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), word);
   if (error == std::errc() && end == text.data() + text.size()) return Integer(word);
@@ -129,7 +131,7 @@ Integer Integer::wide_and(const Integer& a, std::uint64_t mask) {
 }
 
 Integer Integer::wide_shift(const Integer& a, unsigned bits) {
-  // As a multiplication, which is right for negative numbers too.
+  // A multiplication gives the exact result for negative numbers too.
   return Integer(Wide{a.widened().value * (cpp_int(1) << bits)});
 }
 

@@ -10,41 +10,43 @@
 
 namespace zorbec {
 
-// A whole number as dumps hold them, and the value of a key. Nothing bounds a field of a dump, and
-// no shift may lose a bit, so it is as wide as it needs to be: real keys fit the one word on which
-// look-ups work, and a number out of that range, which only a malformed dump leads to, is kept
-// exactly beside it.
+// A whole number of any size: a field of a dump, or the value of a key.
+//
+// Real keys are not negative and fit in 64 bits; they are kept in one word. A malformed dump can
+// hold any number, and computing a key from it must not lose bits, or the checker would report a
+// key that nobody expects. Such numbers are kept exactly, in a shared and constant big integer.
 class Integer {
  public:
   template <std::unsigned_integral T>
   Integer(T value) : word_(value) {}
   Integer(int value);
 
-  // The number that `text` writes in decimal digits, a minus sign before them allowed and nothing
-  // else. Empty if it writes none, or one of more than 4,000 digits, which no key can need and
-  // which would take long to read.
+  // Reads decimal digits, with an optional minus sign before them. Nothing else may be in `text`.
+  // Empty if it is not such a number, or has more than 4,000 digits: no key needs as many, and
+  // reading them takes long.
   static std::optional<Integer> from_decimal(std::string_view text);
-  // The same in hexadecimal digits of either case, "0x" allowed before them.
+  // The same for hexadecimal digits, upper or lower case, with an optional "0x" behind the sign.
   static std::optional<Integer> from_hexadecimal(std::string_view text);
-  // A real number without its fraction; `value` must be finite.
+  // Drops the fraction. `value` must be finite.
   static Integer from_real(double value);
 
-  // The number if it is one of 64 bits, not negative.
+  // The number, if it is not negative and fits in 64 bits.
   std::optional<std::uint64_t> word() const {
     if (wide_ != nullptr) return std::nullopt;
     return word_;
   }
   bool is_zero() const { return wide_ == nullptr && word_ == 0; }
 
-  // "0x" and lower-case hexadecimal digits without leading zeros, a minus sign before it all.
+  // "0x" and lower-case digits without leading zeros. A negative number has its minus sign first.
   std::string hexadecimal() const;
   void append_hexadecimal(std::string& out) const;
-  // Hexadecimal as messages show it: a capital L follows one that does not fit 64
-  // bits with a sign, that is from 2^63 up.
+  // Hexadecimal as findings and logs show it. A number that does not fit in a signed 64-bit integer
+  // (from 2^63 up, for example) is followed by a capital L.
   std::string message_hexadecimal() const;
   std::string decimal() const;
 
-  // Negative numbers count as two's complement of unbounded width.
+  // Exact, without any limit of width. A negative number behaves like a two's complement number
+  // with infinitely many sign bits.
   friend Integer operator|(const Integer& a, const Integer& b) {
     if (a.wide_ == nullptr && b.wide_ == nullptr) return {a.word_ | b.word_};
     return wide_or(a, b);
@@ -72,7 +74,7 @@ class Integer {
   static Integer wide_shift(const Integer& a, unsigned bits);
 
   std::uint64_t word_ = 0;
-  std::shared_ptr<const Wide> wide_;  // only for a number that word_ cannot hold
+  std::shared_ptr<const Wide> wide_;  // null if word_ holds the number
 };
 
 }  // namespace zorbec

@@ -12,10 +12,15 @@
 namespace zorbec {
 namespace {
 
+// Large enough that a log of many small messages needs few write() calls.
 constexpr std::size_t kMostWaiting = std::size_t{64} * 1024;
 
-// Lets a write that a signal would punish fail instead, in the host's own thread too: to a broken
-// pipe, or beyond the size that a file may have.
+// Blocks SIGPIPE and SIGXFSZ in this thread for a scope.
+//
+// A write() to a broken pipe, or beyond the file size limit, raises one of these signals, and its
+// default action ends the process. The main thread belongs to the host, whose handlers we must not
+// change. So the signal is blocked, write() fails with EPIPE or EFBIG, and the pending signal is
+// removed before the host's mask is restored.
 class WriteSignalsBlocked {
  public:
   WriteSignalsBlocked() noexcept {
@@ -26,12 +31,13 @@ class WriteSignalsBlocked {
     sigemptyset(&blocked);
     for (const int signal : {SIGPIPE, SIGXFSZ}) {
       sigaddset(&blocked, signal);
-      // The signal that our write may raise is not the host's; one from before is.
+      // A signal that was pending before belongs to the host: it must not be removed.
       if (sigismember(&pending, signal) == 0) sigaddset(&ours_, signal);
     }
     pthread_sigmask(SIG_BLOCK, &blocked, &before_);
   }
   ~WriteSignalsBlocked() {
+    // With a timeout of zero: takes the signal if it is pending, and never waits.
     const timespec now{};
     sigtimedwait(&ours_, nullptr, &now);
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
@@ -55,7 +61,7 @@ LogStream::~LogStream() {
   try {
     close();
   } catch (const std::exception&) {
-    // Whoever wants to know has called close() before.
+    // A destructor must not throw. Callers that need the error call close() first.
   }
 }
 
@@ -66,6 +72,8 @@ void LogStream::write(std::string_view message) {
 
 void LogStream::write_pieces(
     const std::function<void(const std::function<void(std::string_view)>&)>& produce) {
+  // The lock is held until the last piece: the main thread's lines must not land between two of
+  // them.
   const MutexLock lock(mutex_);
   produce([this](std::string_view piece) ZORBEC_REQUIRES(mutex_) { append(piece); });
 }
@@ -88,6 +96,7 @@ void LogStream::append(std::string_view piece) {
     waiting_ += piece;
     return;
   }
+  // A large piece is written directly. Copying it into the buffer first would gain nothing.
   flush_locked();
   const WriteSignalsBlocked blocked;
   write_all(fd_.get(), piece, path_);
@@ -95,7 +104,8 @@ void LogStream::append(std::string_view piece) {
 
 void LogStream::flush_locked() {
   if (waiting_.empty()) return;
-  // Taken out first: what could not be written is not tried again behind later texts.
+  // Emptied before the write, even if that fails. A text that could not be written is lost: a later
+  // flush must not write it again behind newer texts, or repeat the part that was written.
   const std::string text = std::move(waiting_);
   waiting_.clear();
   const WriteSignalsBlocked blocked;
@@ -103,6 +113,7 @@ void LogStream::flush_locked() {
 }
 
 void OutputStream::write_from(std::string_view& messages) {
+  // SIGPIPE is not blocked here: workers run with all signals blocked already (run/worker.cpp).
   const MutexLock lock(mutex_);
   zorbec::write_from(fd_, messages, name_);
 }
@@ -110,12 +121,13 @@ void OutputStream::write_from(std::string_view& messages) {
 void report_error(std::initializer_list<std::string_view> pieces) noexcept {
   const WriteSignalsBlocked blocked;
   try {
+    // One write() for the whole line: the lines of several threads must not mix.
     std::string line = "zorbec: ";
     for (const std::string_view piece : pieces) line += piece;
     line += '\n';
     write_all(STDERR_FILENO, line, "standard error");
   } catch (const std::exception&) {
-    return;
+    return;  // there is no other place to report it
   }
 }
 

@@ -10,26 +10,30 @@
 
 namespace zorbec {
 
-// A log that a worker and the main thread write to. Each message is written whole: nobody's text
-// lands inside another's. Small messages wait in memory until flush(), close() or enough of them.
+// A log file with a buffer. Safe from any thread: a worker and the main thread write to the same
+// log, and no message lands inside another one. Small messages wait in memory until 64 KB have
+// gathered, or until flush() or close().
 class LogStream {
  public:
-  // Makes a fresh file under `path`. Throws std::system_error if that fails.
+  // Creates a fresh file at `path` (see create_fresh_file()). Throws std::system_error.
   explicit LogStream(std::string path);
-  // Writes to a file that was made for it; `path` is for messages.
+  // Takes over an open file. `path` is only for messages.
   LogStream(std::string path, UniqueFd file);
-  // Writes what still waits; an error is lost here, hence close().
+  // Writes what is still in the buffer. An error is lost here; call close() to see it.
   ~LogStream();
   LogStream(const LogStream&) = delete;
   LogStream& operator=(const LogStream&) = delete;
 
-  // All of these throw std::system_error if the file cannot be written, or is closed already.
+  // All of these throw std::system_error (errno, failed call, path) if the file cannot be written;
+  // the text that was waiting is then lost. write() on a closed log throws EBADF. flush() and
+  // close() on a closed log do nothing.
   void write(std::string_view message);
   void flush();
   void close();
 
-  // Writes one message that comes in pieces. `produce` gets a function that takes them; it must not
-  // use this stream otherwise, nor wait for anybody.
+  // Writes one message that comes in pieces. Calls `produce` once, with a function that takes the
+  // next piece. The log is locked meanwhile: `produce` must not use this log in any other way, and
+  // must not wait for another thread. Throws as write() does, and what `produce` throws.
   void write_pieces(
       const std::function<void(const std::function<void(std::string_view)>&)>& produce);
 
@@ -43,20 +47,20 @@ class LogStream {
   std::string waiting_ ZORBEC_GUARDED_BY(mutex_);
 };
 
-// One of the process's own output streams. A message is one write, so that those of several threads
-// never mix within a line; nothing waits in memory.
+// An output stream of the process, such as standard output. Safe from any thread, except
+// redirect(). Messages of several threads never mix. There is no buffer.
 class OutputStream {
  public:
-  // `fd` stays the process's; `name` is for messages.
+  // Does not own `fd` and never closes it. `name` is only for messages.
   OutputStream(int fd, std::string name) : fd_(fd), name_(std::move(name)) {}
 
-  // From now on messages go to another descriptor, which stays the caller's. Not to be called while
-  // others write.
+  // Sends all later messages to another descriptor, which the caller keeps open. No other thread
+  // may be writing meanwhile.
   void redirect(int fd) { fd_ = fd; }
 
-  // Throws std::system_error if the descriptor cannot be written.
+  // Writes the message before it returns. Throws std::system_error if that fails.
   void write(std::string_view message) { write_from(message); }
-  // The same, and removes from `messages` what was written, however it ends.
+  // The same. Whether it returns or throws, `messages` then holds only what was not written.
   void write_from(std::string_view& messages);
 
  private:
@@ -65,8 +69,8 @@ class OutputStream {
   Mutex mutex_;
 };
 
-// Writes "zorbec: " and the pieces of a message as one line on standard error. Nothing can be done
-// if that fails, so nothing is; a host whose standard error is a broken pipe is not ended by it.
+// Writes "zorbec: ", the pieces and a newline to standard error, as one line. Safe from any thread.
+// A failure is ignored, and a broken pipe does not end the host.
 void report_error(std::initializer_list<std::string_view> pieces) noexcept;
 
 }  // namespace zorbec

@@ -9,12 +9,15 @@
 
 namespace zorbec {
 
-// Something that many workers of a phase need alike: made by the first who comes to it. Those who
-// need it meanwhile wait: they would only make the same again.
+// An object that many workers need and that is expensive to make. The first worker that asks makes
+// it; the others wait for it, because they would only make the same again. Safe from any thread.
+//
+// make() runs with the lock held. It must not ask for this object itself.
 template <typename T>
 class MadeOnce {
  public:
-  // Throws what make() throws; the next who needs it tries again.
+  // Returns the object, and makes it if nobody has. Throws what make() throws; the next caller then
+  // tries again.
   template <typename Make>
   std::shared_ptr<const T> get(Make make) {
     const MutexLock lock(mutex_);
@@ -23,9 +26,9 @@ class MadeOnce {
     return made_;
   }
 
-  // Makes it before it is needed, unless it is made or somebody makes it. So of several things that
-  // all workers need, each can be made by a different worker. What make() throws is thrown where it
-  // is needed first, as if it had been made there.
+  // Makes the object before it is needed. Does nothing if it exists or if another worker holds the
+  // lock, so it never waits: of several such objects, each can be made by a different worker. Does
+  // not throw what make() throws: the next get() throws it, as if it had called make() itself.
   template <typename Make>
   void make_ahead(Make make) {
     if (!mutex_.try_lock()) return;

@@ -4,8 +4,8 @@
 #include <mutex>
 #include <utility>
 
-// Names for clang's lock analysis; other compilers see nothing. The analysis does not know
-// std::mutex, hence the wrappers below.
+// Annotations for clang's thread safety analysis; empty for other compilers. The analysis does not
+// know libstdc++'s std::mutex, so Mutex and MutexLock wrap it.
 #if defined(__clang__)
 #define ZORBEC_THREAD_ATTRIBUTE(x) __attribute__((x))
 #else
@@ -21,10 +21,11 @@
 
 namespace zorbec {
 
+// A std::mutex that the analysis knows.
 class ZORBEC_CAPABILITY("mutex") Mutex {
  public:
   void lock() ZORBEC_ACQUIRE() { mutex_.lock(); }
-  // False, and nothing is done, if it is locked.
+  // Returns false at once if it is locked.
   bool try_lock() ZORBEC_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
   void unlock() ZORBEC_RELEASE() { mutex_.unlock(); }
 
@@ -32,11 +33,11 @@ class ZORBEC_CAPABILITY("mutex") Mutex {
   std::mutex mutex_;
 };
 
-// Holds a Mutex for a scope.
+// Locks a Mutex for a scope.
 class ZORBEC_SCOPED_CAPABILITY MutexLock {
  public:
   explicit MutexLock(Mutex& mutex) ZORBEC_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
-  // Takes over a mutex that this thread has locked.
+  // For a mutex that this thread has already locked: only unlocks it at the end of the scope.
   MutexLock(Mutex& mutex, std::adopt_lock_t) ZORBEC_REQUIRES(mutex) : mutex_(mutex) {}
   ~MutexLock() ZORBEC_RELEASE() { mutex_.unlock(); }
   MutexLock(const MutexLock&) = delete;
@@ -46,12 +47,12 @@ class ZORBEC_SCOPED_CAPABILITY MutexLock {
   Mutex& mutex_;
 };
 
-// A place for one shared object that a thread may replace while others use what was there before:
-// whoever took the old object keeps it alive until he lets go of it.
+// Holds one shared object that a thread may replace while others still use the old one. Whoever
+// took the old object with get() keeps it alive. Safe from any thread.
 template <typename T>
 class SharedSlot {
  public:
-  // Empty pointer if nothing is there.
+  // Null if there is no object.
   std::shared_ptr<T> get() const {
     const MutexLock lock(mutex_);
     return object_;
@@ -61,7 +62,7 @@ class SharedSlot {
       const MutexLock lock(mutex_);
       object_.swap(object);
     }
-    // The old object may end here, outside the lock.
+    // `object` is now the old one. Its destructor may run here, outside the lock.
   }
 
  private:

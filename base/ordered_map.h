@@ -8,14 +8,15 @@
 
 namespace zorbec {
 
-// A map by text that keeps the order of insertion. Giving a name that is there a new value leaves
-// it in its place.
+// A map from text to T that is walked in the order of insertion. A new value for a name that exists
+// keeps the name's place. Not safe from several threads.
 template <typename T>
 class OrderedMap {
  public:
   using Entry = std::pair<std::string, T>;
 
-  // Null if there is none of that name. Any later insertion ends the pointer.
+  // Null if the name does not exist. The pointer is valid until the next set() of a new name, or
+  // clear().
   T* find(const std::string& name) {
     const auto found = places_.find(name);
     return found == places_.end() ? nullptr : &entries_[found->second].second;

@@ -5,15 +5,17 @@
 
 namespace zorbec {
 
-// What \s matches in the texts of the platform's tools.
+// Whitespace in the output of the platform's tools: the characters that \s matches in a regular
+// expression.
 inline constexpr std::string_view kWhitespace = " \t\n\r\f\v";
 
-// The lines of a command's output. A line ends at "\n"; no line follows the last newline, so an
-// empty output has no lines.
+// Splits a command's output into lines, without their "\n". No line follows the last newline; an
+// empty output has no lines. The views point into `text`.
 std::vector<std::string_view> split_lines(std::string_view text);
 
-// The fields of a line, cut at every run of whitespace. Whitespace at its beginning gives an empty
-// first field, at its end an empty last one; an empty line is one empty field.
+// Splits a line into fields at every run of whitespace. Whitespace at the beginning gives an empty
+// first field, whitespace at the end an empty last one. An empty line is one empty field. So there
+// is always at least one field. The views point into `line`.
 std::vector<std::string_view> split_at_whitespace(std::string_view line);
 
 }  // namespace zorbec

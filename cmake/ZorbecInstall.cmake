@@ -1,5 +1,5 @@
-# What is installed and where, and the Debian package made of it. The lab, the benchmark and the tests
-# stay in the build folder.
+# What is installed, and where; and the Debian package. The lab, the benchmark and the tests are not
+# installed.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -10,14 +10,15 @@ install(TARGETS zorbec_shared EXPORT zorbec
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES api/zorbec.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
-# For hosts: find_package(zorbec) gives the target zorbec::zorbec. The library needs no package
-# itself, so the exported targets are the whole configuration.
+# For hosts that use CMake: find_package(zorbec) gives the target zorbec::zorbec. The library
+# depends on no other package, so the file of exported targets is the whole configuration.
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zorbec)
 install(EXPORT zorbec FILE zorbecConfig.cmake NAMESPACE zorbec:: DESTINATION ${package_dir})
 write_basic_package_version_file(zorbecConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/zorbecConfigVersion.cmake DESTINATION ${package_dir})
 
-# And pkg-config. The prefix is where the file is found, so that an installed copy can be moved.
+# For hosts that use pkg-config. The prefix is relative to the place of the .pc file, so that an
+# installed copy can be moved.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
   BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}/${pkgconfig_dir}
@@ -29,7 +30,7 @@ install(FILES docs/man/zorbec.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES docs/man/zorbec.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
 install(FILES completions/zorbec.bash
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME zorbec)
-# The documents keep their folder: README.md links to it.
+# The documents stay in a folder docs/, because README.md links to them there.
 file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.json)
 install(FILES README.md ARCHITECTURE.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)

@@ -14,6 +14,7 @@
 namespace zorbec {
 namespace {
 
+// The children first: without its shell, a child would no longer be found.
 void signal_with_children(pid_t shell, int signal) {
   const std::string number = std::to_string(shell);
   try {
@@ -26,7 +27,7 @@ void signal_with_children(pid_t shell, int signal) {
       if (pid && !pid->is_zero()) ::kill(static_cast<pid_t>(pid->word().value_or(0)), signal);
     }
   } catch (const std::exception&) {
-    // Not every kernel lists children; then the shell has to do.
+    // Not every kernel has this list (CONFIG_PROC_CHILDREN). Then only the shell is signalled.
   }
   ::kill(shell, signal);
 }

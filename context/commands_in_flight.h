@@ -9,33 +9,35 @@
 
 namespace zorbec {
 
-// The run was told to end: no further command is started, and what was running was ended.
+// The run was told to end. Running commands were ended, and no other command is started.
 class Interrupted : public CheckError {
  public:
   Interrupted() : CheckError("interrupted") {}
 };
 
-// The shells that run at this moment, so that somebody can end them all. Safe from any thread.
+// The process ids of the shells that are running, so that another thread can end all of them. Safe
+// from any thread, but not from a signal handler: it takes a lock.
 class CommandsInFlight {
  public:
-  // Throws Interrupted once end() was called.
+  // Throws Interrupted if end() was called.
   void require_running() const;
 
-  // A shell was started; if end() has been called meanwhile, it is told to end as well.
+  // Adds a shell that was just started. If end() was called in between, signals the shell now.
   void add(pid_t shell);
-  // It has ended but is not reaped yet, so that its number is still its own. True if end() may have
-  // ended it: half an answer must not be taken for one.
+  // Removes a shell that has ended. It must not be reaped yet: until then no other process can get
+  // its id, so end() cannot signal a wrong one. Returns true if end() was called: the shell may
+  // have been ended by it, and its output may be incomplete.
   bool remove(pid_t shell);
 
-  // Tells every running shell and its children to end, with `signal`, and from now on lets none be
-  // started. A shell that was given a single command has become that command, unless the command
-  // line redirects something: then the command is its child.
+  // Sends `signal` to all running shells and their children; shells added later get it too. bash
+  // replaces itself with a command that is alone on its line, but a command with a redirection is
+  // its child. So both must be signalled.
   void end(int signal);
 
  private:
   mutable Mutex mutex_;
   std::set<pid_t> shells_ ZORBEC_GUARDED_BY(mutex_);
-  int end_signal_ ZORBEC_GUARDED_BY(mutex_) = 0;  // 0: going on
+  int end_signal_ ZORBEC_GUARDED_BY(mutex_) = 0;  // 0: end() was not called
 };
 
 }  // namespace zorbec

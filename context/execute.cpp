@@ -10,7 +10,7 @@
 namespace zorbec {
 
 std::string execute(const std::string& cmd, std::string_view suffix, std::string_view node) {
-  // No shell can be given such a line: it would run the first part of it.
+  // A command line ends at its first NUL byte: the shell would run only the part before it.
   if (cmd.find('\0') != std::string::npos) {
     throw CheckError("command holds a NUL byte: " + in_quotes(cmd));
   }

@@ -7,8 +7,9 @@
 
 namespace zorbec {
 
-// What a run works on. Whoever brings the run state up chooses it: this machine, or for tests,
-// fuzzers and measurements something that only behaves like a router.
+// What a run works on: where its commands go, and where its files are. Chosen when the run state is
+// brought up. Normally it is this_machine(); tests, fuzzers and the benchmark use imitations of a
+// router.
 struct Machine {
   std::unique_ptr<CommandRunner> commands;
   std::unique_ptr<RunFiles> files;

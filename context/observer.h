@@ -16,21 +16,21 @@
 
 namespace zorbec {
 
-// What a loaded dump holds.
+// What a loaded dump contains.
 struct DumpContent {
   std::size_t entries = 0;
-  bool is_table = true;  // false: valid JSON, but no object at the top
-  // Entries that are not as the dump tools write them, and what is wrong with the first of them.
-  // The check takes most of them all the same, for something else than was meant.
+  bool is_table = true;  // false: valid JSON, but not an object at the top level
+  // The number of entries that no dump tool writes like this, and what is wrong with the first one.
+  // The check accepts most such entries, but may read something else in them than was meant.
   std::size_t odd_entries = 0;
   std::string first_odd;
 };
 
-// What a run tells whoever watches it. Views and references in an event are good only until
+// The events of a run, for an Observer. Views and references in an event are valid only until
 // observe() returns.
 //
-// What a worker tells comes on the worker's own thread, between its WorkerStarted and its
-// WorkerEnded; everything else is the main thread's.
+// A worker reports its events on its own thread, between its WorkerStarted and its WorkerEnded. The
+// main thread of the run reports all others.
 namespace event {
 
 struct RunStarted {
@@ -42,12 +42,12 @@ struct RouterProbed {
 struct NodesListed {
   const NodeInfo& nodes;
 };
-// A line of the node table that names a node, but not as active or standby: it is not checked.
+// A line of the node table names a node that is neither active nor standby. It is not checked.
 struct NodeIgnored {
   std::string_view line;
 };
-// A line of the node table takes the place of an earlier one, whose node has the same short name
-// and another address: the earlier node is not checked.
+// A line of the node table replaces an earlier one with the same short name and another address.
+// The earlier node is not checked.
 struct NodeReplaced {
   std::string_view node;
   std::string_view address;  // of the earlier node
@@ -64,22 +64,23 @@ struct WorkerStarted {
   std::string_view node;
   std::string_view task;
 };
-// `error` is what ended the worker before its task was done, null if nothing did.
+// `error` is the exception that ended the task early; null if the task was completed.
 struct WorkerEnded {
   std::string_view node;
   std::string_view task;
   const std::exception* error;
 };
 
-// What a worker turns to. Commands and failures up to the next step belong to it.
+// A worker begins a step of its task. Its commands and failures up to the next StepStarted belong
+// to this step.
 enum class Step {
   kPidbTool,    // the node dumps its interface truth database
   kPidbFile,    // one class of it is fetched and loaded
-  kTunnels,     // is a GRE tunnel configured?
+  kTunnels,     // the configuration is searched for GRE tunnels; if it has any, they are dumped
   kKeys,        // expected keys are derived
-  kPmdb,        // the node dumps its programmed keys, which are fetched and loaded
+  kPmdb,        // the node dumps its programmed keys; they are fetched and loaded
   kComparison,  // one class is compared
-  kLeaks,       // unclaimed keys are looked at
+  kLeaks,       // keys that no interface has claimed are checked
   kRoutes,      // multicast routing entries are collected
   kBuds,        // bud objects are collected
   kHandles,     // the hardware's entries for the tunnels are collected
@@ -87,13 +88,13 @@ enum class Step {
 struct StepStarted {
   std::string_view node;
   Step step;
-  std::optional<InterfaceClass> intf_class;  // of kPidbFile and kComparison
+  std::optional<InterfaceClass> intf_class;  // only for kPidbFile and kComparison
 };
 
 struct CommandStarted {
   std::string_view command;
 };
-// `status` is what waitpid() gave, -1 if the host ignores SIGCHLD and nobody knows.
+// `status` is as waitpid() gives it; -1 if it is not known, because the host ignores SIGCHLD.
 struct CommandEnded {
   std::string_view command;
   int status;
@@ -101,60 +102,61 @@ struct CommandEnded {
   std::size_t output_bytes;
 };
 
-// A node's dump, or the local copy that was there in its stead, was loaded; with no bytes it held
-// nothing to load.
+// The local copy of a node's dump was loaded. It may be an old copy, if the node sent none:
+// `modified` tells. If `bytes` is 0, there was nothing to load.
 struct DumpLoaded {
   std::string_view node;
-  std::optional<InterfaceClass> intf_class;  // of a PIDB dump; empty: the PMDB dump
+  std::optional<InterfaceClass> intf_class;  // the class of a PIDB dump; empty: the PMDB dump
   std::string_view path;
   std::size_t bytes;
   std::chrono::nanoseconds modified;  // time of the last change since 1970
   DumpContent content;
 };
-// Whether the running configuration holds GRE tunnels. `answer_bytes` is its size.
+// Whether the running configuration contains GRE tunnels. `answer_bytes` is the size of the
+// configuration.
 struct TunnelsAsked {
   std::string_view node;
   bool are_configured;
   std::size_t answer_bytes;
 };
 
-// The scale mode was asked for, and the answer.
+// The platform was asked for the scale mode; this is the answer.
 struct ScaleModeProbed {
   int scale_mode;
 };
 
-// The class of the step was compared with a node's programmed keys, to its end.
+// The comparison of the step's class with a node's programmed keys is complete.
 struct ClassCompared {
   std::string_view node;
-  std::size_t expected;  // keys looked up
-  std::size_t missing;   // of them
+  std::size_t expected;  // keys that were looked up
+  std::size_t missing;   // those of them that the node does not hold
 };
-// All keys that no interface claimed were looked at.
+// All keys that no interface has claimed were checked.
 struct LeaksChecked {
   std::string_view node;
   std::size_t programmed;          // keys of the node
-  std::size_t of_bundles = 0;      // unclaimed, but the interface manager takes them for a bundle
-  std::size_t marked_in_dump = 0;  // unclaimed, but marked `visited` by the dump itself
+  std::size_t of_bundles = 0;      // unclaimed, but of a bundle, says the interface manager
+  std::size_t marked_in_dump = 0;  // unclaimed, but marked `visited` in the dump itself
   std::size_t leaked = 0;
 };
-// What a multicast collector found, be it all there is or not.
+// A multicast collector has read the output of its tool, which may be incomplete.
 struct EntriesCollected {
   std::string_view node;
   Step step;
   std::size_t entries;
-  std::size_t unreadable = 0;  // answers that hold something, but no field of an entry
+  std::size_t unreadable = 0;  // answers that are not empty but contain no field of an entry
 };
-// The routes of a route processor were compared with what a node has made of them, to the end.
+// The comparison of the routes of route processors with a node's entries is complete.
 struct RoutesCompared {
   std::string_view address;
   std::size_t routes;
   std::size_t uncompared = 0;  // routes for which a route processor's hardware names another RIF
 };
 
-// Findings, each told just before it is reported. `text` is what standard output will show, without
-// the line ends around it.
+// Findings. Each event comes just before the finding is written. `text` is the text on standard
+// output, without the newlines around it.
 struct MissingKey {        // in the class of the step
-  std::string_view node;   // whose hardware lacks it
+  std::string_view node;   // the node whose hardware does not hold the key
   std::string_view owner;  // the node that reports the interface
   const InterfaceRecord& interface;
   const Integer& handle;
@@ -183,11 +185,11 @@ constexpr std::string_view fault_name(RouteFault fault) {
 }
 struct FaultyRoute {
   RouteFault fault;
-  std::string_view address;    // of the node that is at fault
+  std::string_view address;    // of the faulty node
   std::string_view processor;  // address of the route processor
-  std::uint32_t number;
+  std::uint32_t number;        // of the route among the processor's
   std::string_view rif;
-  std::string_view mdt_handle;  // empty where the comparison did not come to it
+  std::string_view mdt_handle;  // empty for kMissingBud, which is found before handles are compared
   std::string_view text;
 };
 
@@ -201,8 +203,8 @@ using Event =
                  event::ClassCompared, event::LeaksChecked, event::EntriesCollected,
                  event::RoutesCompared, event::MissingKey, event::LeakedKey, event::FaultyRoute>;
 
-// Watches a run. It changes nothing of what the run does, unless it throws: an exception leaves the
-// function that reported the event, and ends its worker or the run.
+// Watches a run. It must not change what the run does. If observe() throws, the exception leaves
+// the function that reported the event, and so ends its worker, or the run.
 class Observer {
  public:
   Observer() = default;
@@ -210,7 +212,7 @@ class Observer {
   Observer(const Observer&) = delete;
   Observer& operator=(const Observer&) = delete;
 
-  // Called by many threads at once.
+  // Called from many threads at the same time. The run waits for it.
   virtual void observe(const Event& event) = 0;
 };
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-// Every file under /tmp whose name is not built beside its only user, and the shell.
+// The paths under /tmp that are not built beside their only user, and the shell.
 namespace zorbec::paths {
 
 inline constexpr const char* kCommandErrors = "/tmp/output_file.txt";
@@ -11,9 +11,10 @@ inline constexpr const char* kFirstLog = "/tmp/debug_logs.txt";
 inline constexpr const char* kMulticastVerificationLog = "/tmp/mcast_verify_debug_logs.txt";
 inline constexpr const char* kStaleGreDump = "/tmp/pidb_gre_intf.dat";
 
-// The tunnel command redirects both its outputs with ">&", which not every /bin/sh understands. And
-// where a line is one command without redirection, bash becomes that command: to end it is to end
-// the shell, and nothing stays between.
+// bash, for two reasons. The tunnel command redirects standard output and standard error with ">&",
+// which not every /bin/sh understands. And bash replaces itself with a command that is alone on its
+// line and has no redirection: then there is no shell between us and the command, and a signal to
+// the shell reaches the command.
 inline constexpr const char* kShell = "/bin/bash";
 
 inline std::string node_log(std::string_view node) {

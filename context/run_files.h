@@ -9,9 +9,10 @@
 
 namespace zorbec {
 
-// The files of a run: its logs and copies of dumps, under the names that they have in /tmp. A run
-// gets them from outside; SystemFiles are those of this machine. All functions may be called from
-// any thread, and throw std::system_error (errno, failed call, path).
+// Access to the files of a run: its logs, and its copies of dumps. Paths are the real ones, mostly
+// in /tmp; an implementation may keep the files elsewhere. The run state gets it from outside;
+// SystemFiles is the one for this machine. All functions must be safe from any thread, and throw
+// std::system_error (errno, failed call, path).
 class RunFiles {
  public:
   RunFiles() = default;
@@ -19,14 +20,14 @@ class RunFiles {
   RunFiles(const RunFiles&) = delete;
   RunFiles& operator=(const RunFiles&) = delete;
 
-  // See the functions of these names in base/files.h.
+  // These do what the functions of the same names in base/files.h do.
   virtual UniqueFd create_fresh(const std::string& path) = 0;
   virtual void remove_what_is_not_ours(const std::string& path) = 0;
   virtual void keep_for_ourselves(const std::string& path) = 0;
   virtual std::size_t size(const std::string& path) = 0;
   virtual std::chrono::nanoseconds modification_time(const std::string& path) = 0;
   virtual FileText read(const std::string& path, std::size_t most_bytes) = 0;
-  // Removes the file if it is there.
+  // Removes the file. No error if it does not exist.
   virtual void remove(const std::string& path) = 0;
 };
 

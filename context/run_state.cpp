@@ -9,7 +9,7 @@
 namespace zorbec {
 namespace {
 
-// The process's one run state.
+// The one run state of the process; null if it is not up.
 std::unique_ptr<RunState>& the_state() {
   static std::unique_ptr<RunState> state;
   return state;

@@ -22,7 +22,21 @@ void require_success(int error, const char* call) {
   if (error != 0) throw_error_number(error, call, paths::kShell);
 }
 
-// What the shell finds in place of our own standard streams.
+// How a command is run:
+//
+//   posix_spawn       bash, with standard output to a fresh file and standard error to `db_file`
+//   waitid WNOWAIT    waits for its end, but leaves the zombie, which keeps the process id
+//   remove            takes the id out of CommandsInFlight, so nobody can signal it any more
+//   waitpid           reaps the zombie; from now on another process may get the id
+//   read              reads the output back through the descriptor of the file
+//
+// The output goes to a file, not through a pipe, because it is kept there for operators. So nobody
+// has to read while the command runs. posix_spawn, not fork(): the child of a process with many
+// threads may do nearly nothing before exec(), and copying the page tables of a process with large
+// dumps takes long. All descriptors of the library are close-on-exec, so a command inherits none of
+// them but its standard streams.
+
+// The file actions of posix_spawn: which descriptors become the shell's standard streams.
 class Redirections {
  public:
   Redirections() { require_success(posix_spawn_file_actions_init(&actions_), "posix_spawn"); }
@@ -30,6 +44,7 @@ class Redirections {
   Redirections(const Redirections&) = delete;
   Redirections& operator=(const Redirections&) = delete;
 
+  // adddup2 also clears close-on-exec of the copy.
   void add(const UniqueFd& from, int to) {
     require_success(posix_spawn_file_actions_adddup2(&actions_, from.get(), to), "posix_spawn");
   }
@@ -39,7 +54,10 @@ class Redirections {
   posix_spawn_file_actions_t actions_{};
 };
 
-// Workers run with all signals blocked, and a host may ignore some; commands expect neither.
+// The attributes of posix_spawn: no signal is blocked in the shell, and SIGPIPE and SIGCHLD have
+// their default action. Without this, it would inherit the worker's mask, which blocks all signals,
+// and the signals that the host ignores. A command that ignores SIGPIPE, for example, may never
+// end.
 class PlainSignals {
  public:
   PlainSignals() {
@@ -64,8 +82,9 @@ class PlainSignals {
   posix_spawnattr_t attributes_{};
 };
 
-// Calls wait() until it says something else than that a signal came in between. False if the child
-// is gone already, which it is when the host ignores SIGCHLD.
+// Repeats wait() while it fails with EINTR. Returns false if there is no such child: if the host
+// ignores SIGCHLD, the kernel reaps children itself, and wait functions return ECHILD when the
+// child has ended.
 template <typename Wait>
 bool waited(Wait wait, const char* call) {
   while (wait() < 0) {
@@ -75,8 +94,9 @@ bool waited(Wait wait, const char* call) {
   return true;
 }
 
-// A shell that was started. It is waited for in any case: one that is left behind would write into
-// files of the next run, and its number would be somebody else's one day.
+// A running shell. The destructor waits for it in any case, also after an exception: a shell that
+// is left running would write into the files of the next run, and one that is not reaped would
+// remain as a zombie.
 class Shell {
  public:
   Shell(pid_t pid, CommandsInFlight& in_flight) noexcept : pid_(pid), in_flight_(in_flight) {}
@@ -89,8 +109,9 @@ class Shell {
   Shell(const Shell&) = delete;
   Shell& operator=(const Shell&) = delete;
 
-  // Waits for its end and reaps it. Returns its status as waitpid() gives it, -1 if nobody knows
-  // it. Throws Interrupted if commands were told to end meanwhile.
+  // Blocks until the shell has ended, and reaps it. Returns its status as waitpid() gives it, or -1
+  // if it is not known. Throws Interrupted if end() was called meanwhile: the output may be cut
+  // short, and must not be taken for an answer.
   int wait() {
     in_flight_.add(pid_);
     siginfo_t ended{};
@@ -116,7 +137,7 @@ pid_t start_shell(const std::string& cmd, const UniqueFd& output, const UniqueFd
   redirections.add(output, STDOUT_FILENO);
   redirections.add(errors, STDERR_FILENO);
   const PlainSignals signals;
-  // posix_spawn takes its argument texts as non-const for historical reasons and leaves them alone.
+  // posix_spawn declares its arguments as non-const, but does not change them.
   const std::array<char*, 4> argv = {const_cast<char*>("bash"), const_cast<char*>("-c"),
                                      const_cast<char*>(cmd.c_str()), nullptr};
   pid_t pid = 0;
@@ -131,12 +152,15 @@ pid_t start_shell(const std::string& cmd, const UniqueFd& output, const UniqueFd
 }  // namespace
 
 CommandResult ShellRunner::run(const Command& command, const std::function<void()>& started) {
+  // The shared pointer keeps the descriptor open until the command has ended, whatever others do
+  // with the slot. All commands share it, and so its offset: no text overwrites another.
   const std::shared_ptr<UniqueFd> errors = run_state().db_file.get();
   if (errors == nullptr) throw CheckError("no file is open for the errors of commands");
 
   const std::string path = paths::command_output(command.suffix);
   const UniqueFd output = run_state().files().create_fresh(path);
 
+  // Checked here and in add(): end() may be called at any moment in between.
   in_flight_.require_running();
   started();
   CommandResult result;

@@ -5,16 +5,17 @@
 
 namespace zorbec {
 
-// Runs each command through the shell, as a child of this process.
+// Runs each command with /bin/bash -c, as a child of this process.
 //
-// Its standard output goes to a fresh file under the name that the suffix gives and is read back
-// from there: each call reads its own output, whatever runs beside it. Standard error goes to
-// `db_file` of the run state, which must be open. Standard input is inherited.
+// Standard output goes to a fresh file, /tmp/zorbec<suffix>.log, and is read back through the same
+// descriptor. So each call reads its own output, even if another call with the same suffix replaces
+// the file meanwhile. Standard error goes to `db_file` of the run state, which must be up. Standard
+// input is inherited.
 class ShellRunner : public CommandRunner {
  public:
-  // Throws CheckError if no file is open for the errors of commands; std::system_error (errno,
-  // failed call, path) if the file of the output cannot be made or read, or the shell cannot be
-  // started; Interrupted.
+  // Throws CheckError if `db_file` is not open, Interrupted if end() was called, and
+  // std::system_error (errno, failed call, path) if the output file cannot be created or read, or
+  // the shell cannot be started.
   CommandResult run(const Command& command, const std::function<void()>& started) override;
   void end(int signal) override { in_flight_.end(signal); }
 

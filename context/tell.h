@@ -5,15 +5,16 @@
 
 namespace zorbec {
 
-// Tells the observer of the run state that is up what make() returns; without an observer nothing
-// is made. Throws what the observer throws.
+// Reports an event: calls make() and passes its result to the observer of the run state. Without a
+// run state or an observer, make() is not called. Throws what make() and the observer throw. Safe
+// from any thread.
 template <typename Make>
 void tell(Make make) {
   if (!run_state_is_up()) return;
   if (Observer* const observer = run_state().observer) observer->observe(make());
 }
 
-// Whether somebody watches, so that it pays to find out what can be told.
+// Whether there is an observer. For callers that would have to do extra work for an event.
 inline bool is_watched() {
   return run_state_is_up() && run_state().observer != nullptr;
 }

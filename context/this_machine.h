@@ -4,7 +4,7 @@
 
 namespace zorbec {
 
-// The machine that this process runs on: its shell and its files.
+// The machine on which this process runs: ShellRunner and SystemFiles.
 Machine this_machine();
 
 }  // namespace zorbec

@@ -7,9 +7,9 @@
 
 namespace zorbec {
 
-// The body of one dump worker of the interface check: the node's interface truth database, then its
-// programmed keys, each if the node record asks for it. Throws what these throw, and CheckError if
-// the record lacks a field; what comes after is not attempted.
+// The task of one dump worker of the interface check: pidb_dump(), then pmdb_dump(), each only if
+// the node record asks for it. Throws what they throw (and so what execute() throws), and
+// CheckError if a field of the record is missing. After an exception nothing more is dumped.
 void dump_task(const std::string& nodename, const NodeRecord& node_info, LogStream& dl_fd);
 
 }  // namespace zorbec

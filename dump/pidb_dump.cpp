@@ -34,7 +34,7 @@ void pidb_dump(const std::string& nodeip, const std::string& nodename, LogStream
     tell([&] { return event::StepStarted{nodename, step, std::nullopt}; });
   };
   tell_step(event::Step::kPidbTool);
-  // The numbers of blanks in these commands differ, and are meant to.
+  // The numbers of blanks in these commands differ on purpose: they are part of the interface.
   execute("ssh  -o 'StrictHostKeyChecking=no'  " + nodeip + " /pkg/bin/iftruth_dump -g", "0",
           nodeip);
   fetch_all(DumpedBy::kPidbTool, nodeip, nodename);
@@ -44,8 +44,8 @@ void pidb_dump(const std::string& nodeip, const std::string& nodename, LogStream
   const bool are_configured = show_runn.find("interface tunnel-ip") != std::string::npos;
   tell([&] { return event::TunnelsAsked{nodename, are_configured, show_runn.size()}; });
   if (are_configured) {
-    // The redirection is the local shell's, so the tool's output lands in /tmp/log here, whatever
-    // stands under that name.
+    // The local shell does this redirection, so the tool's output goes to /tmp/log on this machine.
+    // Without the call below, the shell would follow a link that somebody has put there.
     run_state().files().keep_for_ourselves("/tmp/log");
     execute("ssh  -o 'StrictHostKeyChecking=no' " + nodeip +
                 " /pkg/bin/tunnel_db_print database >& /tmp/log",

@@ -6,12 +6,13 @@
 
 namespace zorbec {
 
-// Brings a line card's interface truth database here: has the card's tool dump it, copies the files
-// back, loads each that is not empty into the table of its class, and completes the tables with
-// expected keys. GRE tunnels are fetched only if the running configuration holds any.
+// Gets the interface truth database (PIDB) of a line card: runs the dump tool on the card, copies
+// the files here, loads each one that is not empty into the table of its class, and adds the
+// expected keys. GRE tunnels are dumped only if the running configuration contains any.
 //
-// Nothing is written to `dl_fd`. Throws if a copy is missing or is not valid JSON, or if no
-// expected keys can be derived from it; classes after that are not fetched.
+// Called by the worker of the node; blocks as long as the commands run. `dl_fd` is not used. Throws
+// what execute(), load_dump() and construct_pidb_truth_db() throw: above all if a copy is missing
+// or is not valid JSON, or if expected keys cannot be derived. Then nothing more is fetched.
 void pidb_dump(const std::string& nodeip, const std::string& nodename, LogStream& dl_fd);
 
 }  // namespace zorbec

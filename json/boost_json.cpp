@@ -1,3 +1,3 @@
-// Boost.JSON, compiled once, here: nothing has to be there at run time, and a change of a file
-// beside this one does not compile it again.
+// Compiles Boost.JSON into our library, so no shared library of it is needed at run time. It has a
+// source of its own because it takes long to compile and never changes.
 #include <boost/json/src.hpp>

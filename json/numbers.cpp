@@ -10,8 +10,8 @@
 namespace zorbec {
 namespace {
 
-// Out of range of a double: infinity or zero, whichever is nearer. The host's locale has no say in
-// what a dump's decimal point is.
+// The value of a real number. Out of the range of a double it is infinity or zero. Uses the "C"
+// locale: the host's locale may have another decimal point.
 double real(const JsonValue& value) {
   static const locale_t kDumpLocale = newlocale(LC_ALL_MASK, "C", nullptr);
   return strtod_l(std::string(value.text()).c_str(), nullptr, kDumpLocale);
@@ -61,7 +61,8 @@ std::string comparable_number(const JsonValue& value) {
   if (value.kind() == JsonKind::kReal) {
     const double number = real(value);
     if (!std::isfinite(number) || std::trunc(number) != number) {
-      // Shortest digits that are this number's alone.
+      // to_chars() writes the shortest text that gives this double again, so equal doubles have
+      // equal texts.
       std::array<char, 32> digits{};
       return {digits.data(),
               std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr};

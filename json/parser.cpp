@@ -15,21 +15,42 @@
 namespace zorbec {
 namespace {
 
-// Records are flat; whatever is nested deeper than this is no dump of a router.
+// Records are flat. A text with deeper nesting is not a dump, and a limit keeps later walks over
+// the values, which are recursive, from using up the stack.
 constexpr std::size_t kDeepest = 32;
+// Both numbers go into the 28 bits of JsonToken::extra.
 constexpr std::uint32_t kLongestText = JsonToken::kMostExtra;
 constexpr std::uint32_t kMostShapes = JsonToken::kMostExtra;
 
-// Takes the parser's events and lays them down as tokens.
+// Turns the events of Boost.JSON's parser into our tokens. The parser checks the syntax; we keep
+// only where each value is.
 //
-// The shape of an object is found on the way: shapes form a tree of member names, and an object
-// walks it from the root, one step a member. Nearly always the step is the one that the last object
-// took from there, so it costs one comparison of names.
+// A token is added for each value, in file order. A container's token is added when it begins; how
+// many tokens are inside is filled in when it ends. So the text {"7": {"port": 3, "up": [1, 2]}}
+// becomes:
+//
+//   tokens   | object | object | 3 | array | 1 | 2 |
+//   inside   |   5    |   4    |   |   2   |   |   |
+//
+// Member names are not stored with each object. Nearly all records of a dump have the same names in
+// the same order, so objects share a JsonShape. The shape is found while the object is read: the
+// names form a tree, an object begins at its root, and each member takes one step down. Objects
+// that end at the same node have the same shape:
+//
+//   root -- "port" -+- "rif"             records with these two names
+//                   +- "slot" -- "rif"   records with these three
+//
+// Each node remembers the step that was taken last. The next object nearly always takes it again,
+// which costs one comparison of names. Every other step is looked up in a hash map.
+//
+// Members of the top level are different: each is an entry of the table, with its own name.
 class JsonLoader {
  public:
+  // steps_ begins with the root.
   explicit JsonLoader(JsonStorage& storage) : storage_(storage), steps_(1) {}
 
-  // The parser asks for these limits under these names; the real one is the token's.
+  // basic_parser requires these constants under these names. Containers need no limit of their own:
+  // a text has fewer than 2^32 bytes, so its tokens can be counted in 32 bits.
   // NOLINTBEGIN(readability-identifier-naming)
   static constexpr std::size_t max_object_size = std::numeric_limits<std::size_t>::max();
   static constexpr std::size_t max_array_size = std::numeric_limits<std::size_t>::max();
@@ -67,6 +88,7 @@ class JsonLoader {
     return true;
   }
 
+  // A text with escapes comes in several parts, already decoded.
   bool on_key_part(View part, std::size_t, Error&) {
     parts_.append(part);
     return true;
@@ -77,7 +99,7 @@ class JsonLoader {
       add_entry(name);
     } else {
       open_.back().step = step(open_.back().step, storage_.text_of(name));
-      // The step keeps the name; what was decoded for it is not needed again.
+      // The tree keeps its own copy of the name, so the decoded characters can go again.
       if (name.kind == JsonToken::kDecoded) storage_.decoded.resize(name.word);
     }
     return true;
@@ -90,6 +112,9 @@ class JsonLoader {
     storage_.tokens.push_back(text_token(last));
     return true;
   }
+  // The whole text is in memory, so the parts of a number are contiguous: where the first one
+  // begins is enough. The value that the parser has computed is not used: it has only 64 bits, and
+  // dumps may hold longer integers, which must keep every digit.
   bool on_number_part(View part, Error&) {
     if (number_ == nullptr) number_ = part.data();
     return true;
@@ -105,6 +130,7 @@ class JsonLoader {
     add(JsonKind::kNull, 0, 0);
     return true;
   }
+  // basic_parser requires these two; comments are errors with the options that we set.
   static bool on_comment_part(View, Error&) { return true; }
   static bool on_comment(View, Error&) { return true; }
 
@@ -112,14 +138,14 @@ class JsonLoader {
   // A container that has not ended yet.
   struct Open {
     std::uint32_t token;
-    std::uint32_t step = 0;  // how far it came in the tree of shapes
+    std::uint32_t step = 0;  // its node in the tree of names, so far
   };
-  // A node of that tree: the names from the root to here, in order.
+  // A node of the tree. The names on the way from the root to it are those of an object.
   struct Step {
     std::uint32_t parent = 0;
-    std::uint32_t last_taken = 0;  // the step that the last object took from here; 0: none
+    std::uint32_t last_taken = 0;  // the node that the last object went to from here; 0: none
     std::string_view name;
-    std::optional<std::uint32_t> shape;  // made when the first object ends here
+    std::optional<std::uint32_t> shape;  // set when the first object ends here
   };
   using StepKey = std::pair<std::uint32_t, std::string_view>;
 
@@ -140,9 +166,12 @@ class JsonLoader {
     return ended;
   }
 
+  // A text without escapes stays in the file, and the token has its offset there. Else `last` may
+  // point into a buffer of the parser, and the characters are copied to `decoded`.
   JsonToken text_token(View last) {
     const std::string_view file = storage_.file.view();
     const auto length = static_cast<std::uint32_t>(parts_.size() + last.size());
+    // std::less_equal, because <= on pointers into different arrays is unspecified.
     const std::less_equal<> not_after;
     if (parts_.empty() && not_after(file.data(), last.data()) &&
         not_after(last.data() + last.size(), file.data() + file.size())) {
@@ -169,6 +198,8 @@ class JsonLoader {
     return true;
   }
 
+  // A repeated name keeps its entry, which then gets the new value. The tokens of the old value
+  // stay where they are, and nothing refers to them any more.
   void add_entry(const JsonToken& name) {
     const std::string_view text = storage_.text_of(name);
     const std::uint32_t number = storage_.size();
@@ -186,6 +217,7 @@ class JsonLoader {
     }
   }
 
+  // The node that the member `name` leads to; created if no object has been there.
   std::uint32_t step(std::uint32_t from, std::string_view name) {
     const std::uint32_t likely = steps_[from].last_taken;
     if (likely != 0 && steps_[likely].name == name) return likely;
@@ -218,10 +250,11 @@ class JsonLoader {
   std::vector<Open> open_;
   std::vector<Step> steps_;
   boost::unordered_flat_map<StepKey, std::uint32_t> by_key_;
-  // Of the entries with canonical names, to find repeated ones.
+  // Entries whose names are canonical numbers, to find repeated names. The others are in
+  // storage_.by_text.
   boost::unordered_flat_map<std::uint64_t, std::uint32_t> by_number_;
-  std::string parts_;             // of a text that came in several parts
-  const char* number_ = nullptr;  // where a number that came in several parts begins
+  std::string parts_;             // the parts so far of a text that comes in several
+  const char* number_ = nullptr;  // the beginning of a number that comes in several parts
 };
 
 }  // namespace
@@ -234,6 +267,7 @@ JsonStorage parse_json(FileText text) {
   boost::json::basic_parser<JsonLoader> parser(options, storage);
   boost::system::error_code error;
   const FileText& file = storage.file;
+  // false: no more text follows, so a text that ends too early is an error.
   const std::size_t read = parser.write_some(false, file.bytes.get(), file.size, error);
   if (!error && read < file.size) error = boost::json::error::extra_data;
   if (error) {

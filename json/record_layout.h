@@ -13,20 +13,29 @@
 
 namespace zorbec {
 
-// How the records of a dump that have the same members in the same order are written: what stands
-// between a record's name and its first value, between its values, and behind the last. The values
-// are plain scalars, so that with their lengths alone all of them are found again.
+// What records with the same members in the same order have in common: all of their text except the
+// values. Of the record
+//
+//   "917504": {"port": 12, "rif": "0x77"}
+//
+// before[0] is `": {"port": `, before[1] is `, "rif": ` and closing is `}`. (before[0] begins with
+// the quote that ends the record's name.) The values are plain scalars. With the layout and the
+// length of each value, all values of a record can be found again.
 struct RecordLayout {
+  // The table reader gives up beyond these limits. A piece is compared without looking for the end
+  // of the file, so it must fit in the zero bytes behind it; a value's length is kept in one byte.
   static constexpr std::size_t kMostMembers = 64;
   static constexpr std::size_t kLongestPiece = kScanSlack;
   static constexpr std::size_t kLongestValue = std::numeric_limits<std::uint8_t>::max();
 
-  std::vector<std::string> before;  // what stands before each value
-  std::string closing;
+  std::vector<std::string> before;  // the text before each value
+  std::string closing;              // the text behind the last value
 };
 
-// Length of the plain scalar at `at`, its quotes included; 0 if something else stands there: a text
-// with escapes or beyond ASCII, a real number, a nested value.
+// The length of the plain scalar at `at`, including its quotes. 0 if there is something else: a
+// text with escapes or characters beyond ASCII, or a nested value. Of a real number it gives the
+// length of its first digits; the caller fails at what follows them. May read up to kScanSlack
+// bytes behind the text (json/scanning.h).
 inline std::size_t scalar_length(const char* at) {
   const std::size_t sign = *at == '-' ? 1 : 0;
   if (const std::size_t digits = count_digits(at + sign); digits > 0) {
@@ -42,7 +51,7 @@ inline std::size_t scalar_length(const char* at) {
   return 0;
 }
 
-// The token of the plain scalar of that length at an offset of the text.
+// The token of the plain scalar at offset `at` of `text`; `length` is from scalar_length().
 inline JsonToken scalar_token(const char* text, std::uint32_t at, std::uint32_t length) {
   switch (text[at]) {
     case '"':

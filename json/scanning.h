@@ -8,20 +8,20 @@
 
 namespace zorbec {
 
-// Looks at a dump's text without asking at every character whether it ends there: each of them may
-// read up to kScanSlack bytes behind the text, where zero bytes must stand that belong to none of
-// them.
+// The functions below scan a dump's text without checking at every character whether the text ends
+// there. kScanSlack zero bytes must follow the text (FileText has them): a zero byte is no digit
+// and no plain character, so every scan stops at the first of them.
 inline constexpr std::size_t kScanSlack = FileText::kSlack;
 
-// How many decimal digits stand at `at`.
+// The number of decimal digits at `at`.
 inline std::size_t count_digits(const char* at) {
   std::size_t count = 0;
   while (at[count] >= '0' && at[count] <= '9') ++count;
   return count;
 }
 
-// How many printable ASCII characters stand at `at` that a JSON text holds as they are: no quote
-// and no backslash.
+// The number of characters at `at` that a JSON string contains unescaped: printable ASCII except
+// the quote and the backslash.
 inline std::size_t count_plain_characters(const char* at) {
   const auto is_plain = [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; };
   std::size_t count = 0;
@@ -29,7 +29,7 @@ inline std::size_t count_plain_characters(const char* at) {
   return count;
 }
 
-// Whether `text`, of at most kScanSlack bytes, stands at `at`.
+// Whether the bytes at `at` are `text`, which must not be longer than kScanSlack.
 inline bool stands_at(const char* at, std::string_view text) {
   return std::memcmp(at, text.data(), text.size()) == 0;
 }

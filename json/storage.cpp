@@ -42,8 +42,9 @@ JsonShape JsonShape::of(const std::vector<std::string_view>& names) {
   std::ranges::sort(shape.by_name, {},
                     [&](std::uint32_t index) { return shape.members[index].name; });
 
-  // {"name": v, "name": v}: braces, and for each member quotes, colon, blank, a value, comma,
-  // blank, less the last comma and blank.
+  // The narrowest object is {"name": v, "name": v}. That is 2 braces, and for each member its name
+  // and 7 columns: 2 quotes, colon, blank, a value of 1, comma, blank. The last member has no comma
+  // and blank.
   shape.least_columns = 2;
   for (const Member& member : shape.members) shape.least_columns += columns_of(member.name) + 7;
   if (!shape.members.empty()) shape.least_columns -= 2;

@@ -17,26 +17,52 @@
 namespace zorbec {
 namespace {
 
+// A record that does not have the layout of the record before is compared with all known layouts.
+// Real dumps have few. A dump with many would be slow to read here, so the parser reads it.
 constexpr std::size_t kMostLayouts = 16;
 
-// How many bits an entry's number has behind its name.
+// To sort the entries, name and entry number share one 64-bit word: a name takes 38 bits
+// (json/name_order.h), which leaves more than these for the number.
 constexpr unsigned kNumberBits = 24;
 
-// One reading of a table.
+// Reads one table.
+//
+// The text that it is made for:
+//
+//   {"7340032": {"port": 3, "rif": "0x5"}, "917504": {"port": 12, "rif": "0x77"}, ...
+//     ^name  ^before[0]   ^before[1]    ^closing        the values stand between these pieces
+//
+// A parser looks at every character to find out what it is. But a record nearly always has the same
+// text as the record before it, except for its name and its values. So the first record is taken
+// apart once, and its layout (record_layout.h) is kept. Each further record is compared with the
+// layout: does before[0] stand here? How long is the value? Does before[1] stand behind it? That is
+// one memcmp() and one short scan for each member, without any allocation. Only the length of each
+// value is stored.
+//
+// This is safe because a layout is taken apart strictly: what equals its text is valid JSON too,
+// and a value that scalar_length() accepts is a complete and valid scalar if the layout's next
+// piece follows it. (Behind the digits of "1.5" there is no such piece.)
+//
+// Everything else makes read() return false, and the parser starts again at the first byte. So no
+// function here reports an error; false only means "not mine". All of them read ahead without
+// looking for the end of the text: zero bytes follow it (scanning.h), and no piece contains one.
 class TableReader {
  public:
-  // `storage` has the text and nothing else.
+  // `storage` contains the text and nothing else.
   explicit TableReader(JsonStorage& storage);
 
-  // Whether the storage was filled. If not, it holds part of the table.
+  // Fills the storage. On false the storage contains a part of the table and must be thrown away.
   bool read();
 
  private:
   bool read_entry();
+  // Both expect at_ behind the record's name, and leave it behind the record.
   bool read_record();
   bool follows(const RecordLayout& layout);
+  // Adds the layout of the record at at_, and leaves at_ there. The record is then read with
+  // follows(), like any other.
   bool learn_layout();
-  // Sorts the entries by name; false if two have the same name.
+  // Fills storage_.order. Returns false if two entries have the same name.
   bool sort_entries();
 
   void skip_blanks();
@@ -46,7 +72,7 @@ class TableReader {
   const char* const begin_;
   const char* const end_;
   const char* at_;
-  std::size_t last_layout_ = 0;
+  std::size_t last_layout_ = 0;  // the layout of the record that was read last
 };
 
 TableReader::TableReader(JsonStorage& storage)
@@ -57,7 +83,9 @@ TableReader::TableReader(JsonStorage& storage)
 
 bool TableReader::read() {
   if (begin_ == end_) return false;
-  // Memory that is never touched costs nothing.
+  // Guesses that are high enough for real dumps: a record has at least 64 bytes, a value and its
+  // name at least 4. So nothing is copied while the vectors grow. Memory that is reserved but never
+  // touched costs nothing.
   storage_.entries.reserve(storage_.file.size / 64 + 1);
   storage_.layout_of.reserve(storage_.file.size / 64 + 1);
   storage_.lengths.reserve(storage_.file.size / 4 + 1);
@@ -81,6 +109,7 @@ bool TableReader::read() {
 bool TableReader::read_entry() {
   if (!skip('"')) return false;
   const std::size_t digits = count_digits(at_);
+  // Only canonical numbers. A quote must follow the digits: every layout begins with it.
   if (digits == 0 || digits > kMostDigits || (*at_ == '0' && digits > 1)) return false;
   const auto name_at = static_cast<std::uint32_t>(at_ - begin_);
   std::uint64_t number = 0;
@@ -97,6 +126,7 @@ bool TableReader::read_entry() {
 }
 
 bool TableReader::read_record() {
+  // Nearly always the layout of the record before; else one of the others; else a new one.
   const std::vector<RecordLayout>& layouts = storage_.layouts;
   if (last_layout_ < layouts.size() && follows(layouts[last_layout_])) return true;
   for (last_layout_ = 0; last_layout_ < layouts.size(); ++last_layout_) {
@@ -106,6 +136,8 @@ bool TableReader::read_record() {
 }
 
 bool TableReader::follows(const RecordLayout& layout) {
+  // Lengths are collected here and stored only when the whole record has matched: it may be tried
+  // with several layouts.
   std::array<std::uint8_t, RecordLayout::kMostMembers> lengths;
   std::uint8_t* next = lengths.data();
   const char* at = at_;
@@ -140,6 +172,7 @@ bool TableReader::learn_layout() {
     const std::string_view name(at_, length);
     at_ += length;
     if (!skip('"')) return false;
+    // A repeated member name: which value counts is the parser's business.
     if (std::ranges::find(names, name) != names.end()) return false;
     names.push_back(storage_.names.emplace_back(name));
     skip_blanks();
@@ -155,7 +188,7 @@ bool TableReader::learn_layout() {
     if (*at_ == '}') break;
     if (!skip(',')) return false;
     skip_blanks();
-    if (*at_ == '}') return false;
+    if (*at_ == '}') return false;  // a comma behind the last member is not valid JSON
   }
   layout.closing.assign(piece, at_ + 1);
   if (layout.closing.size() > RecordLayout::kLongestPiece) return false;
@@ -167,7 +200,9 @@ bool TableReader::learn_layout() {
 }
 
 bool TableReader::sort_entries() {
-  // Name and number in one word, as long as they have room in it, which they have on every router.
+  // One word for each entry: the sort value of its name in the upper bits, its number in the lower.
+  // Sorting these words sorts the entries by name. The number has room for 16 million entries, more
+  // than any router has.
   if (storage_.entries.size() >> kNumberBits != 0) return false;
   std::vector<std::uint64_t> keys;
   keys.reserve(storage_.entries.size());
@@ -175,7 +210,7 @@ bool TableReader::sort_entries() {
     const JsonStorage::Entry& its = storage_.entries[entry];
     keys.push_back(name_order(its.short_number, its.name.extra) << kNumberBits | entry);
   }
-  // By their digits: a comparison sort takes longer.
+  // A radix sort: faster than a comparison sort for this many integers.
   boost::sort::spreadsort::integer_sort(keys.begin(), keys.end());
   const auto is_same = [](std::uint64_t a, std::uint64_t b) {
     return a >> kNumberBits == b >> kNumberBits;

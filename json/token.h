@@ -15,12 +15,20 @@ enum class JsonKind : std::uint8_t {
   kObject
 };
 
-// One value of a JSON text in 8 bytes. What it says depends on its kind, which is a JsonKind or one
-// of those below.
+// One value of a JSON document, in 8 bytes. `kind` is a JsonKind or one of the two constants below;
+// what the other fields mean depends on it:
+//
+//   kind                 extra                       word
+//   text, number         length in bytes             offset in the file
+//   kDecoded             length in bytes             offset in the decoded texts
+//   array                not used                    number of tokens inside
+//   object               number of its shape         number of tokens inside
+//   kLaidOut             number of layout and shape  number of the entry
+//   null, false, true    not used                    not used
 struct JsonToken {
-  // A text whose characters were decoded, as the file writes it with escapes.
+  // A text that has escapes in the file.
   static constexpr std::uint32_t kDecoded = 15;
-  // A record that is laid out.
+  // A record that is stored by its layout (json/record_layout.h): its values have no tokens.
   static constexpr std::uint32_t kLaidOut = 14;
   static constexpr std::uint32_t kMostExtra = (1U << 28U) - 1;
 
@@ -33,14 +41,14 @@ struct JsonToken {
 
   bool is(JsonKind its_kind) const { return kind == static_cast<std::uint32_t>(its_kind); }
 
-  // Tokens that the value takes, its own included.
+  // The number of tokens of the value, this one included.
   std::uint32_t length() const {
     return is(JsonKind::kArray) || is(JsonKind::kObject) ? word + 1 : 1;
   }
 
   std::uint32_t kind : 4;
-  std::uint32_t extra : 28;  // text, number: length; object: shape; laid out: layout and shape
-  std::uint32_t word;        // text, number: offset; array, object: tokens inside; laid out: entry
+  std::uint32_t extra : 28;
+  std::uint32_t word;
 };
 
 }  // namespace zorbec

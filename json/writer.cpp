@@ -7,6 +7,7 @@ namespace zorbec {
 void append_json_text(std::string& out, std::string_view text) {
   constexpr std::array<char, 16> kDigits = {'0', '1', '2', '3', '4', '5', '6', '7',
                                             '8', '9', 'a', 'b', 'c', 'd', 'e', 'f'};
+  // Bytes from 0x80 on are parts of UTF-8 characters and are written as they are.
   const auto is_plain = [](char c) {
     return static_cast<unsigned char>(c) >= 0x20 && c != '"' && c != '\\';
   };

@@ -13,11 +13,11 @@
 
 namespace zorbec {
 
-// Appends `text` as a JSON text: in quotes, with only quotes, backslashes and control characters
-// escaped.
+// Appends `text` as a JSON string, in quotes. Only quotes, backslashes and control characters are
+// escaped; all other bytes are copied.
 void append_json_text(std::string& out, std::string_view text);
 
-// A text as JsonWriter takes it.
+// Wraps a text that JsonWriter writes as a JSON string.
 struct JsonText {
   std::string_view characters;
 };
@@ -39,7 +39,7 @@ void visit_json(const std::variant<Types...>& value, Visitor visitor) {
   std::visit(visitor, value);
 }
 
-// A map or list of a type that tells no more may be as narrow as it likes, and has no quicker way.
+// What is assumed of a map or list whose type has no function of its own for it (see below).
 template <typename T>
 std::size_t least_columns(const T& /*value*/) {
   return 0;
@@ -49,30 +49,43 @@ bool append_folded(std::string& /*out*/, const T& /*value*/, std::size_t /*inden
   return false;
 }
 
-// Writes nested maps and lists as JSON text for the reader of a log: a map or list on one line if
-// that line then fits in 80 columns, otherwise one entry a line, indented by one blank a level.
+// Writes nested maps and lists as JSON, for people who read a log. A map or list is written on one
+// line if that line fits in 80 columns, else with one entry on each line, indented by one blank for
+// each level.
 //
-// What can be written is told by functions found beside its type:
+// The writer does not know the types that it writes. Each type has functions in its namespace
+// (found by argument-dependent lookup) that say what it is. One of these three kinds:
+//
 //   a scalar   void append_scalar(std::string& out, const T& scalar);
 //   a map      std::size_t entry_count(const T& map);
-//              bool for_each_member(const T& map, F entry);  entry(name, child), sorted by name
+//              bool for_each_member(const T& map, F entry);    calls entry(name, child) for each
 //   a list     std::size_t entry_count(const T& list);
-//              bool for_each_element(const T& list, F entry);  entry(child)
-// An entry that returns false ends the walk, which then returns false.
-//   any of these  void visit_json(const T& value, F f);  calls f with what the value is
-//   and, if known  std::size_t least_columns(const T& map);  it is never narrower on one line
-//   and with that  bool append_folded(std::string& out, const T& map, std::size_t indent, F put);
-//                  a quicker way to write it on several lines; false, changing nothing, if it
-//                  cannot. put(child, taken) appends a member's value to `out`, which it may empty
-//                  before; `taken` columns of its line are for the name and a comma
+//              bool for_each_element(const T& list, F entry);  calls entry(child) for each
+//
+// Members of a map come sorted by name. When entry() returns false, the walk stops and returns
+// false. If the kind is known only at run time, a type has this function instead:
+//
+//   void visit_json(const T& value, F f);   calls f with an object of one of the three kinds
+//
+// Two more functions make a map faster. They are optional:
+//
+//   std::size_t least_columns(const T& map);
+//     A lower limit of its width on one line. If it is too wide, the one line is not tried.
+//   bool append_folded(std::string& out, const T& map, std::size_t indent, F put);
+//     Writes the map on several lines. Needs least_columns(). Returns false, and changes nothing,
+//     if it cannot write this map. put(child, taken) appends a member's value to `out`; `taken` is
+//     the number of columns of the line that are needed for the name and a comma. put() may pass
+//     `out` to the sink and empty it.
+//
+// An object of this class belongs to one thread.
 class JsonWriter {
  public:
   using Sink = std::function<void(std::string_view)>;
 
-  // `sink` receives the text in pieces of some 256 KB.
+  // `sink` gets the text in pieces of about 256 KB; the view is valid during the call.
   explicit JsonWriter(Sink sink) : sink_(std::move(sink)) {}
 
-  // Writes one value and the newline that ends it.
+  // Writes one value and a newline. Throws what the sink throws.
   template <typename T>
   void write(const T& value) {
     put(value, 0, 0);
@@ -84,17 +97,17 @@ class JsonWriter {
   static constexpr std::size_t kColumns = 80;
   static constexpr std::size_t kPiece = std::size_t{256} * 1024;
 
-  // Writes `value` on a line that begins with `indent` blanks, `taken` columns of which are for
-  // other things: what stands before the value and a comma behind it.
+  // Writes `value` at the current place of a line that began with `indent` blanks. `taken` columns
+  // of the line are not free for the value: what is before it, and a comma behind it.
   template <typename T>
   void put(const T& value, std::size_t indent, std::size_t taken);
 
-  // Writes the entries of a map or list between brackets, one a line; if it has none, the brackets.
+  // Writes a map or list with one entry on each line; an empty one as "{}" or "[]".
   template <typename T>
   void put_folded(const T& value, std::size_t indent);
 
-  // Appends `value` without line breaks. Gives up with false once more than `columns` are taken
-  // since `start`, leaving what it wrote.
+  // Appends `value` without line breaks. Gives up and returns false as soon as the text since
+  // `start` is wider than `columns`. What it has written then stays, for the caller to remove.
   template <typename T>
   bool append_compact(const T& value, std::size_t start, std::size_t columns);
 
@@ -114,6 +127,7 @@ class JsonWriter {
 
 namespace json_writer {
 
+// The concepts below only need something callable to ask whether a function exists for T.
 struct AnyEntry {
   template <typename... Child>
   bool operator()(const Child&...) const {
@@ -224,7 +238,8 @@ bool JsonWriter::append_compact(const T& value, std::size_t start, std::size_t c
     }
     if (!fits) return false;
   }
-  // Bytes are never fewer than columns, so nearly every line is settled without counting.
+  // A text never has more columns than bytes, so characters are counted only if the bytes do not
+  // fit.
   return buffer_.size() - start <= columns ||
          columns_of(std::string_view(buffer_).substr(start)) <= columns;
 }

@@ -12,6 +12,8 @@
 namespace zorbec {
 namespace {
 
+// How a dump tool may write a field: as an integer; as an integer or a text of decimal digits; or
+// as true, false, 1 or 0.
 enum class FieldKind { kNumber, kNumberOrText, kFlag };
 
 struct Field {
@@ -42,7 +44,7 @@ constexpr Field kBviFields[] = {kRif, kLif, kSlot, kSsp};
 constexpr Field kGreFields[] = {{"erif", FieldKind::kNumberOrText},
                                 {"drif", FieldKind::kNumberOrText}};
 
-// The fields that the rules for a class's keys read.
+// The fields that the key rules of each class read (expected_keys.cpp).
 constexpr EnumTable<InterfaceClass, Fields> kFields({
     {InterfaceClass::kPhysical, kPortFields},
     {InterfaceClass::kPhysicalSubif, kSubifFields},
@@ -74,8 +76,8 @@ bool is_as_written(const JsonValue& value, FieldKind kind) {
   return false;
 }
 
-// What is wrong with a record, empty if nothing is. A field that is missing is another thing: where
-// one is needed, the check fails at it.
+// What is wrong with a record; empty if nothing is. A missing field is not reported here: if the
+// check needs it, the check fails with a message of its own.
 std::string oddity_of(const JsonValue& record, InterfaceClass intf_class) {
   if (!record.is_object()) return "is " + std::string(kind_name(record.kind())) + ", not a record";
   for (const Field& field : kFields[intf_class]) {

@@ -18,7 +18,7 @@
 namespace zorbec {
 namespace {
 
-// A field that may be written in any way that can be converted to an integer.
+// A field that may be an integer or anything that can be converted to one.
 Integer number(const InterfaceRecord& record, std::string_view field) {
   const JsonValue value = record.field(field);
   const std::optional<Integer> converted = to_integer(value);
@@ -29,7 +29,8 @@ Integer number(const InterfaceRecord& record, std::string_view field) {
   return *converted;
 }
 
-// A RIF or LIF: it is masked before anything else, so it must be an integer to begin with.
+// A RIF or LIF. Unlike number(), a text or a real number is an error: these fields are masked as
+// integers, without a conversion.
 Integer id(const InterfaceRecord& record, std::string_view field) {
   const JsonValue value = record.field(field);
   const std::optional<Integer> integer = as_integer(value);
@@ -51,11 +52,14 @@ Integer layer2_key(const InterfaceRecord& record, const Integer& port) {
   return get_pmdb_key_value(0, 1, id(record, "lif"), port);
 }
 
-// The one key of a bundle sub-interface, wherever it is asked for.
+// The key of a bundle sub-interface. Both the sub-interface itself and each member of its bundle
+// add it.
 Integer bundle_subif_key(const InterfaceRecord& record) {
   return is(record, "is_l2", 0) ? layer3_key(record) : layer2_key(record, 0);
 }
 
+// Throws CheckError if a field is missing, even if its value is not used: a record without it is
+// malformed.
 void require_fields(const InterfaceRecord& record, std::initializer_list<std::string_view> fields) {
   for (const std::string_view field : fields) record.field(field);
 }
@@ -69,7 +73,7 @@ void extend(std::optional<KeyList>& list, KeyList keys) {
   }
 }
 
-// Hands a member port's keys to its bundle, and a key to each of the bundle's sub-interfaces.
+// Adds the keys of a member port to its bundle, and one key to each sub-interface of the bundle.
 void give_to_bundle(const InterfaceRecord& member, KeyList keys, const std::string& nodename) {
   RunState& state = run_state();
   const InterfaceRecord bundle = find_interface(state.pidb_bundle_ifh, nodename,
@@ -82,7 +86,7 @@ void give_to_bundle(const InterfaceRecord& member, KeyList keys, const std::stri
 
   require_fields(bundle, {"rif", "lif", "is_l2"});
   keys.push_back(get_pmdb_key_value(1, 0, 0, member_port));
-  // Once for every member; the duplicates are kept.
+  // Added for every member. The duplicates are kept on purpose.
   if (!is(bundle, "is_l2", 0)) keys.push_back(layer2_key(bundle, 0));
   extend(bundle.additions().key_list, std::move(keys));
 

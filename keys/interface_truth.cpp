@@ -12,14 +12,14 @@
 namespace zorbec {
 namespace {
 
-// The order in which classes get their keys. Bundles first: their members, which are physical
-// ports, add to the lists made for them.
+// The order in which the classes get their keys. Bundles and their sub-interfaces come before the
+// physical ports, because member ports add to their lists.
 constexpr std::array kOrder = {InterfaceClass::kBundle,   InterfaceClass::kBundleSubif,
                                InterfaceClass::kPhysical, InterfaceClass::kPhysicalSubif,
                                InterfaceClass::kBvi,      InterfaceClass::kGre};
 static_assert(kOrder.size() == kEnumCount<InterfaceClass>, "each class has its turn");
 
-// Lists a sub-interface in its bundle. One whose parent is 0 belongs to no bundle.
+// Adds a sub-interface to the list of its bundle. A sub-interface with the parent 0 has no bundle.
 void link_to_bundle(const InterfaceRecord& subif, const std::string& nodename) {
   const JsonValue parent = subif.field("parent_ifh");
   if (equals(parent, 0)) return;

@@ -7,18 +7,21 @@
 
 namespace zorbec {
 
-// Completes one node's part of the six interface truth tables after its dumps were loaded: lists
-// each bundle's sub-interfaces in the bundle's `subiflist` and gives every record its `key_list`.
-// A class that was not loaded for the node is left out.
+// Completes the interface truth tables of one node when all its dumps are loaded: puts the handles
+// of a bundle's sub-interfaces into its `subiflist`, and derives the `key_list` of every record. A
+// class that was not loaded is left out.
 //
-// To be called once for each load: another call lists sub-interfaces and members' keys twice.
+// Call it once for each load: a second call would add sub-interfaces and the keys of members again.
+// Only one thread at a time may work on a node's tables.
 //
-// Throws what construct_key_db() throws, and CheckError if a bundle sub-interface has no usable
-// parent; records after the failing one then have no keys.
+// Throws what construct_key_db() throws (and so what execute() throws), and CheckError if the
+// parent of a bundle sub-interface is not a bundle of the node. Records after the failing one then
+// have no keys.
 void construct_pidb_truth_db(const std::string& nodename);
 
-// The same for who wants as much as can be had of a damaged dump: a record that fails is left
-// without keys and what was thrown goes to `failed`; the records after it get theirs.
+// The same, but gets as much as possible from a damaged dump. A CheckError at a record is passed to
+// `failed`, the record has no keys, and the next records get theirs. Other exceptions, and what
+// `failed` throws, leave the function.
 void construct_pidb_truth_db(const std::string& nodename,
                              const std::function<void(const CheckError&)>& failed);
 

@@ -19,11 +19,10 @@
 namespace zorbec {
 namespace {
 
-// A field value as the log shows it, and as a text that equal values share: 1, 1.0 and true are
-// equal.
+// The value of a field.
 struct FieldValue {
-  std::string shown;
-  std::string compared;
+  std::string shown;     // as the log shows it
+  std::string compared;  // the same text for equal values: 1, 1.0 and true are equal
 };
 void append_scalar(std::string& out, const FieldValue& value) {
   out += value.shown;
@@ -52,8 +51,8 @@ FieldValue field_value(const InterfaceRecord& record, const JsonValue& value) {
   record.fail("holds " + describe(value) + ", which no value can be compared with");
 }
 
-// What one node reports of a bundle, at the moment of the comparison: marks that are set later do
-// not change it.
+// What one node reports of a bundle. The values are copied, because the comparison changes the
+// record's `inconsistent`.
 struct Report {
   std::string node;
   std::vector<FieldValue> values;
@@ -68,10 +67,10 @@ Report report_of(const std::string& node, const InterfaceRecord& record) {
   Report report{node, {}, record};
   const JsonShape& shape = record.value().shape();
   for (const JsonShape::Member& member : shape.members) {
-    if (member.name == "inconsistent") continue;  // ours stands for it
+    if (member.name == "inconsistent") continue;  // replaced by the checker's own
     report.values.push_back(field_value(record, record.value().at_slot(member.slot)));
   }
-  report.values.push_back({"0", "0"});  // `inconsistent` itself, as every record begins with it
+  report.values.push_back({"0", "0"});  // the checker's `inconsistent`, which is 0 at first
   return report;
 }
 
@@ -81,11 +80,12 @@ std::set<std::string_view> value_set(const Report& report) {
   return values;
 }
 
-// For each bundle handle, in the order of the first reports: the first node's report, and those
-// that differ from it.
+// Bundle handle -> the report of the first node that has the bundle, and then the reports that
+// differ from it. Handles are in the order in which they were first reported.
 using LogicalHandleSet = OrderedMap<std::vector<Report>>;
 
-// What follows teaches JsonWriter to read it: handle -> list of [node, list of values].
+// Wrapper types and functions through which JsonWriter reads it (json/writer.h), as
+// handle -> list of [node, list of values].
 
 struct Values {
   const std::vector<FieldValue>* values;

@@ -16,11 +16,13 @@ namespace {
 
 constexpr const char* kNodeTableCommand = "/pkg/bin/nodemap_query -v";
 
+// The node ids of the two route processors.
 constexpr int kFirstProcessorId = 4352;
 constexpr int kSecondProcessorId = 4096;
 constexpr int kSlots = 16;
 constexpr int kSlotsOfDdc = 47;
 
+// A node that may exist: not reachable and not dumped, until the node table names it.
 NodeRecordPtr skeleton(int nodeid) {
   auto record = std::make_shared<NodeRecord>();
   record->nodeid = nodeid;
@@ -49,7 +51,7 @@ class NodeLine {
   explicit NodeLine(std::string_view line) : line_(line), fields_(split_at_whitespace(line)) {}
 
   bool holds(std::string_view word) const { return line_.find(word) != std::string_view::npos; }
-  // A heading has no full name in front.
+  // False for headings and blank lines, which do not begin with a full name.
   bool names_node() const { return fields_.front().find('/') != std::string_view::npos; }
 
   // Throws CheckError if the line has no such field.
@@ -62,7 +64,9 @@ class NodeLine {
   std::string type() const { return field(1); }
   std::string address() const { return field(6); }
 
-  // The middle part of the full name, which then is in `nodename`, and the record of that name.
+  // The record of the node that the line names. Its short name is the middle part of the full name
+  // ("3" of "0/3/CPU0"), and is stored in `nodename` of the run state. Throws CheckError if the
+  // line names no node, or one that the router model cannot have.
   NodeRecordPtr record() const {
     RunState& state = run_state();
     const std::string_view full_name = fields_.front();
@@ -75,8 +79,7 @@ class NodeLine {
     return *record;
   }
 
-  // The node that stood under this name so far, if it is another one, is told of: nobody will go
-  // there.
+  // Reports the node that had this record so far, if it has another address: it is not checked.
   void tell_replaced(const NodeRecord& record) const {
     if (record.nodeip == kNone || record.nodeip == address()) return;
     tell([&] { return event::NodeReplaced{*run_state().nodename, *record.nodeip}; });
@@ -146,14 +149,15 @@ const NodeInfo& get_list_of_vms() {
   const std::string output = execute(kNodeTableCommand);
   for (const std::string_view text : split_lines(output)) {
     const NodeLine line(text);
-    // A line may hold both words ("INACTIVE" holds one of them); what the later one says wins.
+    // A line may contain both words ("INACTIVE" contains the first). Then the second call decides
+    // what is in the record, and the node is counted as both.
     if (line.holds("ACTIVE")) take_active(line, state);
     if (line.holds("STANDBY")) take_standby(line, state);
     if (line.names_node() && !line.holds("ACTIVE") && !line.holds("STANDBY")) {
       tell([&] { return event::NodeIgnored{text}; });
     }
-    // On this model every node has interfaces, its route processors too; headings and blank lines
-    // are not expected in its node table.
+    // On this model every node has interfaces, also the route processors. Its node table has no
+    // headings or blank lines: record() throws at one.
     if (model == kModelKvr330) line.record()->pidb_dump = 1;
   }
   return state.nodeinfo;

@@ -4,17 +4,18 @@
 
 namespace zorbec {
 
-// Both belong to the main thread of a run, in this order, after the router model is known.
+// Both are called by the main thread of a run, in this order, when `router` has the router model.
 
-// Lays down a skeleton record in `nodeinfo` for every node that the router model can have: two
-// route processors and the line card slots. A record of the same name is replaced.
+// Puts an empty record into `nodeinfo` for every node that the router model can have: two route
+// processors and the line card slots. Replaces records of the same names.
 void nodeinfo_init();
 
-// Fills in what the platform's node table says, or replaces the whole table by one fixed record on
-// single-processor models, where no command runs. Returns `nodeinfo`.
+// Asks the platform for its node table, and fills the records with it. On single-processor models
+// no command runs, and `nodeinfo` gets one fixed record only. Returns `nodeinfo`, which the run
+// state owns.
 //
-// Throws CheckError for a line that names an unknown node or lacks a field; what the lines before
-// it said stays.
+// Throws what execute() throws, and CheckError at a line that names an unknown node or does not
+// have all fields. What the lines before it have filled in stays.
 const NodeInfo& get_list_of_vms();
 
 }  // namespace zorbec

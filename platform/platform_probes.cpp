@@ -21,7 +21,8 @@ struct Model {
   int code;
 };
 
-// In this order: "K310X" holds "K310", and a banner may name more than one model.
+// The first row whose text is in the banner is taken, so the order counts: "K310X" contains "K310",
+// and a banner may name more than one model.
 constexpr std::array<Model, 8> kModels = {{{"KVR-7700", 3},
                                            {"KVR-330", kModelKvr330},
                                            {"KVR-310 ()", 4},
@@ -32,7 +33,7 @@ constexpr std::array<Model, 8> kModels = {{{"KVR-7700", 3},
                                            {"T4400-61QX-M2", 6}}};
 constexpr int kSlotMask = 63;
 
-// What stands before the word "processor" on the first line that has something before it.
+// The text before the word "processor", on the first line that has any text before that word.
 std::string_view model_text(std::string_view banner) {
   for (const std::string_view line : split_lines(banner)) {
     const std::size_t word = line.find("processor", 1);

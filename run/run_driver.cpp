@@ -28,15 +28,29 @@
 #include "verify/multicast_verification.h"
 #include "verify/shared_truth.h"
 
+// The driver of a run; run() is the list of its steps. It executes on the host's thread, which is
+// called the main thread here. A phase starts its workers and waits for all of them, so no worker
+// runs between phases:
+//
+//   interface check   prepare | dump: one worker a node | verification: one worker a node
+//   multicast check   prepare | dump: one worker a node | verification: one worker for all
+//
+// A phase changes the tables only through its workers, and each worker changes only what belongs to
+// its node. The next phase reads what the one before has written; joining the workers is all the
+// synchronisation that this needs.
+//
+// An exception here ends the run, but the destructors of Phase still wait for workers that run. An
+// exception in a worker ends only that worker (run/worker.cpp).
 namespace zorbec {
 namespace {
 
 constexpr int kCompleted = 0;
 constexpr int kFailed = -2;
 
-// Takes the numbers of the standard streams that the host has closed, for the length of a run. A
-// file that got one of them, if only for a moment, would be where other workers' findings go.
-// Nothing can be read from these descriptors or written to them, as if they were closed.
+// During a run, occupies those of the descriptors 0 to 2 that the host has closed. open() returns
+// the lowest free number: without this, some file could become descriptor 1 or 2, if only for a
+// moment, and workers would write findings or errors into it. With O_PATH, reads and writes fail
+// with EBADF, as on a closed descriptor.
 class ClosedStreams {
  public:
   ClosedStreams() {
@@ -52,6 +66,8 @@ class ClosedStreams {
   std::vector<UniqueFd> taken_;
 };
 
+// Creates a log, and makes it the one that the driver has opened last (`dl_fd`). The file of an
+// earlier phase with the same path is replaced.
 std::shared_ptr<LogStream> open_log(const std::string& path) {
   RunState& state = run_state();
   auto log = std::make_shared<LogStream>(path, state.files().create_fresh(path));
@@ -59,16 +75,19 @@ std::shared_ptr<LogStream> open_log(const std::string& path) {
   return log;
 }
 
-// The workers of one phase, all started before the first is waited for.
+// The workers of one phase. All are started before the first is waited for. If an exception leaves
+// the driver before join(), the destructors of the workers wait for their threads.
 class Phase {
  public:
-  // `announce` and `wait` begin the lines that name a worker in the logs.
+  // `announce` and `wait` are the beginnings of the log lines for the start and the join of a
+  // worker.
   Phase(event::Phase phase, std::string_view announce, std::string_view wait)
       : phase_(phase), announce_(announce), wait_(wait) {
     tell([&] { return event::PhaseStarted{phase_}; });
   }
 
-  // Announces a worker in its log, which is the one opened last, and starts it.
+  // Writes a worker's announcement to its log, and starts it. The announcement comes first, so it
+  // is the first line of the log.
   void start(const std::shared_ptr<LogStream>& log, const std::string& node,
              const std::string& task_name, std::function<void(LogStream&)> task) {
     workers_.push_back(std::make_unique<Worker>(node, task_name, log, std::move(task)));
@@ -76,8 +95,8 @@ class Phase {
     workers_.back()->start();
   }
 
-  // Waits for all workers, in start order, and closes their logs. All join lines of the phase go to
-  // the log opened last.
+  // Waits for all workers, in the order in which they were started, and closes their logs. All join
+  // lines of a phase go to the log that was opened last. This is required.
   void join() {
     const std::shared_ptr<LogStream> last_log = run_state().dl_fd.get();
     for (const auto& worker : workers_) {
@@ -85,8 +104,8 @@ class Phase {
       worker->join();
       last_log->write("\npid " + worker->display_text() + " joined");
     }
-    // Closed before any of them is opened anew: a text that still waits must not land in the next
-    // phase's log.
+    // The next phase may replace these files, so buffered text must be written now. close() also
+    // throws an error that a destructor would lose.
     for (const auto& worker : workers_) worker->log()->close();
     last_log->close();
     tell([&] { return event::PhaseEnded{phase_}; });
@@ -107,7 +126,8 @@ void for_each_reachable(const NodeInfo& nodes, Start start) {
   }
 }
 
-// The tables keep their nodes in this order, whichever is loaded first.
+// Gives the node its place in every table before workers run. So tables are in node-table order,
+// and do not depend on which worker is the first to load something.
 void declare_node(RunState& state, const std::string& node) {
   state.pmdb_keys.declare(node);
   for (const InterfaceClass intf_class : kEnumerators<InterfaceClass>) {
@@ -126,7 +146,7 @@ void check_interfaces(const NodeInfo& nodes) {
   });
   dump.join();
 
-  // From here on the truth tables no longer change.
+  // From here on the interface tables do not change. So workers may share what is made from them.
   SharedTruth truth;
   Phase verification(event::Phase::kVerification, "\nVerify Thread : ", "\nWaiting for pid ");
   for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr&) {
@@ -136,8 +156,9 @@ void check_interfaces(const NodeInfo& nodes) {
   verification.join();
 }
 
-// While a phase runs in which route processors report their tunnel RIFs. If the main thread fails
-// in it, nobody is left waiting for a route processor that was never started.
+// Exists while route processors report their tunnel RIFs. If the main thread fails before it has
+// started all workers, those that run would wait for ever for a report of one that was never
+// started. The destructor ends their wait.
 class RifReports {
  public:
   explicit RifReports(const std::vector<std::string>& route_processors) {
@@ -159,6 +180,7 @@ void collect_multicast(const NodeInfo& nodes) {
     if (record->nodetype == "RP") route_processors.push_back(node);
   });
 
+  // In this order: destructors run in reverse, so the wait ends before Phase joins the workers.
   Phase dump(event::Phase::kDump, "\nVerify Thread : ", "\nWaiting for pid ");
   const RifReports reports(route_processors);
   for_each_reachable(nodes, [&](const std::string& node, const NodeRecordPtr& record) {
@@ -175,14 +197,17 @@ void check_multicast(const NodeInfo& nodes) {
   collect_multicast(nodes);
   Phase verification(event::Phase::kVerification, "\nVerify Thread : ", "\nWaiting for pid ");
   const std::shared_ptr<LogStream> log = open_log(paths::kMulticastVerificationLog);
-  // Announced under the name of the node visited last, reachable or not.
+  // The worker gets the name of the last node, reachable or not. This is required: the name is in
+  // the log.
   if (nodes.empty()) throw CheckError("the node table is empty");
   verification.start(log, std::prev(nodes.end())->first, "verify_mcast", verify_mcast);
   verification.join();
 }
 
-// Once a process has threads, each of them that needs more room in the table of descriptors waits
-// for an RCU grace period. Where the host may have no more, it goes without.
+// Enlarges the process's descriptor table before there are workers. In a process with several
+// threads, enlarging it waits for an RCU grace period, some milliseconds. The kernel enlarges it
+// when a high descriptor number is taken, and never makes it smaller; so one is taken and closed at
+// once. If the limit of the process does not allow that, nothing is lost but time.
 void make_room_for_descriptors(const UniqueFd& any, std::size_t nodes) {
   constexpr std::size_t kShared = 64;
   constexpr std::size_t kOfAWorker = 4;  // its log, a command's output, a dump, and one to spare
@@ -192,6 +217,7 @@ void make_room_for_descriptors(const UniqueFd& any, std::size_t nodes) {
 
 void run(std::uint32_t mode) {
   tell([&] { return event::RunStarted{mode}; });
+  // Before the first file is opened.
   const ClosedStreams closed_streams;
   RunState& state = run_state();
   state.db_file.set(std::make_shared<UniqueFd>(state.files().create_fresh(paths::kCommandErrors)));
@@ -220,7 +246,7 @@ int run_zorbec(std::uint32_t mode, std::string& pending_error) {
     pending_error = error.what();
     status = kFailed;
   }
-  // Between runs no file is open.
+  // Between runs no file is open, and a failed run must not keep its log.
   run_state().dl_fd.set(nullptr);
   run_state().db_file.set(nullptr);
   return status;

@@ -5,13 +5,15 @@
 
 namespace zorbec {
 
-// One check. Mode 0 is the interface check, any other the multicast check.
+// Runs one check: the interface check for mode 0, the multicast check for any other mode.
 //
-// Returns 0 when the run completed, which says nothing about what the workers found or whether they
-// failed; -2 when a step of the main thread failed. `pending_error` then says what did.
+// Returns 0 if the run was completed, whatever the workers found, and even if some of them failed.
+// Returns -2 if a step of the main thread failed; `pending_error` then has the reason. This also
+// happens when the run is interrupted while the main thread needs a command. Does not throw what
+// steps throw; std::bad_alloc only if there is no memory for the reason.
 //
-// Blocks until every worker has ended, also when it fails. The run state must be up; not to be
-// called by two threads at once.
+// Blocks until all workers have ended, also after a failure. The run state must be up. Must not be
+// called by two threads at the same time.
 int run_zorbec(std::uint32_t mode, std::string& pending_error);
 
 }  // namespace zorbec

@@ -10,10 +10,19 @@
 #include "context/observer.h"
 #include "context/tell.h"
 
+// A worker is a thread of a process that is not ours: the library is loaded into a host. So workers
+//   - never run a handler of the host: all signals are blocked in them
+//   - never let an exception out, which would call std::terminate() and end the host
+//   - report a failure as one line on standard error
+//
+// Workers run at the same time as the commands that they start, so everything that takes a lock of
+// the whole process in the kernel slows down all of them. That is the reason for
+// make_room_on_heap() below.
 namespace zorbec {
 namespace {
 
-// Blocks all signals of this thread for a scope; a thread started in it inherits that.
+// Blocks all signals in this thread for a scope. A thread that is started in the scope inherits the
+// mask, so not even its first instructions can be interrupted.
 class SignalsBlocked {
  public:
   SignalsBlocked() {
@@ -29,18 +38,22 @@ class SignalsBlocked {
   sigset_t before_{};
 };
 
-// Goes on for as long as the process lives, however often the checker is brought up.
+// Workers are counted for the whole process, also across runs and run states: logs show the number.
 unsigned next_number() {
   static std::atomic<unsigned> last{0};
   return ++last;
 }
 
-// Lets the thread's heap have what most workers need, at once. It grows by as many pages as an
-// allocation lacks, mostly one, and each time it locks the address space of the process, for which
-// all other workers and the commands that they start have to wait. Without the room all works as
-// well.
+// Lets the heap of this thread grow once, by about 1 MB, which is what most workers need. A
+// thread's heap grows by as many pages as an allocation lacks, mostly one. Each time, the mmap lock
+// of the process is taken, and other workers and commands that are being started wait. After
+// free(), the heap can grow to the same size again without that.
+//
+// Only an optimisation: the results of malloc() are not checked.
 void make_room_on_heap() {
-  constexpr std::size_t kPiece = std::size_t{120} * 1024;  // the heap has none that are much larger
+  // From 128 KB on, malloc() does not use the heap but calls mmap().
+  constexpr std::size_t kPiece = std::size_t{120} * 1024;
+  // volatile: the compiler must not remove pairs of malloc() and free().
   std::array<void* volatile, 9> pieces{};
   for (void* volatile& piece : pieces) piece = std::malloc(kPiece);
   for (void* volatile& piece : pieces) std::free(piece);
@@ -67,6 +80,7 @@ void Worker::start() {
   } catch (const std::system_error& error) {
     throw std::system_error(error.code(), "pthread_create " + task_name_ + " of node " + node_);
   }
+  // Kept: the handle of a joined thread is no longer valid, but logs still show it.
   identifier_ = thread_.native_handle();
 }
 
@@ -82,6 +96,8 @@ std::string Worker::display_text() const {
 
 void Worker::run() noexcept {
   make_room_on_heap();
+  // Each step is tried even if one before has failed. Only the first failure is reported: the
+  // others mostly have the same reason.
   bool failed = false;
   const auto attempt = [&](const auto& step) {
     try {
@@ -93,8 +109,9 @@ void Worker::run() noexcept {
     }
   };
   attempt([this] { tell([this] { return event::WorkerStarted{node_, task_name_}; }); });
-  // Even if nobody could be told: other workers may wait for what this one finds.
+  // Even if the observer has thrown: workers of other nodes may wait for what this task reports.
   attempt([this] { task_(*log_); });
+  // Even if the task has failed: the log shows how far it came.
   attempt([this] { log_->flush(); });
   if (!failed) tell_end(nullptr);
   ended_ = true;
@@ -104,6 +121,7 @@ void Worker::tell_end(const std::exception* error) const noexcept {
   try {
     tell([&] { return event::WorkerEnded{node_, task_name_, error}; });
   } catch (const std::exception& failure) {
+    // Not passed to the observer again, which has just failed.
     report_error({"node ", node_, ": ", task_name_, ": ", failure.what()});
   }
 }

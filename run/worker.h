@@ -11,35 +11,39 @@
 
 namespace zorbec {
 
-// One thread of a run: does one task for one node and ends. What the task throws ends this worker
-// only, with one line on standard error.
+// One thread of a run, which does one task for one node. An exception of the task ends only this
+// worker, with one line on standard error. All public functions belong to the main thread.
 class Worker {
  public:
-  // `node` and `task_name` are for that line.
-  // The log is flushed when the task has ended, in whatever way, and is kept alive until then.
+  // Does not start the thread. `node` and `task_name` are for the line on standard error and for
+  // events. `task` is called with the log; when it has ended, also by an exception, the log is
+  // flushed. The worker keeps the log alive.
   Worker(std::string node, std::string task_name, std::shared_ptr<LogStream> log,
          std::function<void(LogStream&)> task);
-  // Waits for the thread to end.
+  // Waits until the thread has ended.
   ~Worker();
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
 
-  // Starts the thread, with all signals blocked: they are the host's. Throws std::system_error if
-  // it cannot be started.
+  // Starts the thread; at most once. All signals are blocked in it, because signals are the host's
+  // business. Throws std::system_error if the thread cannot be started.
   void start();
-  // Waits for it to end.
+  // Waits until the thread has ended, without time limit. Does nothing if it was not started.
   void join();
 
-  // "<Thread(Thread-1, initial)>"; once started "started" or "stopped" and the thread's identifier.
+  // How logs name the worker: "<Thread(Thread-1, initial)>" before start(), later
+  // "<Thread(Thread-1, started 140737...)>" or "... stopped 140737...", with the thread's id.
   std::string display_text() const;
 
   const std::shared_ptr<LogStream>& log() const { return log_; }
 
  private:
+  // The body of the thread.
   void run() noexcept;
+  // Reports WorkerEnded to the observer.
   void tell_end(const std::exception* error) const noexcept;
 
-  const unsigned number_;  // counts the workers of the process, from 1
+  const unsigned number_;  // workers of the process are numbered from 1
   const std::string node_;
   const std::string task_name_;
   const std::shared_ptr<LogStream> log_;

@@ -16,7 +16,7 @@ void InterfaceTable::require_object() const {
 }
 
 Integer InterfaceRecord::handle_number() const {
-  // Most are known from when the table was read, which spares a look at the dump's text.
+  // Most numbers were stored when the table was read, so the dump's text need not be read.
   if (const std::optional<std::uint64_t> number = table_->document.number(entry_)) return *number;
   const std::optional<Integer> number = Integer::from_decimal(handle());
   if (!number) fail("has a handle that is not a decimal number");
@@ -50,12 +50,13 @@ std::optional<std::uint32_t> PmdbTable::find(std::string_view name) const {
 
 std::optional<std::uint32_t> PmdbTable::find(const Integer& key) const {
   require_object();
+  // A key beyond 64 bits can still be a name in a malformed dump.
   const std::optional<std::uint64_t> word = key.word();
   return word ? document_.find(*word) : document_.find(key.decimal());
 }
 
 void PmdbTable::set_visited(std::uint32_t entry) {
-  if (!document_.holds_only_objects()) record(entry);  // must be one
+  if (!document_.holds_only_objects()) record(entry);  // throws if this entry is not an object
   visited_[entry] = true;
 }
 

@@ -19,59 +19,64 @@ namespace zorbec {
 // An interface's expected keys in the order in which they were derived, duplicates kept.
 using KeyList = std::vector<Integer>;
 
-// A bundle's sub-interfaces: a list that the dump itself supplied, if it did, and behind it the
-// handles that were listed since.
+// The handles of a bundle's sub-interfaces: first those of a list in the dump itself, if it has
+// one, then those that the checker has added.
 struct SubifList {
-  std::optional<JsonValue> dumped;  // an array, of the same document as the record
+  std::optional<JsonValue> dumped;  // an array; a view into the bundle's own document
   std::vector<std::string> listed;
 };
 
-// What the checker adds to an interface record in memory, under the names of its members.
+// What the checker adds to an interface record. Logs show each of these as a member of the record,
+// under the same name.
 struct RecordAdditions {
   std::optional<KeyList> key_list;
-  std::unique_ptr<SubifList> subiflist;  // bundles only, hence rarely there
-  std::optional<int> inconsistent;       // bundles only: 1 if line cards disagree about it
+  std::unique_ptr<SubifList> subiflist;  // only for bundles; a pointer, because few records have it
+  std::optional<int> inconsistent;       // only for bundles: 1 if line cards disagree, else 0
 };
 
-// One node's interfaces of one class: the dump as loaded, and what was added to its records.
+// One node's interfaces of one class: the dump as it was loaded, and what was added to its records.
+// Written only by the worker of its node in the dump phase; constant later.
 struct InterfaceTable {
-  // An empty table. `from` names the dump file, for messages.
+  // An empty table. `from` is the path of the dump file, for messages.
   explicit InterfaceTable(std::string from) : source(std::move(from)) {}
   InterfaceTable(std::string from, JsonDocument loaded)
       : source(std::move(from)), document(std::move(loaded)), additions(document.size()) {}
 
-  // Throws CheckError if the dump is not an object, which is what a table is.
+  // Throws CheckError if the dump is valid JSON but not an object.
   void require_object() const;
 
   std::string source;
   JsonDocument document;
-  std::vector<RecordAdditions> additions;  // one for each member of the document
+  std::vector<RecordAdditions> additions;  // one for each entry of the document
 };
 
-// One record of an InterfaceTable, by reference.
+// Refers to one record of an InterfaceTable; cheap to copy. The table must outlive it.
 class InterfaceRecord {
  public:
   InterfaceRecord(InterfaceTable& table, std::uint32_t entry) : table_(&table), entry_(entry) {}
 
   // The record's name in its table: the interface handle in decimal.
   std::string_view handle() const { return table_->document.name(entry_); }
-  // Its value. Throws CheckError if it is not a decimal number.
+  // The handle as a number. Throws CheckError if it is not a decimal number.
   Integer handle_number() const;
 
-  // A field of the record as it was dumped. Throws CheckError if the record is not an object.
+  // A field of the record as it is in the dump; empty if the record does not have it. Throws
+  // CheckError if the record is not an object.
   std::optional<JsonValue> find(std::string_view field) const;
-  // The same; a missing field throws CheckError.
+  // The same, but throws CheckError if the record does not have the field.
   JsonValue field(std::string_view field) const;
 
   // Throws CheckError if the record is not an object.
   void require_object() const;
 
-  // The record itself; an object unless require_object() says otherwise.
+  // The record as it is in the dump. A malformed dump may have something else than an object here;
+  // see require_object().
   JsonValue value() const { return table_->document.value(entry_); }
 
+  // May be changed only by the worker of the table's node.
   RecordAdditions& additions() const { return table_->additions[entry_]; }
 
-  // Throws CheckError saying where the record came from, its handle, and `what`.
+  // Throws CheckError with the text "<dump file>: interface "<handle>" <what>".
   [[noreturn]] void fail(const std::string& what) const;
 
  private:
@@ -79,7 +84,9 @@ class InterfaceRecord {
   std::uint32_t entry_;
 };
 
-// One node's programmed keys: the dump as loaded, and which of its entries an interface claimed.
+// One node's programmed keys: the dump as it was loaded, and a mark for each entry that an
+// interface has claimed. Used only by the workers of its node, one after the other, so there is no
+// lock.
 class PmdbTable {
  public:
   explicit PmdbTable(std::string source) : source_(std::move(source)) {}
@@ -90,23 +97,25 @@ class PmdbTable {
   std::uint32_t size() const { return document_.size(); }
   std::string_view name(std::uint32_t entry) const { return document_.name(entry); }
 
-  // The entry of that name, or of the name that is the decimal text of a key. Names are compared as
-  // texts: "007" is nobody's key. Throw CheckError if the dump is not an object.
+  // The entry with that name, or with the decimal text of the key as its name. Names are compared
+  // as texts: an entry "007" is not found for the key 7. Throw CheckError if the dump is not an
+  // object.
   std::optional<std::uint32_t> find(std::string_view name) const;
   std::optional<std::uint32_t> find(const Integer& key) const;
 
-  // Marks an entry as claimed. Throws CheckError if the entry is not an object.
+  // Marks an entry as claimed by an interface. Throws CheckError if the entry is not an object.
   void set_visited(std::uint32_t entry);
-  // The same for an entry that is known to be an object.
+  // The same, without the check: the entry must be an object.
   void claim(std::uint32_t entry) { visited_[entry] = true; }
-  // Whether the entry holds `visited`, be it from here or from the dump. Throws as set_visited().
+  // Whether the entry was claimed, or has a member `visited` in the dump itself. Throws CheckError
+  // if it was not claimed and is not an object.
   bool is_visited(std::uint32_t entry) const;
-  // Whether it was claimed here.
+  // Whether the entry was claimed with set_visited() or claim().
   bool is_claimed(std::uint32_t entry) const { return visited_[entry]; }
 
-  // Throws CheckError if the dump is not an object.
+  // Throws CheckError if the dump is valid JSON but not an object.
   void require_object() const;
-  // Throws CheckError saying where the entry came from, its name, and `what`.
+  // Throws CheckError with the text "<dump file>: key "<name>" <what>".
   [[noreturn]] void fail(std::uint32_t entry, const std::string& what) const;
 
  private:
@@ -117,21 +126,23 @@ class PmdbTable {
   std::vector<bool> visited_;
 };
 
-// A table with one place per node. Nodes stand in node-table order, once declare() has named them;
-// a place is empty until its node's dump was loaded.
+// A table with one place for each node, in the order of declare(). A place is empty until the dump
+// of its node was loaded.
 //
-// The lock guards the places, not what they hold: that is written by the node's own worker alone,
-// and read by others only in a later phase.
+// All functions are safe from any thread. The lock guards the places, not the objects in them: an
+// object is changed only by the worker of its node, and read by other workers only in a later
+// phase.
 template <typename T>
 class NodeTable {
  public:
-  // Gives the node a place, behind those that have one.
+  // Gives the node a place behind all others. Does nothing if it has one.
   void declare(const std::string& node) {
     const MutexLock lock(mutex_);
     if (places_.find(node) == nullptr) places_.set(node, nullptr);
   }
 
-  // Replaces what the node had. The reference stays valid until the next set() for the node.
+  // Stores the node's object, and destroys the one that it had. A node without a place gets one
+  // behind all others. The reference is valid until the next set() for the node.
   T& set(const std::string& node, T loaded) {
     auto fresh = std::make_unique<T>(std::move(loaded));
     T& here = *fresh;
@@ -144,14 +155,14 @@ class NodeTable {
     return here;
   }
 
-  // Null if nothing was loaded for the node.
+  // Null if nothing was stored for the node. Valid until the next set() for the node.
   T* find(const std::string& node) const {
     const MutexLock lock(mutex_);
     const std::unique_ptr<T>* const place = places_.find(node);
     return place == nullptr ? nullptr : place->get();
   }
 
-  // Every node that something was loaded for, in order.
+  // All nodes for which something was stored, in the order of their places.
   std::vector<std::pair<std::string, T*>> nodes() const {
     std::vector<std::pair<std::string, T*>> loaded;
     const MutexLock lock(mutex_);

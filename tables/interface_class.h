@@ -7,24 +7,24 @@
 
 namespace zorbec {
 
-// The classes of interfaces that a PIDB tells apart, in the order in which they are verified. A new
-// class gets an enumerator here, a row in the table below, a table in the run state and a rule for
-// its keys (keys/expected_keys.cpp); the compiler asks for each of them.
+// The classes of interfaces in a PIDB, in the order in which they are verified. A new class needs
+// an enumerator here, a row in the table below, a table in the run state and a rule for its keys
+// (keys/expected_keys.cpp). Without any of them the code does not compile.
 enum class InterfaceClass { kPhysical, kPhysicalSubif, kBundle, kBundleSubif, kBvi, kGre };
 
-// When a node is asked for its dump of a class.
+// Which tool of a node dumps a class.
 enum class DumpedBy {
-  kPidbTool,   // together with the other classes of the PIDB
-  kTunnelTool  // by a tool of its own, only if the configuration holds GRE tunnels
+  kPidbTool,   // the tool that dumps all other classes of the PIDB, too
+  kTunnelTool  // the tunnel tool, which runs only if the configuration contains GRE tunnels
 };
 
-// All texts that go with a class.
+// All texts of a class.
 struct InterfaceClassRow {
   std::string_view name;    // in reports, options and expected-key rules
   std::string_view column;  // heading of its column in the summary
-  std::string_view dump;    // its dump is /tmp/<dump>.dat on a node, /tmp/<dump>_<node>.dat here
+  std::string_view dump;    // /tmp/<dump>.dat on a node; our copy is /tmp/<dump>_<node>.dat
   DumpedBy dumped_by = DumpedBy::kPidbTool;
-  std::string_view heading;  // of its part of a verification log
+  std::string_view heading;  // before the class's part of a verification log
   std::string_view label;    // before the class's table in the log
   std::string_view result;   // before the class's result in the log
 };
@@ -40,8 +40,8 @@ inline constexpr EnumTable<InterfaceClass, InterfaceClassRow> kInterfaceClassTab
     {InterfaceClass::kBundle,
      {"bundle", "bundle", "pidb_bundle", DumpedBy::kPidbTool, "\nbundle intf verification\n",
       "pidb_bundle_ifh is :\n", "\nBundle intf Result is : "}},
-    // Its result is labelled like the bundle's on purpose: readers of the log know it under this
-    // label.
+    // The result has the same label as the bundles' on purpose: readers of the log know it under
+    // this label.
     {InterfaceClass::kBundleSubif,
      {"bundle-subif", "bundle-sub", "pidb_bundle_subif", DumpedBy::kPidbTool,
       "\nbundle sub intf verification\n", "pidb_bundle_subifh is :\n",
@@ -58,7 +58,7 @@ constexpr std::string_view class_name(InterfaceClass intf_class) {
   return kInterfaceClassTable[intf_class].name;
 }
 
-// The class of that name, if there is one.
+// The class with that name; empty if there is none.
 constexpr std::optional<InterfaceClass> class_named(std::string_view name) {
   for (const InterfaceClass intf_class : kEnumerators<InterfaceClass>) {
     if (class_name(intf_class) == name) return intf_class;

@@ -7,7 +7,8 @@
 namespace zorbec {
 namespace {
 
-// What follows teaches JsonWriter to read the tables.
+// Wrapper types and functions through which JsonWriter reads the tables (json/writer.h): a map from
+// address to a map from number to the map of an entry's fields.
 
 struct FieldMap {
   const MulticastRecord* fields;

@@ -10,7 +10,30 @@
 namespace zorbec {
 namespace {
 
-// What follows teaches JsonWriter to read our tables.
+// How a log shows a table.
+//
+// JsonWriter (json/writer.h) does not know our tables. The small types below wrap them, and the
+// functions beside each type let the writer walk it:
+//
+//   Nodes           map: node -> Dump         one class's table of all nodes
+//   Dump            a table, or any other value that the node's tool has written instead
+//   Interfaces      map: handle -> Record     one node's interfaces of one class
+//   ProgrammedKeys  map: key -> Record        one node's hardware keys
+//   Record          map: member -> value      a dumped record with the checker's additions
+//   Dumped          any value of a dump: DumpedScalar, DumpedList or Record
+//
+// A log has some 100,000 records of a node, and nearly all of its bytes are copies of the dump's
+// bytes. So records have two ways to be written:
+//
+//   - The general way, for_each_member(): walks the members sorted by name and writes each value by
+//     its kind. It takes every record, and is the one that says what is right.
+//   - The fast way, append_folded(): for flat records that are stored by a layout and do not fit on
+//     one line. The text before each value ("{", newline, indentation, name, colon) is the same for
+//     all records of a layout. FoldedLines makes these texts once; a record is then written by
+//     copying texts and values in turn.
+//
+// Both must write the same bytes. tests/unit/tables/table_rendering_test.cpp, the scenarios and the
+// fuzzer `rendering` compare them with expected texts and with another JSON library.
 
 struct Number {
   int value;
@@ -39,7 +62,7 @@ void append_scalar(std::string& out, const DumpedScalar& scalar) {
       break;
     case JsonKind::kInteger:
     case JsonKind::kReal:
-    case JsonKind::kArray:  // lists and objects are no scalars
+    case JsonKind::kArray:  // cannot happen: lists and objects are not scalars
     case JsonKind::kObject:
       out += scalar.value.text();
   }
@@ -77,14 +100,15 @@ struct Handles {
   const SubifList* list;
 };
 
-// What the checker added to a record under some name.
+// The value of a member that the checker has added to a record.
 using AddedValue = std::variant<Number, Keys, Handles>;
 struct Addition {
   std::string_view name;
   AddedValue value;
 };
 
-// At most as many additions as a record can have, sorted by name.
+// The members that the checker has added to a record. They must be added in the order of their
+// names. No allocation: there is one of these for each record of a log.
 class Additions {
  public:
   static constexpr std::size_t kMost = 3;
@@ -98,24 +122,31 @@ class Additions {
   std::size_t count_ = 0;
 };
 
-// The lines of flat records that stand on several lines, at one indentation: what is on each of
-// them before its value. Made for each shape when it first comes.
+// The fast way's prepared texts, for records at one indentation. The record {"port": 12, "rif": 5}
+// at indentation 1 is written from these three, with the values between them:
+//
+//   lines[0].before  {\n  "port":
+//   lines[1].before  ,\n  "rif":
+//   closing          \n }
 class FoldedLines {
  public:
   explicit FoldedLines(std::size_t indent) : indent_(indent) {}
 
+  // The texts for one shape.
   struct Form {
     struct Line {
       std::string_view name;
-      std::string before;
-      std::uint32_t slot;
+      std::string before;  // all text between the value before and this value
+      std::uint32_t slot;  // of the value in the dumped record
     };
     std::vector<Line> lines;  // sorted by name
     std::string closing;
-    std::size_t bytes = 0;  // of all that is not values
+    std::size_t bytes = 0;  // of all `before` and `closing`
 
-    // How many of the lines sort before that name. Nullopt if it would stand before all of them, or
-    // one has the name itself.
+    // The number of lines that sort before `name`: an added member of that name is written behind
+    // them. Nullopt, and the general way is taken, if there is no line before it (the prepared text
+    // of the first line begins with the brace) or the dump has a member of that name (which the
+    // added one hides).
     std::optional<std::size_t> place_behind(std::string_view name) const {
       const auto next = std::ranges::lower_bound(lines, name, {}, &Line::name);
       if (next == lines.begin() || (next != lines.end() && next->name == name)) return std::nullopt;
@@ -123,6 +154,8 @@ class FoldedLines {
     }
   };
 
+  // The texts for the shape with that number; made at the first call. The reference is valid until
+  // the next call.
   const Form& of(const JsonShape& shape, std::uint32_t number) {
     if (number >= forms_.size()) forms_.resize(number + 1);
     Form& form = forms_[number];
@@ -158,10 +191,10 @@ class FoldedLines {
 struct Record {
   JsonValue value;
   Additions additions;
-  FoldedLines* lines = nullptr;  // for the quick way below, if there is one
+  FoldedLines* lines = nullptr;  // null: only the general way
 };
 
-// The quick way for most of a log: a flat record that fits on no line.
+// The fast way. JsonWriter calls it for records that are too wide for one line.
 template <typename Put>
 bool append_folded(std::string& out, const Record& record, std::size_t indent, Put put) {
   if (record.lines == nullptr || record.lines->indent() != indent) return false;
@@ -169,6 +202,7 @@ bool append_folded(std::string& out, const Record& record, std::size_t indent, P
                                             std::size_t value_bytes, const auto& copy_value) {
     const FoldedLines::Form& form = record.lines->of(shape, number);
     if (form.lines.empty()) return false;
+    // All places are found before anything is written: on false, `out` must be unchanged.
     std::array<std::size_t, Additions::kMost> places = {};
     std::size_t* place = places.data();
     for (const Addition& added : record.additions) {
@@ -177,6 +211,8 @@ bool append_folded(std::string& out, const Record& record, std::size_t indent, P
       *place++ = *behind;
     }
 
+    // Makes room for the whole record at once, and then only copies. The room is an upper limit;
+    // copy_value() may write up to kScanSlack bytes too many.
     std::size_t done = 0;
     const auto append_until = [&](std::size_t end) {
       const std::size_t before = out.size();
@@ -192,6 +228,7 @@ bool append_folded(std::string& out, const Record& record, std::size_t indent, P
     for (const Addition& added : record.additions) {
       append_until(*place++);
       out.append(",\n").append(indent + 1, ' ').append(1, '"').append(added.name).append("\": ");
+      // 4 columns for the quotes, colon and blank of the name; one for a comma if more follows.
       const bool is_last = done == form.lines.size() && &added + 1 == record.additions.end();
       put(added.value, added.name.size() + 4 + (is_last ? 0 : 1));
     }
@@ -256,9 +293,12 @@ std::size_t entry_count(const Record& record) {
              record.additions, [&](const Addition& added) { return !shape.find(added.name); }));
 }
 
+// The general way: merges the dumped members, sorted by name, with the additions, which are sorted
+// too.
 template <typename Entry>
 bool for_each_member(const Record& record, Entry entry) {
   const JsonShape& shape = record.value.shape();
+  // All values are collected in one walk. at_slot() would walk the record again for each member.
   std::vector<JsonValue> values;
   values.reserve(shape.slots);
   record.value.for_each_child([&](const JsonValue& value) {
@@ -272,7 +312,8 @@ bool for_each_member(const Record& record, Entry entry) {
     for (; added != last && added->name < member.name; ++added) {
       if (!entry(added->name, added->value)) return false;
     }
-    if (added != last && added->name == member.name) continue;  // written when its turn comes
+    // The addition hides the dumped member. The loop above or below will write it.
+    if (added != last && added->name == member.name) continue;
     if (!entry(member.name, Dumped{values[member.slot]})) return false;
   }
   for (; added != last; ++added) {
@@ -291,16 +332,18 @@ Record with_additions(const JsonValue& record, const RecordAdditions& additions)
   return whole;
 }
 
-// Quotes, colon, blank, a digit, comma and blank for each entry: what a table takes at least on one
-// line. Spares sorting a table that no line can hold.
+// The least width of a table on one line: for each entry two quotes, colon, blank, one digit, comma
+// and blank. With it, JsonWriter need not try one line for a large table, which means to sort it.
 std::size_t least_columns_of_table(std::size_t entries) {
   return entries * 7;
 }
 
-// Calls entry(name, value) for each member of the table in the order of the names.
+// Calls entry(name, value) for each entry of the table, sorted by name.
 template <typename Value, typename Entry>
 bool for_each_sorted(const JsonDocument& document, Value value, Entry entry) {
-  // A dump is in no order, so nearly every record is far from the one before.
+  // A dump is not sorted, so in this order nearly every record is a cache miss. But the order is
+  // known: the entry of a later record and the text of the next ones are prefetched. The text's
+  // place is in the entry, so the entry must come first.
   constexpr std::size_t kAhead = 8;
   const std::vector<std::uint32_t>& order = document.sorted_entries();
   for (std::size_t i = 0; i < order.size(); ++i) {
@@ -318,7 +361,7 @@ bool for_each_sorted(const JsonDocument& document, Value value, Entry entry) {
 struct Interfaces {
   const InterfaceTable* table;
 };
-// Of their records: they stand below their nodes.
+// Indentation of the records: they are inside of a node, which is inside of the table.
 constexpr std::size_t kInterfaceIndent = 2;
 std::size_t entry_count(const Interfaces& map) {
   return map.table->document.size();
@@ -361,7 +404,7 @@ bool for_each_member(const ProgrammedKeys& map, Entry entry) {
       entry);
 }
 
-// A dump is a table, or what the node's tool wrote instead of one.
+// A dump: a table, or any other JSON value that the node's tool has written instead of one.
 template <typename Table>
 struct Dump {
   const JsonDocument* document;

@@ -8,6 +8,7 @@ void TunnelRifs::expect(const std::vector<std::string>& nodes) {
   const MutexLock lock(mutex_);
   expected_.clear();
   for (const std::string& node : nodes) expected_.emplace_back(node, std::nullopt);
+  // So that report() need not allocate.
   rifs_.reserve(rifs_.size() + nodes.size());
 }
 

@@ -10,36 +10,40 @@
 
 namespace zorbec {
 
-// The tunnel RIFs of all route processors, which every node is asked for. The list only grows, also
-// from run to run.
+// The list of the tunnel RIFs of all route processors. The hardware of every node is asked for each
+// of them. The list only grows, also from one run to the next. Safe from any thread.
 //
-// Route processors report at different times, yet their RIFs stand in node-table order, and nobody
-// is to ask before all have reported: a line card that asks too early would miss healthy entries.
+// Route processors report their RIFs at different times, but the list is always in node-table
+// order. A worker must wait() until all have reported: if it asks its line card too early, it asks
+// for too few RIFs, and the card's entries for the others are reported as missing.
 class TunnelRifs {
  public:
-  // A phase begins in which these nodes, in this order, will each report once.
+  // Begins a phase in which each of these nodes will report once. RIFs are listed in the order of
+  // `nodes`.
   void expect(const std::vector<std::string>& nodes);
-  // What a node found, even if it is nothing or less than there is. Of a node that nobody expects,
-  // it is appended at once. Of one that is expected it does not throw.
+  // Called for each expected node when its collector has ended, even if it has failed: `found` is
+  // what it found until then. Does not throw for an expected node. What another node reports is
+  // appended at once.
   void report(const std::string& node, std::vector<std::string> found);
-  // Nobody reports any more: whoever waits goes on with what there is.
+  // Ends the phase early: nodes that have not reported are taken to have found nothing, and wait()
+  // returns.
   void abandon();
 
-  // Waits until every expected node has reported.
+  // Blocks until every expected node has reported, without time limit.
   void wait() const;
-  // The list as it stands.
+  // A copy of the list as it is now.
   std::vector<std::string> list() const;
 
  private:
-  // Appends what was reported as far as nobody is missing before it.
+  // Appends the reports up to the first node that has not reported.
   void append_reported() ZORBEC_REQUIRES(mutex_);
 
   mutable Mutex mutex_;
   mutable std::condition_variable_any all_reported_;
-  // As they were reported, one list each. There is room for all who are expected: a report comes
-  // from workers that fail too, and must not need memory then.
+  // One list for each report. Memory for all expected reports is reserved beforehand, because
+  // report() is called from destructors of workers that may have failed, and must not throw.
   std::vector<std::vector<std::string>> rifs_ ZORBEC_GUARDED_BY(mutex_);
-  // Those who have not been appended yet, in order.
+  // The nodes whose reports are not in rifs_ yet, in order, each with its report if it has come.
   std::vector<std::pair<std::string, std::optional<std::vector<std::string>>>> expected_
       ZORBEC_GUARDED_BY(mutex_);
 };

@@ -20,12 +20,14 @@ Findings::~Findings() {
 
 void Findings::report(std::string_view for_operator, std::string_view for_log) {
   const std::size_t before = waiting_.size();
-  // Whatever is in the log has a place here too: it is not to lack memory afterwards.
+  // Memory first: if there is none, the finding must not be in the log and missing on standard
+  // output.
   waiting_.reserve(std::max<std::size_t>(PIPE_BUF, before + for_operator.size()));
-  // The log first: it is the one that is still there when nobody reads standard output any more.
+  // The log before standard output: it still has the finding if nobody reads standard output.
   log_.write(for_log);
   waiting_ += for_operator;
-  // The first at once: if nobody reads them, the comparison has to end here.
+  // The first finding is written at once: if nobody reads standard output, the comparison ends
+  // here. Later ones wait until they exceed PIPE_BUF; then all but the last are written.
   if (std::exchange(is_first_, false)) {
     flush();
   } else if (waiting_.size() > PIPE_BUF) {
@@ -44,7 +46,7 @@ void Findings::write(std::size_t size) {
     run_state().standard_output.write_from(rest);
   } catch (const std::exception&) {
     has_failed_ = true;
-    waiting_.erase(0, size - rest.size());
+    waiting_.erase(0, size - rest.size());  // what is left may still be written by the destructor
     throw;
   }
   waiting_.erase(0, size);

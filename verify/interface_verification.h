@@ -9,23 +9,27 @@ namespace zorbec {
 
 class SharedTruth;
 
-// The verdict on one node: compares the expected keys of all interfaces, class by class, with the
-// keys that the node's hardware holds, then looks for keys that no interface claimed. Headings,
-// tables and results go to `dl_fd`, findings also to standard output.
+// Verifies one node. Compares the keys that all interfaces expect, class by class, with the keys
+// that the node's hardware holds. Then runs check_pmdb_leak() for the keys that no interface has
+// claimed. Headings, tables and results go to `dl_fd`; findings go there and to standard output.
 //
-// A node without a key map gets one line in its log and nothing else. Throws CheckError where a
-// table cannot be read further; what was found before stays, what comes after is not checked.
+// For a node without a key map, writes one line to the log and does nothing else. `truth` is shared
+// with the workers of the other nodes. Without it, the shared objects are made for this node only.
 //
-// `truth` is shared with the workers of all other nodes; without one, what would be shared is made
-// for this node alone.
+// Called by the worker of the node, when no worker changes the interface tables any more. Throws
+// CheckError if a table is malformed, std::system_error if the log or standard output cannot be
+// written, and what execute() and the observer throw. What was found before stays; the rest is not
+// checked.
 void verify(const std::string& nodename, LogStream& dl_fd, SharedTruth& truth);
 void verify(const std::string& nodename, LogStream& dl_fd);
 
-// Compares one class: looks up every expected key of every node's interfaces in `pmdb_dict`, marks
-// what is there as visited and reports what is not. Returns 0 if nothing is missing, else -1.
+// Compares one class: looks up every key that the interfaces of all nodes expect. Marks keys that
+// are in `pmdb_dict` as visited, and reports the others as missing. Returns 0 if no key is missing,
+// else -1. `nodename` is the node of `pmdb_dict`. Runs no command.
 //
-// An interface without a key list (a bundle member) counts as claiming the entry that is named like
-// its handle, which must be there. Throws as verify() does.
+// An interface without a key list (a bundle member) marks the entry that is named like its handle.
+// If there is none, throws CheckError. Throws also what verify() throws for tables, log and
+// standard output.
 int verify_intf_specific(const InterfaceTables& pidb_dict, PmdbTable& pmdb_dict, LogStream& dl_fd,
                          const std::string& nodename);
 

@@ -6,6 +6,13 @@
 
 namespace zorbec {
 
+// A walk over two sorted lists, like the merge step of a merge sort: the node's entries and the
+// index's keys, both sorted like their decimal texts. A node has about as many entries as there are
+// expected keys, so nearly every step finds a pair. A step costs a few comparisons of integers. A
+// hash map would cost a hash and a cache miss for each key.
+//
+// Names that are no number below 2^32 - 1 have no sort value, and are rare. They are looked up one
+// by one. A name that is no canonical number at all cannot equal a key of the index.
 KeyMatching::KeyMatching(PmdbTable& pmdb, const ExpectedIndex& index)
     : pmdb_(pmdb),
       index_(index),
@@ -13,10 +20,10 @@ KeyMatching::KeyMatching(PmdbTable& pmdb, const ExpectedIndex& index)
   const JsonDocument& document = pmdb.document();
   if (!document.is_object()) return;
   entry_of_.assign(index.size(), kNoEntry);
-  // Entries and keys come in the same order, so that nearly none has to be looked up.
   const std::vector<std::uint32_t>& entries = document.sorted_entries();
   auto expected = index.by_name().begin();
   const auto last = index.by_name().end();
+  // The sorted order jumps through the entries, so those that come next are prefetched.
   constexpr std::size_t kAhead = 16;
   for (std::size_t at = 0; at < entries.size(); ++at) {
     if (at + kAhead < entries.size()) document.prefetch_entry(entries[at + kAhead]);
@@ -30,6 +37,8 @@ KeyMatching::KeyMatching(PmdbTable& pmdb, const ExpectedIndex& index)
   }
 }
 
+// A key that has no number in the index was not matched, so it is looked up in the dump itself.
+// entry_of_ is empty if the dump is not an object; PmdbTable::find() then throws.
 std::optional<std::uint32_t> KeyMatching::find(const Integer& key) const {
   const std::optional<std::uint64_t> word = key.word();
   if (word && !entry_of_.empty()) {

@@ -12,25 +12,26 @@
 
 namespace zorbec {
 
-// One node's programmed keys, matched with the index of expected keys: made by one walk over both
-// in the order of their names, so that later each key of the index is found without a search.
+// For each key of the index, the entry of one node's PMDB dump that has this key. Made once for a
+// node; then each key of the index is found by its number, without a search.
 //
-// Belongs to the node's own worker. Table and index must outlive it.
+// Belongs to the worker of the node. The table and the index must outlive it.
 class KeyMatching {
  public:
+  // Throws only std::bad_alloc. A dump that is not an object is accepted; see find().
   KeyMatching(PmdbTable& pmdb, const ExpectedIndex& index);
 
   const ExpectedIndex& index() const { return index_; }
 
-  // The entry of that key, or of the key that `name` writes, as PmdbTable::find() finds it, and
-  // quicker if it is in the index. Throw CheckError if the dump is not an object.
+  // The same results as PmdbTable::find(), but faster if the key is in the index. Throw CheckError
+  // if the dump is not an object.
   std::optional<std::uint32_t> find(const Integer& key) const;
   std::optional<std::uint32_t> find(std::string_view name) const;
 
-  // Whether entries can be claimed by their numbers in the index: not if the dump is no table, or
-  // an entry of it no record.
+  // Whether claim() may be called: the dump is an object, and all its entries are objects. (For
+  // others PmdbTable::set_visited() has to throw.)
   bool can_claim() const { return can_claim_; }
-  // Marks the entry of that number as claimed; false if there is none. Only if can_claim().
+  // Marks the entry of the key with this number as claimed. Returns false if there is no entry.
   bool claim(std::uint32_t number) {
     const std::uint32_t entry = entry_of_[number];
     if (entry == kNoEntry) return false;
@@ -44,7 +45,7 @@ class KeyMatching {
   PmdbTable& pmdb_;
   const ExpectedIndex& index_;
   const bool can_claim_;
-  std::vector<std::uint32_t> entry_of_;  // by number of the index
+  std::vector<std::uint32_t> entry_of_;  // for each number of the index; kNoEntry: missing
 };
 
 }  // namespace zorbec

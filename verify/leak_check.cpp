@@ -15,8 +15,9 @@
 namespace zorbec {
 namespace {
 
-// Whether a shell takes `text` as one word and leaves it as it is. A key's name comes from a dump
-// and stands unquoted in a command of the route processor's root.
+// Whether a shell reads `text` as one word and does not change it. A key's name comes from a dump
+// and is put, without quotes, into a command that root runs on the route processor: any other name
+// could run a command.
 bool is_plain_word(std::string_view text) {
   static constexpr std::string_view kSpecial = "|&;<>()$`\\\"'*?[]{}!";
   const auto is_plain = [](char c) {
@@ -24,7 +25,8 @@ bool is_plain_word(std::string_view text) {
     return byte > 0x20 && byte != 0x7f && kSpecial.find(c) == std::string_view::npos;
   };
   if (text.empty() || text.front() == '#' || !std::ranges::all_of(text, is_plain)) return false;
-  // A tilde stands for a home folder at the beginning, and where an assignment's value begins.
+  // A shell replaces a tilde by a home directory at the beginning of a word, and in an assignment
+  // behind "=" and ":".
   for (std::size_t at = text.find('~'); at != std::string_view::npos; at = text.find('~', at + 1)) {
     if (at == 0 || text[at - 1] == '=' || text[at - 1] == ':') return false;
   }
@@ -74,9 +76,9 @@ int check_pmdb_leak(const PmdbTable& pmdb_dict, LogStream& dl_fd, const std::str
     ++told.leaked;
     const std::string text = "ERROR" + finding;
     tell([&] { return event::LeakedKey{nodename, *value, text}; });
-    // In the log, entries follow one another on one line.
+    // No newline in the log: there, all leaks of a node are on one line. This is required.
     findings.report(text + "\n", "ERROR!!!!!!" + finding);
-    findings.flush();  // the next key's command may take long
+    findings.flush();  // the command for the next key may take long
   }
   tell([&] { return told; });
   return told.leaked == 0 ? 0 : -1;
@@ -89,9 +91,9 @@ int check_if_bundle_without_member(std::string_view ifh) {
     return line.find("Bundle-Ether") != std::string_view::npos;
   });
   if (!names_bundle) return 1;
-  // The configuration is rendered and searched for "bundle id $number", where the dollar sign means
-  // the end of a line, behind which no text can stand: whatever it holds, the bundle is not found
-  // in it, and a key that belongs to a bundle is never a leak.
+  // The command is required, but its output is not used. The configuration would be searched for
+  // the regular expression "bundle id $number". "$" is the end of a line, and no text can follow
+  // it, so the search never finds anything: a key that belongs to a bundle is never a leak.
   execute("confdump -c -l 1 -t 1 -o 1");
   return 0;
 }

@@ -27,14 +27,15 @@ constexpr const char* kMribFile = "/tmp/mribdump.txt";
 constexpr const char* kBudFile = "/tmp/mplsmdtbud.txt";
 constexpr const char* kPmdbFile = "/tmp/pmdbdump.txt";
 
-// A piece of a tool's output that names a field, and how its value is taken out of it.
+// A piece of a tool's output that names a field, and the functions that get its value.
 class Item {
  public:
   Item(const std::string& command, std::string_view text) : command_(&command), text_(text) {}
 
   bool holds(std::string_view word) const { return text_.find(word) != std::string_view::npos; }
 
-  // What stands behind the first `separator`, up to the next one or the end.
+  // The text behind the first `separator`, up to the next one or the end. Throws CheckError if
+  // there is none.
   Item after(std::string_view separator) const {
     const std::size_t at = text_.find(separator);
     if (at == std::string_view::npos) fail("has no \"" + std::string(separator) + "\"");
@@ -44,7 +45,7 @@ class Item {
 
   bool is_empty() const { return text_.empty(); }
 
-  // The text without everything that is not a letter or a digit.
+  // Only the letters and digits of the text.
   std::string cleaned() const {
     std::string letters_and_digits;
     std::ranges::copy_if(text_, std::back_inserter(letters_and_digits), [](char c) {
@@ -53,7 +54,8 @@ class Item {
     return letters_and_digits;
   }
 
-  // The cleaned text, a decimal number, in hexadecimal.
+  // The cleaned text, read as a decimal number and written in hexadecimal. Throws CheckError if it
+  // is not a decimal number.
   std::string hexadecimal() const {
     const std::optional<Integer> number = Integer::from_decimal(cleaned());
     if (!number) fail("is not a decimal number");
@@ -69,8 +71,8 @@ class Item {
   std::string_view text_;
 };
 
-// The entries that a collector has found so far. Whatever becomes of it, they are the node's in the
-// table when it ends.
+// The entries that a collector has found so far. The destructor stores them in the node's place of
+// the table, so that they are there even if the collector fails.
 class Collection {
  public:
   Collection(MulticastTable& table, std::string address)
@@ -79,7 +81,7 @@ class Collection {
   Collection(const Collection&) = delete;
   Collection& operator=(const Collection&) = delete;
 
-  // Goes on to the next number; it has no record until reset_record().
+  // Goes on to the next number, which has no record until reset_record().
   void next_number() { ++number_; }
   // Gives the current number a new empty record.
   void reset_record() { entries_[number_].clear(); }
@@ -87,18 +89,19 @@ class Collection {
     next_number();
     reset_record();
   }
-  // `item` is where the value comes from, for the message if no entry is open.
+  // Sets a field of the current record. Throws CheckError, naming `item`, if there is no record.
   void set(const char* field, std::string value, const Item& item) {
     const auto entry = entries_.find(number_);
     if (entry == entries_.end()) item.fail("belongs to no entry");
     entry->second[field] = std::move(value);
   }
 
-  // Puts the entries into the table and the whole table into the file at `path`.
+  // Stores the entries in the table, and writes the whole table to the file at `path`.
   void finish(const std::string& path) {
     table_.store(address_, entries_);
-    // Made anew between storing and rendering: of several nodes' files the one that is left then
-    // shows every node that has come this far.
+    // All nodes write this file, and each replaces it. This order matters: store, create, render.
+    // The worker that creates its file last renders after all others have stored, so the file that
+    // remains shows all nodes.
     const UniqueFd file = run_state().files().create_fresh(path);
     write_all(file.get(), render(table_.nodes()), path);
   }
@@ -121,7 +124,7 @@ void tell_collected(const std::string& nodename, event::Step step, const Collect
   tell([&] { return event::EntriesCollected{nodename, step, entries.size(), unreadable}; });
 }
 
-// The items of a line: what stands between commas followed by a blank.
+// Splits a line at every comma that is followed by a blank.
 std::vector<std::string_view> split_items(std::string_view line) {
   static constexpr std::string_view kSeparator = ", ";
   std::vector<std::string_view> items;
@@ -133,10 +136,10 @@ std::vector<std::string_view> split_items(std::string_view line) {
   }
 }
 
-// One item of the routing entries. It may pass several of the tests.
+// Reads one item of the routing entries. An item may name several of the fields.
 void take_mrib_item(const Item& item, Collection& entries, std::vector<std::string>& rifs) {
   if (item.holds("RPF-ID")) {
-    // The id itself is not kept, but it has to be there.
+    // The id is not used, but it must be there.
     entries.open_entry();
     if (item.after(": ").is_empty()) item.fail("has no RPF id");
   }
@@ -148,8 +151,8 @@ void take_mrib_item(const Item& item, Collection& entries, std::vector<std::stri
   }
 }
 
-// Reports a route processor's tunnel RIFs when its collector ends, in whatever way: others wait for
-// that.
+// Reports a route processor's tunnel RIFs when its collector ends, also by an exception: workers of
+// other nodes wait for the report.
 class RifReport {
  public:
   explicit RifReport(const std::string& nodename) : nodename_(nodename) {}
@@ -184,7 +187,7 @@ void check_mrib_dump(const std::string& nodeip, const std::string& nodename, Log
   RifReport report(nodename);
   if (nodeip == kNone) return;
   tell_step(nodename, event::Step::kRoutes);
-  run_state().files().create_fresh(kMribFile);  // stays empty if the collector fails
+  run_state().files().create_fresh(kMribFile);  // it stays empty if the collector fails
   const std::string command =
       "ssh  -o 'StrictHostKeyChecking=no' " + nodeip + " /pkg/bin/mcroute_print -cmd 0x9";
   const std::string output = execute(command, "_mrib_" + nodename, nodeip);
@@ -234,7 +237,8 @@ void check_pmdb_dump(const std::string& nodeip, const std::string& nodename, Log
   std::size_t unreadable = 0;
   for (const std::string& rif : rifs) {
     const std::string command = question + rif;
-    // Nodes share the runner's file of a RIF; each call reads back its own output all the same.
+    // All nodes use the same suffix for a RIF, and so the same file. Each call still reads its own
+    // output (ShellRunner).
     const std::string output = execute(command, "_pmdb_" + rif, nodeip);
     entries.next_number();
     bool has_field = output.empty();
@@ -245,7 +249,7 @@ void check_pmdb_dump(const std::string& nodeip, const std::string& nodename, Log
         entries.reset_record();
         entries.set("pmdb_port_ifh", line.after(": ").cleaned(), line);
       }
-      // As the tool prints it, not converted.
+      // Kept as this tool prints it, without the conversion to hexadecimal.
       if (line.holds("intf_info.rif")) entries.set("rif", line.after(": ").cleaned(), line);
     }
     if (!has_field) ++unreadable;

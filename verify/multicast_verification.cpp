@@ -13,7 +13,7 @@
 namespace zorbec {
 namespace {
 
-// One entry of one of the tables, and where it stands, for messages.
+// One entry of a table; knows its table, node and number for messages.
 class Entry {
  public:
   // Throws CheckError if the node has no entry of that number.
@@ -25,7 +25,8 @@ class Entry {
     record_ = &found->second;
   }
 
-  // Fields are read only where a comparison needs them: others may be missing.
+  // Throws CheckError if the entry has no such field. Call it only for a field that is compared:
+  // others may be missing.
   const std::string& field(const char* name) const {
     const auto found = record_->find(name);
     if (found == record_->end()) fail("has no " + std::string(name));
@@ -48,7 +49,7 @@ bool is_contained(const std::string& text, std::string_view in) {
   return in.find(text) != std::string_view::npos;
 }
 
-// One routing entry, and what is said when a node has made something else of it.
+// One routing entry, and the findings about nodes that hold something else.
 class Route {
  public:
   Route(const std::string& processor, const MulticastEntries& routes, std::uint32_t number)
@@ -58,7 +59,7 @@ class Route {
   const std::string& rif() const { return entry_.field("rif"); }
   const std::string& mdt_handle() const { return entry_.field("mdt_handle"); }
 
-  // `blanks` stand between label and handle.
+  // `blanks` go between the label and the handle.
   void report_inconsistent(event::RouteFault fault, const std::string& node,
                            std::string_view blanks) const {
     report(fault, node, mdt_handle(),
@@ -85,12 +86,13 @@ class Route {
   Entry entry_;
 };
 
-// Here a text that is part of another counts as equal, for both fields. False if the hardware names
-// another RIF, so that nothing was compared.
+// Compares a route with the hardware of its own route processor. Texts match if the route's text is
+// contained in the hardware's, for both fields; this is required. Returns false if the hardware
+// names another RIF: then the handle was not compared.
 bool check_route_processor(const Route& route, const Entry& pmdb, const std::string& rp_node) {
   if (!is_contained(route.rif(), pmdb.field("rif"))) return false;
   if (is_contained(route.mdt_handle(), pmdb.field("pmdb_port_ifh"))) return true;
-  // Operators' scripts know this message with its 29 blanks, and the line cards' with one.
+  // 29 blanks here, and one for line cards: scripts of operators search for these texts.
   route.report_inconsistent(event::RouteFault::kProcessorHandle, rp_node,
                             "                             ");
   return true;
@@ -103,7 +105,8 @@ const MulticastEntries& hardware_entries(const MulticastTable::Nodes& nodes,
   return *entries;
 }
 
-// Here only the RIF of the bud object is compared by containment; the hardware's must be equal.
+// Compares a route with a line card. Only the RIF of the bud object may be contained in a longer
+// text; RIF and handle of the hardware must be equal. This is required.
 void check_line_card(const Route& route, const Entry& bud,
                      const MulticastTable::Nodes& mcastpmdbkeys, const std::string& lc_node) {
   const std::string& rif = route.rif();
@@ -111,8 +114,8 @@ void check_line_card(const Route& route, const Entry& bud,
     route.report_missing_bud(lc_node);
     return;
   }
-  // Looked up only here: a card whose collector failed has no such entries, and what its bud
-  // objects lack is reported all the same.
+  // Looked up only now: if the collector of the hardware entries has failed, missing bud objects
+  // are still reported.
   const MulticastEntries& pmdb = hardware_entries(mcastpmdbkeys, lc_node);
   if (!pmdb.contains(route.number())) {
     route.report_missing_handle(lc_node);

@@ -10,18 +10,22 @@
 
 namespace zorbec {
 
-// What the verification workers of all nodes need alike, made of the interface truth tables: each
-// thing once, by the first worker that comes to it. Lives for one verification phase, in which the
-// tables do not change. May be used from any thread.
+// What the verification workers of all nodes share: the index of expected keys, and the texts of
+// the interface truth tables. Each is made once, by the first worker that needs it; the others wait
+// for it. Lives for one verification phase, in which the tables do not change. Safe from any
+// thread.
+//
+// index() and rendering() throw what making the object throws, such as std::bad_alloc.
 class SharedTruth {
  public:
   // The index of all expected keys.
   std::shared_ptr<const ExpectedIndex> index();
-  // The rendering of one class's table, which stands in the log of every node.
+  // The text of one class's table. It goes to the log of every node.
   std::shared_ptr<const std::string> rendering(InterfaceClass intf_class);
 
-  // Makes what no other worker makes at the moment: all workers begin at the same time, and would
-  // otherwise wait for one of them at each table in turn. What fails is thrown where it is needed.
+  // Makes those objects that no other worker is making. All workers begin at the same time: without
+  // this, all of them would wait for one worker at each object in turn. Never waits, and does not
+  // throw what making an object throws: the function above that is called for it does.
   void make_ahead();
 
  private:
