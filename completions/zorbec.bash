@@ -1,8 +1,8 @@
-# Completion of zorbec's command line, for bash. Needs nothing of the bash-completion package.
+# Completes the command line of zorbec, for bash. The package bash-completion is not needed.
 
 _zorbec() {
   local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-  # In --json=FILE the "=" is a word of its own.
+  # bash splits --json=FILE into three words; the "=" is one of them.
   if [[ $word == '=' ]]; then
     word=''
   elif [[ $previous == '=' ]]; then
@@ -34,7 +34,8 @@ _zorbec() {
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
   if [[ $files ]]; then
     mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -f -- "$word")
-    # Only while completing: readline then adds a slash to folders and quotes blanks.
+    # With this, readline adds a slash to folders and quotes blanks. Outside of a completion it fails, which
+    # does not matter.
     compopt -o filenames 2>/dev/null
   fi
 }

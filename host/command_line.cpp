@@ -9,8 +9,9 @@
 namespace zorbec {
 
 ExitCode run_command_line(int argc, char** argv) {
-  CLI::App app("Checks a router's forwarding hardware against its interface truth databases.",
-               "zorbec");
+  CLI::App app("Checks a router's forwarding hardware against its interfaces.", "zorbec");
+  // With this width the texts of all options fit in 80 columns. Subcommands inherit it.
+  app.get_formatter()->column_width(26);
   app.set_version_flag("--version", ZORBEC_VERSION);
   app.require_subcommand(1);
   ExitCode exit_code = ExitCode::kConsistent;

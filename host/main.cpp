@@ -10,8 +10,8 @@
 
 namespace {
 
-// Whoever started us may have closed standard streams: the next file that is opened would be taken
-// for one.
+// The caller may have closed standard streams. The next file that we open would then get the number
+// 0, 1 or 2, and messages would be written into it.
 void open_standard_streams() {
   int fd = 0;
   do {
@@ -24,7 +24,8 @@ void open_standard_streams() {
 
 int main(int argc, char** argv) {
   open_standard_streams();
-  // Ignored, it would keep how commands end from us.
+  // If the caller ignores SIGCHLD, we inherit that, and waitpid() could not tell how commands
+  // ended.
   std::signal(SIGCHLD, SIG_DFL);
   try {
     return static_cast<int>(zorbec::run_command_line(argc, argv));

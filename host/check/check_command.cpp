@@ -61,15 +61,15 @@ struct CheckOptions {
     if (what == "multicast") return {Check::kMulticast};
     return {Check::kInterfaces, Check::kMulticast};
   }
-  // Whether a document has standard output for itself.
+  // Whether a JSON document is written to standard output. Nothing else may be written there then.
   bool gives_document() const { return json == kStandardOutput || jsonl == kStandardOutput; }
 };
 
 std::string unknown_name(std::string_view what, const std::string& name,
                          const std::vector<std::string>& known) {
   const std::vector<std::string> near = near_matches(name, known);
-  return fmt::format("no {} {}; {} {}", what, in_quotes(name),
-                     near.empty() ? "there are" : "did you mean",
+  return fmt::format("{} {}; {}: {}", what, in_quotes(name),
+                     near.empty() ? "it has" : "did you mean",
                      fmt::join(near.empty() ? known : near, ", "));
 }
 
@@ -90,13 +90,18 @@ void check_options(const CheckOptions& options) {
   for (const Check check : options.checks()) {
     for (const ReportClass of : classes_of(check)) classes.emplace_back(class_name(of));
   }
-  require_known("class", options.selection.classes, classes);
+  require_known("this check has no class", options.selection.classes, classes);
 }
 
-// One `check` from its options to its exit code.
+// One `check` from its options to its exit code. The main thread runs it; observe() is called by
+// the main thread and by the workers.
+//
+// An event goes to four members, in this order: the places (which worker is where), the progress
+// line, the recorder (facts for the report) and the event stream. None of them calls the core.
 class CheckRun : public Observer {
  public:
   explicit CheckRun(CheckOptions options) : options_(std::move(options)), progress_(places_) {
+    // Opened before the run: a file that cannot be made must not cost a whole check.
     if (!options_.jsonl.empty()) stream_.emplace(options_.jsonl);
   }
 
@@ -110,13 +115,15 @@ class CheckRun : public Observer {
     watch_.emplace(watch_options());
     std::vector<RunFacts> runs;
     for (const Check check : options_.checks()) {
-      // Single processors have nothing that multicast state could be compared with.
+      // A single-processor model has no second copy of the multicast state to compare with.
       if (usage_error_ || (!runs.empty() && is_single_processor(run_state().router))) break;
       runs.push_back(run_check(check));
     }
+    // The summary must not be mixed with the progress line.
     watch_->end_progress();
     const ExitCode code =
         usage_error_ ? ExitCode::kWrongCommandLine : report(std::move(runs), started, clock);
+    // The watch uses the run state, so it ends first.
     watch_.reset();
     shut_down_run_state();
     if (usage_error_) throw CLI::ValidationError(*usage_error_);
@@ -125,6 +132,7 @@ class CheckRun : public Observer {
 
   void observe(const Event& event) override {
     const Place place = places_.follow(event);
+    // The core prints the finding after this call, and the progress line must be gone by then.
     if (is_finding(event)) watch_->clear_line();
     progress_.take(event);
     recorder_->take(event, place);
@@ -139,7 +147,7 @@ class CheckRun : public Observer {
            std::holds_alternative<event::FaultyRoute>(event);
   }
 
-  // Judges what came of the runs and puts it out. Returns the exit code.
+  // Judges the facts of the runs, writes the report and returns the exit code.
   ExitCode report(std::vector<RunFacts> runs, std::chrono::system_clock::time_point started,
                   std::chrono::steady_clock::time_point clock) {
     Report report = judge(std::move(runs), options_.selection, ended_early_.reason());
@@ -149,13 +157,17 @@ class CheckRun : public Observer {
     return put_out(report) ? exit_code(report.verdict) : exit_code(Verdict::kRunFailed);
   }
 
-  // Commands inherit standard input, and ssh reads all of it: in a shell's loop, the loop's lines.
+  // Commands inherit standard input, and ssh reads all of it. In `while read`, it would take the
+  // lines of the loop.
   static void give_commands_no_input() {
     const UniqueFd null(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     if (null.get() < 0) throw_errno("open", "/dev/null");
     if (::dup2(null.get(), STDIN_FILENO) < 0) throw_errno("dup2", "standard input");
   }
 
+  // The core goes on writing its findings, to nowhere: the check takes the same way with and
+  // without
+  // --quiet.
   void mute() {
     null_ = UniqueFd(::open("/dev/null", O_WRONLY | O_CLOEXEC));
     if (null_.get() < 0) throw_errno("open", "/dev/null");
@@ -171,6 +183,7 @@ class CheckRun : public Observer {
     watch.shows_progress = watch.is_terminal || options_.shows_progress;
     watch.status_line = [this] { return printable(progress_.line()); };
     watch.end_early = [this](Reason reason, int signal) {
+      // Set first: a worker whose command ends now asks for the reason at once.
       ended_early_.set(reason);
       run_state().commands().end(signal);
     };
@@ -185,29 +198,33 @@ class CheckRun : public Observer {
     const int status = run_zorbec(check == Check::kInterfaces ? 0 : 1, error);
     RunFacts facts = recorder_->facts();
     if (status != 0) {
+      // A wrong --node ends the run from inside, see check_nodes(). It is told as a usage error.
       facts.run_error = error;
       if (!usage_error_) report_error({check_name(check), " check: run failed: ", error});
     }
     return facts;
   }
 
-  // As soon as the names are known: a report about nobody must not cost a run.
+  // Called as soon as the names are known, so that a mistyped --node costs no whole check. The
+  // exception leaves the function of the core that reported the event and so ends the run.
   void check_nodes() {
     const std::vector<std::string> known = recorder_->node_names();
     for (const std::string& name : options_.selection.nodes) {
       if (std::ranges::find(known, name) != known.end()) continue;
-      usage_error_ = unknown_name("node", name, known);
+      usage_error_ = unknown_name("this router has no node", name, known);
       throw CheckError(*usage_error_);
     }
   }
 
+  // Writes the report to every place that was asked for. A place that cannot be written is named on
+  // standard error and does not keep the others from being written. Returns whether all were.
   bool put_out(const Report& report) {
     bool is_whole = true;
     const auto attempt = [&](const auto& write) {
       try {
         write();
       } catch (const std::exception& error) {
-        report_error({"the report is not whole: ", error.what()});
+        report_error({"cannot write the report: ", error.what()});
         is_whole = false;
       }
     };
@@ -224,7 +241,7 @@ class CheckRun : public Observer {
           [&] { write_all(STDOUT_FILENO, "\n" + summarize(report, style), "standard output"); });
     }
     if (stream_ && !stream_->failure().empty()) {
-      report_error({"the events are not whole: ", stream_->failure()});
+      report_error({"cannot write the events: ", stream_->failure()});
       is_whole = false;
     }
     return is_whole;
@@ -249,6 +266,7 @@ class CheckRun : public Observer {
 };
 
 ExitCode check(const CheckOptions& options) {
+  // Before the lock: Ctrl-C must end the wait for it in good order too.
   const SignalsForWatch signals;
   const auto start = std::chrono::steady_clock::now();
   bool has_said = false;
@@ -273,33 +291,45 @@ void add_check_command(CLI::App& app, ExitCode& exit_code) {
   command->add_option("WHAT", options->what, "interfaces, multicast or all")
       ->check(CLI::IsMember({"interfaces", "multicast", "all"}))
       ->capture_default_str();
-  command->add_flag("--quiet", options->is_quiet, "Nothing on standard output");
-  command->add_option("--max-findings", options->most_findings, "Rows of findings in the summary")
+  command->add_flag("--quiet", options->is_quiet, "Print nothing on standard output");
+  command
+      ->add_option("--max-findings", options->most_findings,
+                   "Show at most N rows of findings in the summary")
+      ->type_name("N")
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
-  command->add_option("--json", options->json,
-                      "The report as one JSON document in this file; -: standard output");
-  command->add_option("--jsonl", options->jsonl,
-                      "Events as they happen, one JSON object a line; -: standard output");
-  command->add_option("--node", options->selection.nodes, "Only this node in the report")
+  command
+      ->add_option("--json", options->json, "Write the report as JSON to FILE; -: standard output")
+      ->type_name("FILE");
+  command
+      ->add_option("--jsonl", options->jsonl,
+                   "Write events as JSON lines to FILE; -: standard output")
+      ->type_name("FILE");
+  command->add_option("--node", options->selection.nodes, "Report only this node; may be repeated")
+      ->type_name("NODE")
       ->expected(1)
       ->take_all();
-  command->add_option("--class", options->selection.classes, "Only this class in the report")
+  command
+      ->add_option("--class", options->selection.classes, "Report only this class; may be repeated")
+      ->type_name("CLASS")
       ->expected(1)
       ->take_all();
   command->add_flag("--progress", options->shows_progress,
-                    "Progress on standard error, though it is no terminal");
-  command->add_option_function<double>(
-      "--deadline",
-      [options](double seconds) {
-        // Written so that what is no number fails too.
-        if (!(seconds > 0 && seconds <= kLongestDeadline)) {
-          throw CLI::ValidationError("--deadline", "not between 0 and 100,000,000 seconds");
-        }
-        options->deadline = std::chrono::duration<double>(seconds);
-      },
-      "End the commands in flight after SECONDS");
-  command->add_flag("--wait", options->waits, "Wait for another check here to end");
+                    "Show progress even if standard error is not a terminal");
+  command
+      ->add_option_function<double>(
+          "--deadline",
+          [options](double seconds) {
+            // Not written as "<= 0 or > kLongestDeadline": that would let NaN pass.
+            if (!(seconds > 0 && seconds <= kLongestDeadline)) {
+              throw CLI::ValidationError("--deadline",
+                                         "must be more than 0 and at most 100,000,000 seconds");
+            }
+            options->deadline = std::chrono::duration<double>(seconds);
+          },
+          "End the running commands after SECONDS, then report")
+      ->type_name("SECONDS");
+  command->add_flag("--wait", options->waits, "Wait until another check on this router has ended");
   command->final_callback([options, &exit_code] {
     check_options(*options);
     exit_code = check(*options);

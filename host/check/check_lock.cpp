@@ -16,7 +16,8 @@ namespace zorbec {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenTries{200};
-// A command that a killed check was starting holds the lock too, until it has begun.
+// A command that a killed check was starting holds the lock too, until its exec() closes the
+// descriptor. So the first tries are made without asking anybody: one second.
 constexpr int kTriesAtOnce = 5;
 
 UniqueFd open_lock(const std::string& path) {
@@ -26,9 +27,10 @@ UniqueFd open_lock(const std::string& path) {
   if (file.get() < 0) throw_errno("open", path);
   struct stat status {};
   if (::fstat(file.get(), &status) != 0) throw_errno("fstat", path);
-  if (!S_ISREG(status.st_mode)) throw CheckError(path + " is not a file");
-  // What is written here would stand in somebody's file.
-  if (status.st_nlink != 1) throw CheckError(path + " has another name too");
+  if (!S_ISREG(status.st_mode)) throw CheckError(path + " is not a regular file");
+  // With a second name it may be somebody's file, and we would write into that.
+  if (status.st_nlink != 1)
+    throw CheckError(path + " is a file with more than one name (hard links)");
   return file;
 }
 
@@ -43,7 +45,7 @@ bool take_lock(const UniqueFd& file, const std::string& path) {
 std::string holder(const UniqueFd& file, const std::string& path) {
   std::string who = read_from_start(file, path).substr(0, 200);
   while (!who.empty() && who.back() == '\n') who.pop_back();
-  return who.empty() ? "a process that has not said which" : in_quotes(who);
+  return who.empty() ? "an unknown process" : in_quotes(who);
 }
 
 }  // namespace
@@ -58,6 +60,7 @@ CheckLock::CheckLock(const std::string& path,
     }
     std::this_thread::sleep_for(kBetweenTries);
   }
+  // The text is for people only. The lock itself is the flock, which goes with its last holder.
   if (::ftruncate(file_.get(), 0) != 0) throw_errno("ftruncate", path);
   const auto now = std::chrono::system_clock::now().time_since_epoch();
   const std::string who = "process " + std::to_string(::getpid()) + " of user " +

@@ -7,17 +7,18 @@
 
 namespace zorbec {
 
-// The one check that may run on a route processor at a time: two would mix their files in /tmp.
-// Held as long as the object lives, and if the process is killed until a command that it was
-// starting has begun.
+// Lets only one check at a time run on a route processor: two would mix their files in /tmp.
+// The lock is held as long as the object lives. If the process is killed, the lock is free at once,
+// or as soon as a command that was just being started has begun.
 class CheckLock {
  public:
-  // Takes the lock, at `path`. If another process holds it for more than a moment, asks
-  // should_wait(who) what to do, `who` being what that process wrote about itself: goes on asking,
-  // a few times a second, as long as the answer is true, and else throws CheckError saying who it
-  // is.
+  // Takes the lock on the file at `path`, which is made if there is none (mode 0644). Blocks the
+  // calling thread while another process holds it: after about a second should_wait(who) is asked,
+  // five times a second, where `who` is what that process wrote about itself. The answer true means
+  // to wait on; false throws CheckError with `who`.
   //
-  // Throws std::system_error if the file cannot be opened, CheckError if it is no regular file.
+  // Throws std::system_error if the file cannot be opened, locked or written; CheckError if it is
+  // no regular file or has a second name (hard link).
   CheckLock(const std::string& path,
             const std::function<bool(const std::string& who)>& should_wait);
 

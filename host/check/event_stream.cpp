@@ -26,6 +26,7 @@ std::string_view phase_name(event::Phase phase) {
   return phase == event::Phase::kDump ? "dump" : "verification";
 }
 
+// `status` is as waitpid() gives it; below 0: nobody knows it.
 OrderedJson exit_of(int status) {
   if (status < 0) return {};
   return WIFSIGNALED(status) ? OrderedJson(-WTERMSIG(status)) : OrderedJson(WEXITSTATUS(status));
@@ -51,7 +52,8 @@ std::string_view step_name(event::Step step) {
   return kNames[step];
 }
 
-// The name of an event and its members.
+// The name of an event and its members, in the order of docs/events.schema.json. A new event does
+// not compile without a line here.
 struct Members {
   const Place& place;
 
@@ -172,6 +174,7 @@ struct Members {
   OrderedJson node() const { return place.node.empty() ? OrderedJson() : OrderedJson(place.node); }
 };
 
+// Texts of a router may be no UTF-8: such bytes are replaced, as the line must be valid JSON.
 std::string line_of(const OrderedJson& json) {
   return json.dump(-1, ' ', false, OrderedJson::error_handler_t::replace) + "\n";
 }
@@ -213,6 +216,7 @@ std::string EventStream::failure() const {
 
 void EventStream::write(const std::string& line) {
   const MutexLock lock(mutex_);
+  // After a failed write the file may end inside a line: nothing may follow it.
   if (!failure_.empty()) return;
   try {
     write_all(fd_, line, path_);

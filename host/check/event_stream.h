@@ -12,17 +12,24 @@
 
 namespace zorbec {
 
-// Writes what a run tells to a file as it happens, one JSON object a line.
+// Writes the events of a run to a file as they happen, one JSON object per line, in the form of
+// docs/events.schema.json. Lines of several threads never mix. Safe from any thread; the calling
+// worker waits for the write.
 class EventStream {
  public:
-  // "-" is standard output. Throws std::system_error if the file cannot be made.
+  // "-" is standard output. A file is made, or emptied if it exists. Throws std::system_error if
+  // that fails.
   explicit EventStream(const std::string& path);
 
+  // The line "check_started"; one for each check.
   void begin(Check check);
+  // The line of the event; `place` is that of the thread that reported it.
   void take(const Event& event, const Place& place);
+  // The line "check_ended"; the last one.
   void end(Verdict verdict);
 
-  // Why the stream is not whole, empty if it is. What cannot be written does not end the check.
+  // What the first failed write said; empty if none failed. A failed write does not end the check:
+  // no further line is written.
   std::string failure() const;
 
  private:

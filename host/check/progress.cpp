@@ -13,7 +13,8 @@ namespace {
 
 std::string waiting_text(const Place& place) {
   const auto waits = std::chrono::steady_clock::now() - place.since;
-  return fmt::format("{}{} ({} s)", place.node.empty() ? "" : place.node + " ", place.command,
+  return fmt::format("{}{} ({} s)", place.node.empty() ? "" : "node " + place.node + ": ",
+                     place.command,
                      std::chrono::duration_cast<std::chrono::seconds>(waits).count());
 }
 
@@ -29,6 +30,8 @@ void Progress::begin(Check check) {
 void Progress::take(const Event& event) {
   const MutexLock lock(mutex_);
   if (const auto* listed = std::get_if<event::NodesListed>(&event)) {
+    // Not counted from workers that began: before the last one has started, the line would show too
+    // few nodes.
     nodes_ = static_cast<std::size_t>(std::ranges::count_if(
         listed->nodes, [](const auto& node) { return node.second->nodeip.value_or("") != kNone; }));
   } else if (const auto* phase = std::get_if<event::PhaseStarted>(&event)) {
@@ -44,6 +47,7 @@ void Progress::take(const Event& event) {
 
 std::string Progress::line() const {
   std::string text;
+  // The lock is not held while the places are asked: they have their own.
   {
     const MutexLock lock(mutex_);
     text = fmt::format("{}, {}", check_name(check_), phase_);
@@ -52,7 +56,7 @@ std::string Progress::line() const {
   bool is_first = true;
   for (const Place& place : places_.running()) {
     if (place.command.empty()) continue;
-    fmt::format_to(std::back_inserter(text), "{}{}", is_first ? "; waiting: " : ", ",
+    fmt::format_to(std::back_inserter(text), "{}{}", is_first ? "; waiting for " : ", ",
                    waiting_text(place));
     is_first = false;
   }

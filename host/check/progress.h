@@ -11,15 +11,19 @@
 
 namespace zorbec {
 
-// Where a check stands, for a person who waits.
+// Where a check stands, as one line for a person who waits. Safe from any thread.
 class Progress {
  public:
+  // `places` must outlive it.
   explicit Progress(const WorkerPlaces& places) : places_(places) {}
 
+  // To be called when a check starts; it forgets the one before.
   void begin(Check check);
+  // Takes an event of the running check.
   void take(const Event& event);
 
-  // "interfaces, dump: 12 of 16 nodes done; waiting: 3 scp root@... (12 s), ..."
+  // The line, without a line end. It may hold any byte that a command line holds.
+  // "interfaces, dump: 12 of 16 nodes done; waiting for node 3: scp root@... (12 s), ..."
   std::string line() const;
 
  private:

@@ -18,7 +18,7 @@ namespace {
 constexpr std::chrono::milliseconds kBetweenLooks{100};
 constexpr std::chrono::seconds kGrace{2};  // for commands that were told to end
 
-// What nohup and shells' background jobs had ignored stays ignored.
+// A signal that nohup or a shell made the process ignore stays ignored.
 bool is_ignored(int signal) {
   struct sigaction action {};
   return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
@@ -27,7 +27,8 @@ bool is_ignored(int signal) {
 sigset_t watched_signals() {
   sigset_t signals;
   sigemptyset(&signals);
-  // The last two are only kept from ending the process: whoever writes sees the error.
+  // The last two are taken and dropped. They must not end the process: the write() that caused them
+  // fails with EPIPE or EFBIG, and that is reported.
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGPIPE, SIGXFSZ}) {
     if (!is_ignored(signal)) sigaddset(&signals, signal);
   }
@@ -38,7 +39,7 @@ void write_to_standard_error(const std::string& text) {
   try {
     write_all(STDERR_FILENO, text, "standard error");
   } catch (const std::exception&) {
-    return;  // nobody is there to be told
+    return;  // there is nowhere else to report it
   }
 }
 
@@ -48,7 +49,8 @@ std::size_t columns_of_terminal() {
   return is_known ? size.ws_col : 80;
 }
 
-// One of the watched signals, 0 if none came within the time of a look.
+// One of the watched signals; 0 if none came within kBetweenLooks. This is also the clock of the
+// watch: it wakes up ten times a second to look at the deadline and to redraw the progress.
 int next_signal() {
   const sigset_t signals = watched_signals();
   const timespec wait{0, std::chrono::nanoseconds(kBetweenLooks).count()};
@@ -64,6 +66,7 @@ SignalsForWatch::SignalsForWatch() {
 }
 
 SignalsForWatch::~SignalsForWatch() {
+  // Unblocked with a signal pending, the process would end after its work is done.
   const sigset_t signals = watched_signals();
   const timespec now{};
   while (::sigtimedwait(&signals, nullptr, &now) > 0) {
@@ -102,6 +105,8 @@ void Watch::run() {
     }
     const bool is_interrupt = signal == SIGINT || signal == SIGTERM || signal == SIGHUP;
     if (is_interrupt && ended == Reason::kInterrupted) {
+      // The second Ctrl-C. The process ends by the signal itself, so that whoever started it sees
+      // that: a shell then ends its loop or script too.
       options_.end_early(*ended, SIGKILL);
       ::signal(signal, SIG_DFL);
       sigset_t this_one;
@@ -110,14 +115,16 @@ void Watch::run() {
       ::kill(::getpid(), signal);
       pthread_sigmask(SIG_UNBLOCK, &this_one, nullptr);
     }
+    // After the deadline an interrupt still changes the reason, but the commands get no new grace.
     const bool is_late = options_.deadline && now - start_ >= *options_.deadline;
     if ((is_interrupt && ended != Reason::kInterrupted) || (is_late && !ended)) {
       if (!ended) kill_at = now + kGrace;
       ended = is_interrupt ? Reason::kInterrupted : Reason::kDeadline;
       options_.end_early(*ended, SIGTERM);
     }
+    // Repeated at every look: a command may have been started just before the last one.
     if (ended && now >= kill_at) options_.end_early(*ended, SIGKILL);
-    // A wait may end before its time.
+    // A signal ends the wait early; progress keeps to its ten lines a second all the same.
     if (shows_progress_ && now >= look_at) {
       show_progress();
       look_at = now + kBetweenLooks;
@@ -138,12 +145,13 @@ void Watch::end_progress() {
 }
 
 void Watch::show_progress() {
+  // Asked before the lock is taken: the line comes from objects with locks of their own.
   const std::string line = options_.status_line();
   const MutexLock lock(mutex_);
   if (line == shown_ || !shows_progress_) return;
   shown_ = line;
   if (options_.is_terminal) {
-    // A line that does not fit could not be rewritten.
+    // A longer line would wrap, and "\r" goes back only to the start of its last row.
     write_to_standard_error("\r\x1b[K" + line.substr(0, columns_of_terminal() - 1));
   } else {
     write_to_standard_error(line + "\n");

@@ -12,45 +12,56 @@
 
 namespace zorbec {
 
-// Blocks the signals that a Watch takes, in the calling thread and all that it starts. To be held
-// around everything, before any thread is started.
+// Blocks the signals that a Watch takes, in the calling thread and in all threads that it starts
+// afterwards: SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGPIPE, SIGXFSZ, but none that the process
+// ignores. Must be made before any other thread is started and must outlive every Watch.
 class SignalsForWatch {
  public:
   SignalsForWatch();
-  // What came meanwhile and nobody took is forgotten.
+  // Drops the signals that came and that no Watch took, then unblocks them.
   ~SignalsForWatch();
   SignalsForWatch(const SignalsForWatch&) = delete;
   SignalsForWatch& operator=(const SignalsForWatch&) = delete;
 
-  // Whether somebody has asked the process to end, and no Watch has taken notice.
+  // Whether SIGINT, SIGTERM or SIGHUP came and no Watch has taken it. For the time before there is
+  // a Watch.
   static bool is_end_asked_for();
 };
 
 struct WatchOptions {
   std::optional<std::chrono::nanoseconds> deadline;  // from the start of the watch
   bool shows_progress = false;
-  bool is_terminal = false;  // standard error is: progress rewrites its line
+  bool is_terminal = false;  // standard error is a terminal: progress rewrites its line
 
-  std::function<std::string()> status_line;  // where the check stands
-  // Called on the thread of the watch when the check is to end early: reason and signal for its
-  // commands; and again and again with SIGKILL while commands do not end.
+  // Where the check stands, as one line without a line end. Called on the thread of the watch.
+  std::function<std::string()> status_line;
+  // Ends the check early: called on the thread of the watch with the reason and the signal for the
+  // commands that run. First with SIGTERM; from two seconds later on with SIGKILL, ten times a
+  // second, until the watch ends.
   std::function<void(Reason, int signal)> end_early;
 };
 
-// Stands beside a check in a thread of its own: ends it at the deadline or at Ctrl-C (a second one
-// kills its commands and ends the process), shows progress, and answers SIGUSR1 with one line on
-// standard error.
+// Watches a check from a thread of its own:
+//   SIGINT, SIGTERM, SIGHUP   ends the check early; a second one kills its commands and ends the
+//                             process by that signal
+//   the deadline              ends the check early
+//   SIGUSR1                   writes the status line to standard error
+// and shows the progress, at most ten times a second. Needs a SignalsForWatch.
+//
+// What cannot be written to standard error is lost without an error.
 class Watch {
  public:
+  // Starts the thread. Throws std::system_error if that fails.
   explicit Watch(WatchOptions options);
-  // Ends it and clears the line of progress.
+  // Ends the thread, which takes up to a tenth of a second, and clears the line of progress.
   ~Watch();
   Watch(const Watch&) = delete;
   Watch& operator=(const Watch&) = delete;
 
-  // Makes room on the terminal for a line of somebody else.
+  // Clears the progress line on a terminal, before somebody else writes there. Safe from any
+  // thread.
   void clear_line();
-  // Shows no progress any more.
+  // Clears the line and shows no progress from then on. Safe from any thread.
   void end_progress();
 
  private:

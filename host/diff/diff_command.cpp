@@ -99,7 +99,7 @@ ExitCode diff(const DiffOptions& options) {
 }  // namespace
 
 void add_diff_command(CLI::App& app, ExitCode& exit_code) {
-  CLI::App* const command = app.add_subcommand("diff", "Say what changed between two reports");
+  CLI::App* const command = app.add_subcommand("diff", "Show what changed between two reports");
   const auto options = std::make_shared<DiffOptions>();
   command->add_option("OLD", options->old_report, "Report of the earlier check")
       ->required()
@@ -107,7 +107,8 @@ void add_diff_command(CLI::App& app, ExitCode& exit_code) {
   command->add_option("NEW", options->new_report, "Report of the later check")
       ->required()
       ->type_name("");
-  command->add_option("--json", options->json, "Write one JSON document; -: to standard output")
+  command
+      ->add_option("--json", options->json, "Write the result as JSON to FILE; -: standard output")
       ->type_name("FILE");
   command->callback([options, &exit_code] { exit_code = diff(*options); });
 }

@@ -8,9 +8,10 @@ class App;
 
 namespace zorbec {
 
-// Adds `diff`, which compares two reports of a check. `exit_code` must live until the command line
-// was parsed: 0 if nothing is new, 1 if something is, 3 if a report cannot be used or the result
-// not be written. Wrong arguments throw CLI::ParseError.
+// Adds the subcommand `diff`, which compares two reports of checks. Parsing the command line runs
+// it and sets `exit_code`, which must live until then: 0 if there is no new confirmed finding, 1 if
+// there is one, 3 if a report cannot be used or the result cannot be written; standard error then
+// says why. Wrong arguments throw CLI::ParseError.
 void add_diff_command(CLI::App& app, ExitCode& exit_code);
 
 }  // namespace zorbec

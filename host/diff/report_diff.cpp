@@ -40,7 +40,8 @@ const Json& list(const Json& object, const char* name, const std::string& what) 
 // The node and the class of a finding.
 using NodeAndClass = std::pair<std::string, std::string>;
 
-// Where the check looked and could say what it saw.
+// The nodes and classes that the check has verified. Only there does a finding that is gone mean
+// that the fault is gone.
 std::set<NodeAndClass> verified_cells(const Json& report) {
   std::set<NodeAndClass> cells;
   for (const Json& node : list(report, "nodes", "the report")) {
@@ -57,8 +58,9 @@ std::set<NodeAndClass> verified_cells(const Json& report) {
   return cells;
 }
 
-// Whether a check that verified these cells would have seen the finding: it has looked at the node,
-// and has known the interface, from one of the nodes that reported it.
+// Whether a check that verified these cells would have seen the finding. For that it must have
+// looked at the class on the node, and must have known the interface: from one of the nodes that
+// reported it in the old report. What the report does not say is taken as known.
 bool is_looked_at(const Json& finding, const std::set<NodeAndClass>& verified) {
   const auto& of_class = finding["class"].get_ref<const std::string&>();
   if (!verified.contains(NodeAndClass(finding["node"], of_class))) return false;
@@ -76,8 +78,8 @@ bool is_unconfirmed(const Json& finding) {
   return confirmed != finding.end() && *confirmed == false;
 }
 
-// Calls visit(finding, fingerprint) for each finding, repetitions left out. Everything of a finding
-// that is read or shown is a text by then.
+// Calls visit(finding, fingerprint) for each finding, a repeated one only once. All members that
+// the visitors or the summary use were checked before: they are there and are texts.
 template <typename Visit>
 void for_each_finding(const Json& report, Visit visit) {
   std::set<std::string, std::less<>> seen;

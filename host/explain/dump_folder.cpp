@@ -32,7 +32,7 @@ bool is_in_node_name(char c) {
          c == '-' || c == '.';
 }
 
-// The node in "<dump>_<node>.dat"; empty if the name is another.
+// The node in a file name of the form "<dump>_<node>.dat"; empty for any other name.
 std::string_view node_of_file(std::string_view name) {
   if (!name.ends_with(".dat")) return {};
   name.remove_suffix(4);
@@ -43,7 +43,8 @@ std::string_view node_of_file(std::string_view name) {
     const std::string_view node = name.substr(dump.size() + 1);
     return std::ranges::all_of(node, is_in_node_name) ? node : std::string_view{};
   };
-  // Where one dump's name begins with another's, the longer one counts: no node is called "subif".
+  // Names of dumps begin with names of others: "pidb_bundle_subif_3.dat" is of node 3, not a bundle
+  // dump of a node "subif_3". So the longest name that fits counts.
   std::string_view longest = kPmdb;
   for (const InterfaceClass intf_class : kEnumerators<InterfaceClass>) {
     const std::string_view dump = dump_name(intf_class);
@@ -57,7 +58,7 @@ bool is_number(std::string_view text) {
   return std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
 }
 
-// A run of the loading of one folder.
+// Loads the dumps of one folder into the run state and notes what could not be loaded.
 class Loader {
  public:
   Loader(std::string folder, const std::function<void(const std::string&)>& complain)
@@ -67,12 +68,13 @@ class Loader {
     return fmt::format("{}/{}_{}.dat", folder_, dump, node);
   }
   bool is_there(std::string_view dump, const std::string& node) const {
-    std::error_code unknown;  // as good as there: loading will say what is wrong
+    std::error_code unknown;  // counts as there: loading it will then say what is wrong
     return std::filesystem::symlink_status(path_of(dump, node), unknown).type() !=
            std::filesystem::file_type::not_found;
   }
 
-  // Whether the dump could be used.
+  // Returns whether the dump could be used. An empty file can: the check takes it as a dump without
+  // entries.
   template <typename T>
   bool load(NodeTable<T>& table, std::string_view dump, const std::string& node) {
     const std::string path = path_of(dump, node);
@@ -98,8 +100,7 @@ class Loader {
     });
     if (without_keys == 0) return;
     found.not_looked_at.push_back(
-        fmt::format("{} of node {}, whose keys cannot be derived (the first one is named on "
-                    "standard error)",
+        fmt::format("{} of node {}: no keys can be derived (standard error names the first one)",
                     counted(without_keys, "interface"), node));
   }
 

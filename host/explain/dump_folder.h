@@ -7,25 +7,27 @@
 
 namespace zorbec {
 
-// A folder with the dumps that a check left: pidb_<class>_<node>.dat and pmdb_<node>.dat.
+// What was found in a folder with the dumps of a check: pidb_<class>_<node>.dat, pmdb_<node>.dat.
 struct DumpFolder {
   // The nodes whose programmed keys were loaded.
   std::vector<std::string> pmdb_nodes;
-  // What could not be looked at, and why; one sentence each.
+  // What could not be looked at, and why; a short sentence each.
   std::vector<std::string> not_looked_at;
-  // Dumps that could be read, empty ones included.
+  // How many dumps could be read, empty ones included.
   int dumps_read = 0;
 };
 
-// Every node that a dump in `folder` is named after: line cards by slot number, then the others by
-// name. Throws std::system_error if it cannot be listed.
+// The nodes that have a dump in `folder`, by the names of the files: line cards in the order of
+// their slot numbers, then the others by name. Throws std::system_error if the folder cannot be
+// listed.
 std::vector<std::string> nodes_with_dumps(const std::string& folder);
 
-// Loads the folder's dumps of `nodes` into the run state, the programmed keys only of `pmdb_node`
-// if there is one, and derives the expected keys. Runs no command if the run state knows the router
-// model and the scale mode, and writes no file.
+// Loads the dumps of `nodes` in the folder into the run state and derives the expected keys. With
+// `pmdb_node`, programmed keys are loaded of that node only. The run state must be up; if it knows
+// the router model and the scale mode, no command is run. Writes no file.
 //
-// A dump that cannot be used is left out: `complain` gets a line for it.
+// A dump that cannot be used is left out: complain(line) is called for it, and `not_looked_at`
+// names it.
 DumpFolder load_dump_folder(const std::string& folder, const std::vector<std::string>& nodes,
                             const std::optional<std::string>& pmdb_node,
                             const std::function<void(const std::string&)>& complain);

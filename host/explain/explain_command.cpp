@@ -46,7 +46,8 @@ struct ExplainOptions {
   std::optional<int> bundle_scale;
 };
 
-// A run state for as long as one key is explained.
+// Brings the run state up and shuts it down. The core's tables and rules are used, but no run is
+// started.
 class BroughtUp {
  public:
   BroughtUp() { bring_up_run_state(this_machine()); }
@@ -59,8 +60,12 @@ void complain(const std::string& line) {
   report_error({printable(line)});
 }
 
-// What the platform would be asked for during a check: from the options, else from the report of
-// the check, else assumed. Returns what is to be said about that, if anything.
+// Sets the router model and the bundle scale, which a check gets from the platform. On them depend
+// the keys of bundle members. They come from the options, else from the report in the folder;
+// without both, a standard model with scale 256 is assumed. Returns the sentence that says so, or
+// nothing.
+//
+// Both are always set, because the core would run a command to find out what is not.
 std::string settle_platform(const ExplainOptions& options) {
   std::optional<int> model = options.model;
   std::optional<int> scale_mode;
@@ -70,6 +75,7 @@ std::string settle_platform(const ExplainOptions& options) {
   std::error_code unknown;
   if ((!model || !scale_mode) && std::filesystem::exists(path, unknown)) {
     try {
+      // The report may have been edited or damaged: only numbers in the known range are taken.
       const nlohmann::json report = read_report(path);
       const auto number = [&](const char* name, int most) -> std::optional<int> {
         const auto router = report.find("router");
@@ -86,7 +92,7 @@ std::string settle_platform(const ExplainOptions& options) {
       complain(error.what());
     }
   }
-  if (model == 0) model.reset();  // not probed
+  if (model == 0) model.reset();  // the check had not found out
 
   std::vector<std::string> assumed;
   if (!model) assumed.push_back(fmt::format("model {}", kModelUnknown));
@@ -94,13 +100,14 @@ std::string settle_platform(const ExplainOptions& options) {
   run_state().router = model.value_or(kModelUnknown);
   run_state().known_scale_mode = scale_mode.value_or(0);
   if (assumed.empty()) return {};
-  return fmt::format("Assumed, as neither an option nor a report here says it: {}.",
+  return fmt::format("Assumed, because neither an option nor a report in the folder says it: {}.",
                      joined(assumed));
 }
 
 // Interfaces that expect a key -------------------------------------------------------------------
 
-// An interface, by what it is shown as, with the nodes that report it.
+// An interface as it is shown, with the nodes that report it. A bundle that four cards report is
+// one Owner with four nodes.
 struct Owner {
   std::string title;
   std::string rule;
@@ -125,7 +132,7 @@ bool is_layer2(InterfaceClass intf_class, const InterfaceRecord& record) {
   return intf_class == InterfaceClass::kBundle ? equals(*is_l2, 1) : !equals(*is_l2, 0);
 }
 
-// Calls visit(record, class, node) for every interface that was loaded.
+// Calls visit(record, class, node) for every interface in the loaded dumps.
 template <typename Visit>
 void for_each_record(Visit visit) {
   for (const InterfaceClass intf_class : kEnumerators<InterfaceClass>) {
@@ -137,7 +144,10 @@ void for_each_record(Visit visit) {
   }
 }
 
-// By which rule the interface expects the key. Empty if it does not.
+// The rule by which the interface expects the key, in words. Empty if it does not expect it.
+//
+// Three cases, as in the core: a list of keys that was derived; a list that the dump itself
+// brought, which the check then uses; no list at all, as members of bundles have none.
 std::optional<std::string> rule_of(const Integer& key, InterfaceClass intf_class,
                                    const InterfaceRecord& record) {
   if (const std::optional<KeyList>& derived = record.additions().key_list) {
@@ -165,6 +175,8 @@ std::optional<std::string> rule_of(const Integer& key, InterfaceClass intf_class
   return std::nullopt;
 }
 
+// The interfaces that expect the key, each once. Records of several nodes are one interface if
+// title and rule are equal: that is also what a reader could not tell apart.
 std::vector<Owner> owners_of(const Integer& key) {
   OrderedMap<Owner> owners;
   for_each_record(
@@ -184,8 +196,11 @@ std::vector<Owner> owners_of(const Integer& key) {
   return list;
 }
 
-// The expected key that differs from `key` in fewest fields, and of those the one nearest to it as
-// a number. Empty if no interface expects any.
+// The expected key that differs from `key` in the fewest fields; among equals, the one nearest to
+// it as a number. Empty if no interface expects any key.
+//
+// A leaked key is most often an old key of an interface that still exists, with another RIF, LIF or
+// port. So the fields count before the distance.
 std::optional<Integer> nearest_expected_key(const Integer& key) {
   using Wide = boost::multiprecision::cpp_int;
   const auto wide = [](const Integer& value) {
@@ -210,7 +225,7 @@ std::optional<Integer> nearest_expected_key(const Integer& key) {
   return nearest->first;
 }
 
-// What is said -----------------------------------------------------------------------------------
+// The text ---------------------------------------------------------------------------------------
 
 void say_fields(std::string& out, const Integer& key) {
   const DecodedKey fields = decode_key(key);
@@ -222,9 +237,10 @@ void say_fields(std::string& out, const Integer& key) {
   out += fmt::format("  source port     {}\n", number(fields.port));
   out += fmt::format("  RIF or LIF      {}\n", number(fields.rif_lif));
   if (fields.beyond_bit_31) {
-    append_wrapped(out, "  ",
-                   "It has bits beyond bit 31, where no field is: a field that was too large "
-                   "reached there.");
+    append_wrapped(
+        out, "  ",
+        "It has bits above bit 31, where a key has no field: a value was too large for its "
+        "field.");
   }
 }
 
@@ -241,7 +257,7 @@ void say_owners(std::string& out, const std::vector<Owner>& owners, std::size_t 
 void say_nearest(std::string& out, const Integer& key) {
   const std::optional<Integer> nearest = nearest_expected_key(key);
   if (!nearest) {
-    out += "No interface here expects any key.\n";
+    out += "No interface in these dumps expects a key.\n";
     return;
   }
   out += '\n';
@@ -266,11 +282,12 @@ void say_holders(std::string& out, const Integer& key, const DumpFolder& dumps, 
   say(is_expected ? "  missing in   " : "  not held by  ", without);
   if (!is_expected && !with.empty()) {
     out += '\n';
-    append_wrapped(out, "",
-                   "No interface that was looked at expects it. Where it is held it is a leak, "
-                   "unless the interface manager knows it as a bundle's, which only a check asks.");
+    append_wrapped(
+        out, "",
+        "No interface in these dumps expects it. On a node that holds it, it is a leak, "
+        "unless it belongs to a bundle: only `zorbec check` asks the interface manager.");
   } else if (!is_expected) {
-    out += "\nNo interface that was looked at expects it, and nobody holds it.\n";
+    out += "\nNo interface in these dumps expects it, and no node holds it.\n";
   }
 }
 
@@ -298,7 +315,7 @@ void require_node(const std::string& node, const std::vector<std::string>& known
   if (std::ranges::find(known, node) != known.end()) return;
   const std::vector<std::string> near = near_matches(node, known);
   throw CLI::ValidationError(
-      "--node", printable(fmt::format("no dump here is of node {}; {}: {}", node,
+      "--node", printable(fmt::format("there is no dump of node {}; {}: {}", node,
                                       near.empty() ? "there are dumps of" : "did you mean",
                                       joined(near.empty() ? known : near))));
 }
@@ -332,7 +349,7 @@ ExitCode explain(const ExplainOptions& options) {
 
 void add_explain_command(CLI::App& app, ExitCode& exit_code) {
   CLI::App* const command =
-      app.add_subcommand("explain", "Say what a key is, who expects it and who holds it");
+      app.add_subcommand("explain", "Show what a key is, who expects it and who holds it");
   const auto options = std::make_shared<ExplainOptions>();
   command->add_option("KEY", options->key, "Decimal, or hexadecimal with 0x")
       ->required()
@@ -342,12 +359,12 @@ void add_explain_command(CLI::App& app, ExitCode& exit_code) {
   command->add_option("--from", options->folder, "Folder with the dumps of a check")
       ->type_name("DIR")
       ->capture_default_str();
-  command->add_option("--model", options->model, "Router model code; else the report says it")
+  command->add_option("--model", options->model, "Router model code, if not the one in the report")
       ->type_name("CODE")
       ->check(CLI::Range(1, 9));
   command
       ->add_option("--bundle-scale", options->bundle_scale,
-                   "Configured bundle scale; else the report says it")
+                   "Configured bundle scale, if not the one in the report")
       ->type_name("N")
       ->check(CLI::Range(1, 1'000'000));
   command->callback([options, &exit_code] { exit_code = explain(*options); });

@@ -22,7 +22,7 @@ std::string ssp_key(const DecodedKey& key) {
   return fmt::format("{}source system port key, port {}", key.layer2 ? "layer-2 " : "", key.port);
 }
 
-// A key behind a bundle's own two came from one of its members.
+// The first two keys of a bundle are its own; all others came from its member ports.
 std::string key_of_member(const Integer& key, const DecodedKey& fields, int scale_mode) {
   if (fields.aggregate) {
     const std::optional<Member> member = decode_member(key, scale_mode);
@@ -88,8 +88,8 @@ std::string rule_words(const Integer& key, const KeyPlace& place) {
     case InterfaceClass::kBvi:
       return place.index == 1 ? layer2_key(fields) : routed_key(fields);
     case InterfaceClass::kGre:
-      return place.index == 1 ? "encapsulation RIF of the tunnel (erif), as it stands"
-                              : "decapsulation RIF of the tunnel (drif), as it stands";
+      return place.index == 1 ? "encapsulation RIF of the tunnel (erif), unchanged"
+                              : "decapsulation RIF of the tunnel (drif), unchanged";
   }
   return {};
 }
@@ -111,7 +111,7 @@ std::string difference_words(const DecodedKey& asked, const DecodedKey& other) {
   compare("layer-2 flag", asked.layer2 ? 1 : 0, other.layer2 ? 1 : 0);
   compare("source port", asked.port, other.port);
   compare("RIF or LIF", asked.rif_lif, other.rif_lif);
-  if (asked.beyond_bit_31 || other.beyond_bit_31) words.emplace_back("bits beyond bit 31");
+  if (asked.beyond_bit_31 || other.beyond_bit_31) words.emplace_back("bits above bit 31");
   return joined(words);
 }
 

@@ -10,9 +10,9 @@
 
 namespace zorbec {
 
-// What a key says to a person.
+// A key in words that a person can read.
 
-// The four fields of a key, and whether it has bits that belong to none.
+// The four fields of a key, and whether it has bits that belong to no field.
 struct DecodedKey {
   bool aggregate;
   bool layer2;
@@ -22,12 +22,12 @@ struct DecodedKey {
 };
 DecodedKey decode_key(const Integer& key);
 
-// The key that somebody writes as decimal digits, or as "0x" and hexadecimal digits. Empty if it is
-// neither, or has more than 4,000 digits.
+// Reads a key that a user typed: decimal digits, or "0x" and hexadecimal digits. Empty if the text
+// is neither, or has more than 4,000 digits.
 std::optional<Integer> read_key(std::string_view text);
 
-// The member id and the bundle's id that a member's key is made of. Exact unless the member id
-// reaches the aggregate bit. Empty for a key of more than 64 bits.
+// The member id and the bundle's id from which a member key was built. They are wrong if the member
+// id was so large that it reached the aggregate bit. Empty for a key of more than 64 bits.
 struct Member {
   std::uint64_t memid;
   std::uint64_t lagid;
@@ -38,14 +38,14 @@ std::optional<Member> decode_member(const Integer& key, int scale_mode);
 struct KeyPlace {
   InterfaceClass intf_class;
   std::size_t index;  // in its `key_list`
-  bool is_l2;         // what the rule of the class makes of the field
+  bool is_l2;         // whether the rule of the class takes the interface as a layer-2 one
   int scale_mode;
 };
-// By which rule the interface expects the key: "layer-2 key from lif 9 at port 2".
+// The rule by which the interface expects the key: "layer-2 key from lif 9 at port 2".
 std::string rule_words(const Integer& key, const KeyPlace& place);
 
-// In how many fields two keys differ, bits beyond the last field being one, and which:
-// "source port 3 instead of 2".
+// In how many fields two keys differ, and in which: "source port 3 instead of 2" if `other` has 3
+// and `asked` has 2. The bits above bit 31 count as one more field.
 std::size_t differing_fields(const DecodedKey& a, const DecodedKey& b);
 std::string difference_words(const DecodedKey& asked, const DecodedKey& other);
 

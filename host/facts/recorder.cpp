@@ -21,7 +21,8 @@ namespace {
 
 constexpr int kSshFailed = 255;
 
-// The task of the worker that compares the multicast state of all nodes; it has no node of its own.
+// The task of the worker that compares the multicast state of all nodes. It is started in the name
+// of the last node, so what happens to it says nothing about that node.
 constexpr std::string_view kMulticastVerification = "verify_mcast";
 
 std::string_view step_text(event::Step step) {
@@ -57,7 +58,7 @@ std::string where(const Place& place) {
   return text;
 }
 
-// A status that nobody knows is no success.
+// Below 0 nobody knows the status, and that is no success.
 bool has_failed(int status) {
   return status != 0;
 }
@@ -66,6 +67,8 @@ bool goes_to_node(std::string_view command) {
   return command.starts_with("ssh ") || command.starts_with("scp ");
 }
 
+// ssh and scp end with 255 if they themselves failed. A tool on the node that ends with 255 looks
+// the same; nothing could tell the two apart.
 Problem problem_of(const event::CommandEnded& ended, const Place& place) {
   const bool is_lost = goes_to_node(ended.command) && WIFEXITED(ended.status) &&
                        WEXITSTATUS(ended.status) == kSshFailed;
@@ -87,7 +90,9 @@ std::chrono::nanoseconds time_by(clockid_t clock) {
   return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
 
-// A file that is written now may be stamped by either clock; the coarse one lags behind the other.
+// The kernel stamps a file by either clock. The coarse one lags some milliseconds behind, so a new
+// file may seem older than the moment before it was written. Hence the earlier clock for the start
+// of the run and the later one for "in the future".
 std::chrono::nanoseconds earliest_stamp() {
   return time_by(CLOCK_REALTIME_COARSE);
 }
@@ -149,8 +154,10 @@ void Recorder::take_event(const event::WorkerStarted& told, const Place& /*place
 void Recorder::take_event(const event::TunnelsAsked& told, const Place& place) {
   node(told.node).has_tunnels = told.are_configured;
   if (told.answer_bytes != 0) return;
-  // The same tool says how members' keys are built, and no answer there means 256 bundles.
-  const Problem empty{Reason::kEmpty, where(place), "the running configuration came back empty"};
+  // The same tool tells the bundle scale, on which the keys of bundle members depend. An empty
+  // answer there counts as scale 256, so those keys are in doubt too.
+  const Problem empty{Reason::kEmpty, where(place),
+                      "the answer with the running configuration is empty"};
   problems_at(place).push_back(empty);
   node(told.node).classes[InterfaceClass::kBundle].problems.push_back(empty);
 }
@@ -169,8 +176,7 @@ void Recorder::take_event(const event::LeaksChecked& told, const Place& /*place*
   if (told.of_bundles > 0) {
     facts.notes.push_back(
         {ReportClass::kLeak,
-         "keys that no interface claims, but that the interface manager takes for "
-         "a bundle's: " +
+         "keys without an owner that belong to a bundle, says the interface manager: " +
              std::to_string(told.of_bundles)});
   }
 }
@@ -181,7 +187,7 @@ void Recorder::take_event(const event::EntriesCollected& told, const Place& plac
   if (told.unreadable > 0) {
     problems_at(place).push_back(
         {Reason::kWrongShape, where(place),
-         std::to_string(told.unreadable) + " answers hold no field of an entry"});
+         std::to_string(told.unreadable) + " answers have none of the fields of an entry"});
   }
 }
 
@@ -192,12 +198,12 @@ void Recorder::take_event(const event::RoutesCompared& told, const Place& /*plac
 }
 
 void Recorder::take_event(const event::NodesListed& told, const Place& /*place*/) {
-  // Lines that were passed over came first, but stand behind the others.
+  // NodeIgnored comes before this event, but in the report these nodes stand behind the others.
   std::vector<NodeFacts> ignored = std::exchange(facts_.nodes, {});
   by_name_.clear();
   for (const auto& [name, record] : told.nodes) {
-    // A slot that the node table did not name has no node. A record without a type is the one of a
-    // single-processor model.
+    // The core has a record for slots without a node. The record of a single-processor model has no
+    // type at all, and is a node.
     if (record->nodetype == kNone) continue;
     NodeFacts& facts = node(name);
     facts.address = record->nodeip.value_or("");
@@ -225,8 +231,8 @@ void Recorder::take_shared_addresses() {
   };
   for (const auto& [name, address] : replaced_) {
     add_to_all(node(name), {Reason::kUnreachable, "node table",
-                            "another node of this short name, at " + in_quotes(address) +
-                                ", is not checked at all"});
+                            "another node with the same short name, at " + in_quotes(address) +
+                                ", was not checked at all"});
   }
   std::map<std::string_view, std::size_t> at_address;
   for (const NodeFacts& facts : facts_.nodes) ++at_address[facts.address];
@@ -238,6 +244,7 @@ void Recorder::take_shared_addresses() {
 }
 
 void Recorder::take_event(const event::NodeIgnored& told, const Place& /*place*/) {
+  // "0/3/CPU0 ..." is node 3, as in the core's node table.
   const std::vector<std::string_view> fields = split_at_whitespace(told.line);
   const std::string_view full_name = fields.front();
   const std::string_view rest =
@@ -252,6 +259,8 @@ void Recorder::take_event(const event::NodeIgnored& told, const Place& /*place*/
 
 void Recorder::take_event(const event::CommandEnded& ended, const Place& place) {
   ++facts_.commands;
+  // Before the first worker every command is a question about the router. The core takes an empty
+  // answer for a usual one, so a verdict must not rest on it.
   if (place.node.empty() && ended.output_bytes == 0) {
     facts_.set_up.push_back(
         {Reason::kEmpty, "set-up", "no answer from: " + std::string(ended.command)});
@@ -281,11 +290,13 @@ void Recorder::take_event(const event::DumpLoaded& loaded, const Place& /*place*
     problems->push_back({reason, file.name, file.path + " " + what});
   };
   if (file.is_stale) {
-    // This counts most: what was compared is not this run's. What failed before may be why.
+    // Put first, as the verdict shows the first problem and this one says most: the dump is not
+    // from this run. The problem before it, such as a failed copy, may be the cause, so it is told
+    // too.
     const bool is_old = file.modified < started_;
     std::string what =
         file.path + (is_old ? " is older than this run by " + age(started_ - file.modified)
-                            : " has a time that is yet to come");
+                            : " has a modification time in the future");
     if (!problems->empty()) what += "; " + problems->front().detail;
     problems->insert(problems->begin(), {Reason::kStale, file.name, what});
   }
@@ -298,7 +309,8 @@ void Recorder::take_event(const event::DumpLoaded& loaded, const Place& /*place*
   }
   if (loaded.content.odd_entries > 0) {
     add(Reason::kWrongShape, "has " + std::to_string(loaded.content.odd_entries) +
-                                 " entries that no dump tool writes: " + loaded.content.first_odd);
+                                 " entries that differ from what dump tools write, the first: " +
+                                 loaded.content.first_odd);
   }
   facts.dumps.push_back(std::move(file));
 }
@@ -307,8 +319,10 @@ void Recorder::take_event(const event::WorkerEnded& ended, const Place& place) {
   if (ended.error == nullptr) return;
   const Problem problem{reason_of(*ended.error), where(place), ended.error->what()};
   if (ended.task == kMulticastVerification) {
+    // It compares all nodes, one after the other: see MulticastJudge.
     facts_.multicast_verification.push_back(problem);
   } else if (!place.step) {
+    // It ended before its first step, so nothing of the node was read.
     NodeFacts& facts = node(ended.node);
     for (Problems* const problems : {&facts.pidb, &facts.pmdb, &facts.multicast}) {
       problems->push_back(problem);
@@ -330,6 +344,8 @@ Finding& Recorder::finding(FindingKind kind, const std::string& rest_of_id) {
 }
 
 void Recorder::take_event(const event::MissingKey& missing, const Place& place) {
+  // Several nodes may report the same interface, as all members' cards do for a bundle. That is one
+  // finding: the node, class, handle and key that name it do not name the reporter.
   const InterfaceClass intf_class = place.intf_class.value_or(InterfaceClass::kPhysical);
   const std::string handle = missing.handle.hexadecimal();
   const std::string key = missing.key.hexadecimal();
@@ -385,6 +401,7 @@ Problems& Recorder::problems_at(const Place& place) {
   NodeFacts& facts = node(place.node);
   if (!place.step) return facts.verification;
   switch (*place.step) {
+    // One tool writes the dumps of several classes, and keys go from class to class.
     case event::Step::kPidbTool:
     case event::Step::kKeys:
       return facts.pidb;
@@ -406,6 +423,7 @@ Problems& Recorder::problems_at(const Place& place) {
   return facts.verification;
 }
 
+// From the most special type to the most general one.
 Reason Recorder::reason_of(const std::exception& error) const {
   if (dynamic_cast<const Interrupted*>(&error) != nullptr) {
     return ended_early_.reason().value_or(Reason::kInterrupted);

@@ -19,7 +19,7 @@ Place WorkerPlaces::follow(const Event& event) {
   } else if (std::holds_alternative<event::CommandEnded>(event)) {
     place.command.clear();
   } else if (std::holds_alternative<event::WorkerEnded>(event)) {
-    // Thread identifiers are used again.
+    // A later thread may get the same identifier.
     Place last = place;
     places_.erase(found);
     return last;

@@ -13,23 +13,26 @@
 
 namespace zorbec {
 
-// Where a worker stands in its task. That of the main thread has no node.
+// Where a thread of a run stands. For the main thread `node` and `task` are empty.
 struct Place {
   std::string node;
   std::string task;
   std::optional<event::Step> step = {};
-  std::optional<InterfaceClass> intf_class = {};     // of the step
-  std::string command = {};                          // that runs now, empty: none
-  std::chrono::steady_clock::time_point since = {};  // when the command was started
+  std::optional<InterfaceClass> intf_class = {};     // of the step, if it is about one class
+  std::string command = {};                          // the command that runs now; empty: none
+  std::chrono::steady_clock::time_point since = {};  // when that command was started
 };
 
-// Keeps track of every thread of a run by what it tells.
+// Knows where every thread of a run stands, from the events that the thread reports. Safe from any
+// thread.
 class WorkerPlaces {
  public:
-  // Takes an event of the calling thread and returns the place that it belongs to.
+  // Takes an event that the calling thread reports, and returns where that thread stands with it.
+  // For a WorkerEnded that is where the worker ended.
   Place follow(const Event& event);
 
-  // The places of all workers that run now, by node name.
+  // The places of all workers that run now, and of the main thread if it runs a command, sorted by
+  // node name.
   std::vector<Place> running() const;
 
  private:

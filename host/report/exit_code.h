@@ -4,7 +4,7 @@
 
 namespace zorbec {
 
-// What the command ends with. The man page and README.md list them.
+// The exit statuses of the command. Scripts rely on them. The man page and README.md list them.
 enum class ExitCode {
   kConsistent = 0,        // also: explained; nothing new
   kInconsistent = 1,      // also: something new
@@ -13,7 +13,7 @@ enum class ExitCode {
   kWrongCommandLine = 64  // nothing was done
 };
 
-// Of a check with that verdict.
+// The exit status of a check with that verdict.
 ExitCode exit_code(Verdict verdict);
 
 }  // namespace zorbec

@@ -26,7 +26,7 @@ void write_to_device(const std::string& path, std::string_view text) {
   write_all(file.get(), text, path);
 }
 
-// A new file that is gone again unless it was given its name.
+// A new file with a temporary name. It is removed again unless it takes the name that it is for.
 class NewFile {
  public:
   // Throws std::system_error if it cannot be made, naming the file that it is to become.

@@ -5,16 +5,16 @@
 
 namespace zorbec {
 
-// Writes `text` to a new file beside `path`, which then takes its name: readers see what was there
-// before or the whole new file. A link of that name is replaced, not followed. The new file has the
-// mode that the process's umask gives.
+// Replaces the file at `path` in one step: writes `text` to a new file in the same folder and
+// renames it. So a reader sees the old file or the whole new one. A symbolic link of that name is
+// replaced, not followed. The mode of the new file is 0666 less the umask.
 //
-// Throws std::system_error (errno, failed call, path); what was there before is left then, and
-// nothing of the new file.
+// Throws std::system_error (errno, failed call, path). Then the old file is still there, and the
+// new one is removed.
 void replace_file(const std::string& path, std::string_view text);
 
-// The same for a file that a user names. A device, a FIFO or another thing that is no plain file
-// stays where it is, and is written to.
+// The same for a file that a user names. If that is a device, a FIFO or anything else but a regular
+// file, it is not replaced: `text` is written to it. A FIFO blocks until somebody reads it.
 void write_output_file(const std::string& path, std::string_view text);
 
 }  // namespace zorbec

@@ -7,7 +7,8 @@
 namespace zorbec {
 namespace {
 
-// Ours alone: another namespace would give the same findings other fingerprints.
+// The namespace of our name-based UUIDs. It must never change: with another one, no finding of an
+// old report would be the same as one of a new report.
 constexpr boost::uuids::uuid kFindings = {{0x7a, 0x6f, 0x72, 0x62, 0x65, 0x63, 0x40, 0x1d, 0x9c,
                                            0x52, 0x66, 0x69, 0x6e, 0x64, 0x69, 0x6e}};
 

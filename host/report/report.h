@@ -14,14 +14,14 @@
 
 namespace zorbec {
 
-// What a check says in the end: plain data, from which the summary and the JSON document are
-// written. Everything in it stands in a fixed order.
+// The result of a check, as plain data. The summary and the JSON document are both written from it.
+// Everything in it has a fixed order, so that the same router gives the same report.
 
 enum class Check { kInterfaces, kMulticast };
 std::string_view check_name(Check check);
 
-// A column of the report: a class of interfaces, the keys that belong to none, or the multicast
-// state.
+// A column of the report: one of the six classes of interfaces, the keys that belong to no
+// interface (leaks), or the multicast state.
 class ReportClass {
  public:
   static constexpr std::size_t kCount = kEnumCount<InterfaceClass> + 2;
@@ -52,10 +52,10 @@ inline constexpr ReportClass ReportClass::kMulticast{kEnumCount<InterfaceClass> 
 // Its name in reports and options, and the heading of its column.
 std::string_view class_name(ReportClass report_class);
 std::string_view column_heading(ReportClass report_class);
-// The classes that a check speaks of.
+// The classes that a check gives verdicts on.
 std::vector<ReportClass> classes_of(Check check);
 
-// Why something was not verified.
+// Why something was not verified. docs/report.md explains each reason; programs read the texts.
 enum class Reason {
   kUnreachable,
   kCommandFailed,
@@ -95,10 +95,10 @@ enum class FindingKind {
 std::string_view kind_name(FindingKind kind);
 std::string_view kind_words(FindingKind kind);
 
-// Something that went wrong on the way to a verdict.
+// Something that went wrong and kept a part of the check from being verified.
 struct Problem {
   Reason reason = Reason::kWorkerEnded;
-  std::string where;  // a dump, a tool, a step
+  std::string where;  // a dump, a tool or a step of a worker
   std::string detail;
 };
 
@@ -119,10 +119,11 @@ struct Cell {
   std::optional<Reason> reason = {};  // of kNotVerified
   std::string detail = {};
   std::size_t compared = 0;     // expected keys, programmed keys or routes
-  std::size_t findings = 0;     // that are confirmed
-  std::size_t unconfirmed = 0;  // and those that rest on something not verified
+  std::size_t findings = 0;     // confirmed ones only
+  std::size_t unconfirmed = 0;  // those that depend on something that was not verified
 };
 
+// One row of the report.
 struct NodeReport {
   std::string name;
   std::string address;
@@ -135,8 +136,10 @@ struct NodeReport {
   std::vector<Cell> cells;
 };
 
+// One difference between what the hardware holds and what it must hold. A finding that the library
+// prints several times is one Finding.
 struct Finding {
-  std::string id;
+  std::string id;  // "missing-key/3/bundle/0x3c000058/0x3c000058"
   FindingKind kind = FindingKind::kMissingKey;
   Check check = Check::kInterfaces;
   std::string node;
@@ -144,8 +147,8 @@ struct Finding {
   std::string key;  // empty: of a route
   struct Interface {
     std::string handle;
-    std::string name;  // empty: the record has none
-    std::vector<std::string> owners;
+    std::string name;                 // empty: the record has none
+    std::vector<std::string> owners;  // the nodes that report the interface
   };
   std::optional<Interface> interface;
   struct Route {
@@ -155,14 +158,17 @@ struct Finding {
     std::string mdt_handle;  // empty: not compared
   };
   std::optional<Route> route;
-  bool is_confirmed = false;
-  std::size_t times = 0;
-  std::string text;
+  bool is_confirmed = false;  // everything that it depends on was verified
+  std::size_t times = 0;      // how often it was printed
+  std::string text;           // the line on standard output, without line ends
 };
 
-// The same for the same finding of another run.
+// A UUID in text form, made from the id of a finding alone: the same finding has the same one in
+// every run.
 std::string fingerprint(std::string_view finding_id);
 
+// A part of the router that the check did not verify: because something went wrong (`reason` says
+// what), or because it never does (by design).
 struct NotLookedAt {
   std::string node;                         // empty: everywhere
   std::optional<ReportClass> report_class;  // empty: all of the node
@@ -171,6 +177,7 @@ struct NotLookedAt {
   std::string detail;
 };
 
+// How much was checked, of the whole router, whatever the selection is.
 struct Coverage {
   std::size_t nodes = 0;
   std::size_t nodes_reached = 0;
@@ -188,7 +195,7 @@ struct RunError {
   std::string error;
 };
 
-// What a report is limited to; empty: no limit.
+// The nodes and classes that a report is limited to; an empty list means all.
 struct Selection {
   std::vector<std::string> nodes;
   std::vector<std::string> classes;

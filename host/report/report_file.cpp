@@ -12,7 +12,7 @@ namespace zorbec {
 namespace {
 
 constexpr std::size_t kMostBytes = std::size_t{1} << 30;
-// Writing a document takes one stack frame a level.
+// Writing a document takes one stack frame for each level.
 constexpr int kMostLevels = 64;
 
 }  // namespace
@@ -24,13 +24,13 @@ nlohmann::json read_json_file(const std::string& path) {
     return nlohmann::json::parse(text.begin(), text.end(),
                                  [&](int depth, nlohmann::json::parse_event_t, nlohmann::json&) {
                                    if (depth > kMostLevels)
-                                     throw CheckError(path + ": nested too deep");
+                                     throw CheckError(path + ": nested too deeply");
                                    return true;
                                  });
   } catch (const nlohmann::json::exception&) {
     throw CheckError(path + ": not valid JSON");
   } catch (const std::bad_alloc&) {
-    throw CheckError(path + ": not memory enough to load it");
+    throw CheckError(path + ": not enough memory to load it");
   }
 }
 
@@ -44,7 +44,8 @@ nlohmann::json read_report(const std::string& path) {
     throw CheckError(path + ": not a report of zorbec check");
   }
   if (!holds("version", 1)) {
-    throw CheckError(path + ": a report, but not of version 1, the only one that is known here");
+    throw CheckError(
+        path + ": a report of another version than 1, the only version that this zorbec reads");
   }
   return report;
 }

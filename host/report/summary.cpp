@@ -78,7 +78,8 @@ std::string cell_text(const Cell& cell) {
   return {};
 }
 
-// A table with a heading; columns are as wide as what stands in them.
+// A table with a heading. Each column is as wide as its longest text. Colour codes have no width,
+// so padding is counted from the plain texts.
 class Table {
  public:
   struct Entry {
@@ -118,7 +119,8 @@ void write_nodes(const Report& report, Text& text) {
     text.line("No node was checked.");
     return;
   }
-  // Checks speak of the same nodes, but one that failed early may lack some of them.
+  // With `check all`, a check that failed early may know fewer nodes or classes than the other. The
+  // table has a column for each class that any node has, and "?" where a node lacks it.
   std::vector<ReportClass> classes;
   for (const NodeReport& node : report.nodes) {
     for (const Cell& cell : node.cells) classes.push_back(cell.report_class);
@@ -143,13 +145,17 @@ void write_nodes(const Report& report, Text& text) {
   table.write(text);
 }
 
-// Findings that have one cause: keys of one interface that are missing on the same nodes, or one
-// key that is left over on several.
+// A row of the summary: findings that most likely have one cause.
+//
+//   missing keys   all keys of one interface that are missing on the same nodes
+//   leaked keys    all that are left over on the same nodes
+//   routes         one route, on all nodes where it is wrong in the same way
+//   unconfirmed    all of one kind and class on the same nodes: what counts is how many there are
 struct FoldedFinding {
-  const Finding* first = nullptr;
-  std::vector<std::string> what;   // keys, or routes
-  std::vector<std::string> nodes;  // in the report's order
-  bool is_of_several = false;      // interfaces
+  const Finding* first = nullptr;  // speaks for the others
+  std::vector<std::string> what;   // keys, or handles of routes
+  std::vector<std::string> nodes;  // in the order of the report
+  bool is_of_several = false;      // the findings are of more than one interface
 };
 
 std::string fold_name(const Finding& finding) {
@@ -159,21 +165,24 @@ std::string fold_name(const Finding& finding) {
   return finding.route ? "tunnel " + finding.route->rif : std::string("nobody");
 }
 
-// What distinguishes a finding from others of its kind, besides what is wrong.
+// The key, or the route: with the kind, the class and the interface it names what is wrong,
+// whatever the node.
 std::string what_of(const Finding& finding) {
   if (!finding.route) return finding.key;
   return finding.route->processor + "/" + std::to_string(finding.route->number);
 }
 
-// Findings with the same cause share a row. Leaks have no interface that would tell them apart, and
-// of unconfirmed ones only their number matters.
+// What findings of one row have in common, besides kind, class and nodes: see FoldedFinding. Empty:
+// no more than that.
 std::string cause_of(const Finding& finding, const std::string& what) {
   if (!finding.is_confirmed || finding.report_class == ReportClass::kLeak) return {};
   return finding.interface ? finding.interface->handle : what;
 }
 
 std::vector<FoldedFinding> fold(const std::vector<Finding>& findings) {
-  // First by what is wrong, to find the nodes that share it; then by interface and nodes.
+  // Two steps, as the nodes are part of the cause. First all findings about the same key or route
+  // are put together, which gives the list of its nodes. Then those with the same cause and the
+  // same list become one row. The order is that of the first finding of each row.
   using Fault = std::tuple<FindingKind, ReportClass, std::string, std::string>;
   std::map<Fault, std::vector<const Finding*>> by_fault;
   std::vector<Fault> faults;
@@ -229,7 +238,7 @@ void write_findings(const Report& report, std::size_t most, Text& text) {
   }
   const std::vector<FoldedFinding> rows = fold(report.findings);
   text.line("");
-  text.line("Findings: {}, told in {}", report.findings.size(), counted(lines, "line"));
+  text.line("Findings: {}, printed as {}", report.findings.size(), counted(lines, "line"));
   Table table({{"what", {}}, {"class", {}}, {"of", {}}, {"on node", {}}, {"keys", {}}});
   for (const FoldedFinding& row : rows) {
     if (most == 0) break;
@@ -246,7 +255,7 @@ void write_findings(const Report& report, std::size_t most, Text& text) {
   table.write(text);
   if (rows.size() > most) text.line("  ... and {} more", rows.size() - most);
   if (unconfirmed > 0) {
-    text.line("  Unconfirmed findings rest on something that was not verified, see below.");
+    text.line("  Unconfirmed findings depend on something that was not verified, see below.");
   }
 }
 
@@ -258,7 +267,7 @@ std::string places_text(const std::vector<std::string>& nodes, std::vector<Repor
   const std::vector<ReportClass> interfaces = classes_of(Check::kInterfaces);
   std::vector<std::string_view> names;
   if (std::ranges::includes(classes, interfaces)) {
-    names.emplace_back("all of interfaces");
+    names.emplace_back("all classes of interfaces");
     std::erase_if(classes, [](ReportClass of) { return of != ReportClass::kMulticast; });
   }
   for (const ReportClass of : classes) names.push_back(class_name(of));
@@ -266,8 +275,9 @@ std::string places_text(const std::vector<std::string>& nodes, std::vector<Repor
   return fmt::format("{}{}{}", text, text.empty() ? "" : ", ", fmt::join(names, ", "));
 }
 
-// One line for what was not looked at for the same reason: first a node's classes are put together,
-// then the nodes that lack the same ones.
+// Lists what was not looked at, one entry for each reason. A lost card would otherwise give an
+// entry for each of its seven classes. First the classes of a node with the same reason are put
+// together, then the nodes with the same classes and the same reason.
 void write_places(const Report& report, bool by_design, std::string_view heading, Text& text) {
   struct Line {
     std::vector<std::string> nodes;

@@ -11,14 +11,14 @@
 
 namespace zorbec {
 
-// How many findings each cell has, by whether they can be relied on.
+// How many findings each cell of the report has: confirmed ones and others.
 class FindingCounts {
  public:
-  // Settles which findings of the run are confirmed, those that stands() holds for, and counts
-  // them.
+  // Marks each finding of the run as confirmed if stands() is true for it, else as unconfirmed, and
+  // counts both.
   FindingCounts(RunFacts& run, const std::function<bool(const Finding&)>& stands);
 
-  // A cell of that node and class with its counts, and nothing else yet.
+  // A cell of that node and class with its counts. The verdict is not set yet.
   Cell cell_of(const NodeFacts& node, ReportClass report_class) const;
 
  private:

@@ -21,7 +21,8 @@ const Problem* Ground::problem(const NodeFacts& node, InterfaceClass intf_class)
   if (!node.dumps_pidb) return problem_of_others(intf_class);
   const auto of = [&](InterfaceClass other) -> const ClassFacts& { return node.classes[other]; };
   if (!of(intf_class).problems.empty()) return &of(intf_class).problems.front();
-  // Member ports hand their keys to their bundle and its sub-interfaces.
+  // Bundles and their sub-interfaces get keys from their member ports. If the ports are not known,
+  // these keys are not known either, and nothing else would show that.
   const bool gets_from_ports =
       intf_class == InterfaceClass::kBundle || intf_class == InterfaceClass::kBundleSubif;
   if (gets_from_ports && !of(InterfaceClass::kPhysical).problems.empty()) {
@@ -43,8 +44,9 @@ const Problem* Ground::first_problem(const NodeFacts& node) const {
   return nullptr;
 }
 
-// A node without interfaces of its own is held against what the others have: one that is known must
-// be among them.
+// A node that dumps no PIDB, such as a route processor, is compared with the interfaces of the
+// others. One other node whose interfaces are known is enough for a verdict; those of the rest are
+// told for the whole router, by InterfaceJudge::unknown_interfaces().
 const Problem* Ground::problem_of_others(InterfaceClass intf_class) const {
   const Problem* first = &kNotReached;
   for (const NodeFacts& other : run_.nodes) {
@@ -57,17 +59,20 @@ const Problem* Ground::problem_of_others(InterfaceClass intf_class) const {
 }
 
 const Problem* Ground::tunnel_problem(const NodeFacts& node) const {
+  // All nodes are asked about the same configuration. If their answers differ, one of them is
+  // wrong, and the node that found none has not dumped its tunnels.
   if (!node.has_tunnels) return &kNotReached;
   if (*node.has_tunnels) {
     return node.classes[InterfaceClass::kGre].interfaces ? nullptr : &kNotReached;
   }
   static const Problem kContradiction{Reason::kWrongShape, "GRE tunnels",
-                                      "the running configuration holds tunnels for other nodes, "
-                                      "but not for this one"};
+                                      "other nodes found GRE tunnels in the running configuration, "
+                                      "this node found none"};
   return somebody_has_tunnels_ ? &kContradiction : nullptr;
 }
 
-// They are dumped after the PIDB: what went wrong there may be why there are none.
+// The PMDB is dumped after the PIDB. If there is none and nothing says why, then what went wrong
+// with the PIDB has ended the worker before it.
 const Problem* pmdb_problem(const RunFacts& run, const NodeFacts& node) {
   if (const Problem* const problem = first_of({&run.set_up, &node.pmdb})) return problem;
   if (node.programmed) return nullptr;

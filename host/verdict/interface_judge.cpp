@@ -8,8 +8,9 @@
 namespace zorbec {
 namespace {
 
-// A line card without a single interface has not told the truth. Where a class could not be read,
-// those that could be are as empty for the same reason.
+// A line card has interfaces. If every class that could be read is empty, its dump tool did not
+// work, although nothing failed: CONSISTENT would then mean only that nothing was compared. So the
+// card gets a problem, unless it has one already.
 RunFacts& prepared(RunFacts& run) {
   for (NodeFacts& node : run.nodes) {
     const bool has_any = std::ranges::any_of(node.classes, [](const ClassFacts& of_class) {
@@ -44,11 +45,13 @@ std::optional<NotLookedAt> InterfaceJudge::unknown_interfaces() const {
   std::string nodes;
   for (const NodeFacts* const node : doubtful) nodes += (nodes.empty() ? "" : ", ") + node->name;
   return NotLookedAt{"", std::nullopt, false, ground_.first_problem(*doubtful.front())->reason,
-                     "the interfaces of node " + nodes +
-                         " are not all known, so that no node was checked for their keys"};
+                     std::string("some interfaces of node") + (doubtful.size() == 1 ? "" : "s") +
+                         " " + nodes + " are not known; their keys were checked on no node"};
 }
 
 Cell InterfaceJudge::judge_class(const NodeFacts& node, InterfaceClass intf_class) const {
+  // From what is certain to what must be excluded first. A confirmed finding makes the cell
+  // INCONSISTENT, whatever else is not known. CONSISTENT comes last.
   Cell cell = counts_.cell_of(node, intf_class);
   const std::optional<std::size_t>& expected = node.classes[intf_class].expected;
   cell.compared = expected.value_or(0);
@@ -83,22 +86,25 @@ Cell InterfaceJudge::judge_leaks(const NodeFacts& node) const {
   } else if (!node.leaks) {
     set_not_verified(cell, *end_of_verification(node));
   } else if (node.leaks->marked_in_dump > 0) {
+    // `visited` is the checker's own mark. The leak check passes over a key that has it.
     set_not_verified(cell, {Reason::kWrongShape, "pmdb",
                             std::to_string(node.leaks->marked_in_dump) +
-                                " keys are marked as claimed by the dump itself"});
+                                " keys are already marked as claimed in the dump"});
   } else if (cell.unconfirmed > 0) {
     const std::vector<const NodeFacts*>& doubtful = ground_.doubtful_nodes();
     set_not_verified(
         cell,
         {doubtful.empty() ? Reason::kWorkerEnded : ground_.first_problem(*doubtful.front())->reason,
-         "", "whether keys leak cannot be told while not all interfaces are known"});
+         "", "some interfaces are not known; a key that seems to leak may belong to one of them"});
   } else {
-    // Interfaces that are not known could only claim keys: where none is left over, none leaks.
+    // Interfaces that are not known could only claim more keys. As no key is left over, none leaks.
     cell.verdict = Verdict::kConsistent;
   }
   return cell;
 }
 
+// A leak is certain only if every interface of the router is known. For a missing key one owner is
+// enough whose dump is from this run: that one needs the key.
 bool InterfaceJudge::stands(const Finding& finding) const {
   const auto node = std::ranges::find(run_.nodes, finding.node, &NodeFacts::name);
   if (node == run_.nodes.end() || pmdb_problem(run_, *node) != nullptr) return false;
@@ -111,7 +117,8 @@ bool InterfaceJudge::stands(const Finding& finding) const {
   });
 }
 
-// Of which node's interfaces the findings are, if the node's own are well.
+// The node's own interfaces are in order here, so the doubt is about another node that reported an
+// interface of these findings.
 const Problem* InterfaceJudge::doubt(const NodeFacts& node, InterfaceClass intf_class) const {
   for (const auto& [id, finding] : run_.findings) {
     if (finding.node != node.name || finding.report_class != intf_class) {

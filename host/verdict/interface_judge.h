@@ -10,20 +10,26 @@
 
 namespace zorbec {
 
-// Judges one interface check, cell by cell. The facts must outlive it; which findings are confirmed
-// is settled when it is made, and nothing changes afterwards.
+// Judges one interface check, cell by cell.
+//
+// The facts must outlive it. Its constructor changes them: it adds a problem to each card without
+// any interface, and marks which findings are confirmed. Afterwards it only reads.
 class InterfaceJudge {
  public:
   explicit InterfaceJudge(RunFacts& run);
 
+  // The verdicts on one class of a node, and on the keys that belong to nobody.
   Cell judge_class(const NodeFacts& node, InterfaceClass intf_class) const;
   Cell judge_leaks(const NodeFacts& node) const;
 
-  // What no node's hardware was checked for, if anything.
+  // If the interfaces of some nodes are not all known: the entry of the report that says so for all
+  // nodes.
   std::optional<NotLookedAt> unknown_interfaces() const;
 
  private:
+  // Whether a finding can be relied on.
   bool stands(const Finding& finding) const;
+  // Why the unconfirmed findings of a cell cannot be relied on.
   const Problem* doubt(const NodeFacts& node, InterfaceClass intf_class) const;
 
   RunFacts& run_;

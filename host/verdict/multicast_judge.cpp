@@ -29,6 +29,8 @@ Cell MulticastJudge::judge(const NodeFacts& node) const {
   Cell cell = counts_.cell_of(node, ReportClass::kMulticast);
   cell.compared = node.routes_compared.value_or(0) - node.routes_uncompared;
   const bool is_processor = node.type == "RP";
+  // The core collects from route processors and line cards only. Anything else has nothing to
+  // compare, unless it did report bud objects.
   const bool has_task = is_processor || node.type == "LC" || node.buds.has_value();
   if (cell.findings > 0) {
     cell.verdict = Verdict::kInconsistent;
@@ -36,14 +38,15 @@ Cell MulticastJudge::judge(const NodeFacts& node) const {
     set_not_verified(cell, *problem);
   } else if (!has_task) {
     cell.verdict = Verdict::kByDesign;
-    cell.detail = "a node of its type has no multicast state of its own";
+    cell.detail = "nodes of this type have no multicast state";
   } else if (is_processor && node.role == "Standby" && node.routes == std::size_t{0}) {
     cell.verdict = Verdict::kByDesign;
     cell.detail = "a standby route processor without routes of its own";
   } else if (!node.routes_compared) {
     set_not_verified(cell, end_of_verification());
   } else if (*node.routes_compared == 0) {
-    set_not_verified(cell, {Reason::kNothingToCompare, "", "no route processor lists a route"});
+    set_not_verified(cell,
+                     {Reason::kNothingToCompare, "", "no route processor has a multicast route"});
   } else if (node.routes_uncompared > 0) {
     set_not_verified(cell, {Reason::kNothingToCompare, "",
                             std::to_string(node.routes_uncompared) +
@@ -54,17 +57,20 @@ Cell MulticastJudge::judge(const NodeFacts& node) const {
   return cell;
 }
 
-// Every card is compared with what the route processors list.
+// Every card is compared with the routes of the route processors. So if these are not known,
+// nothing is known about the card either.
 const Problem* MulticastJudge::ground_problem(const NodeFacts& node) const {
   if (const Problem* const problem = first_of({&run_.set_up, &node.multicast})) return problem;
   return node.type == "RP" ? nullptr : routes_problem_;
 }
 
-// The comparison takes the nodes one after the other; what ends it need not be this node's fault.
+// One worker compares all nodes, one after the other. What ended it may come from another node, so
+// the reason is "worker ended" and only the detail is taken over.
 Problem MulticastJudge::end_of_verification() const {
   if (run_.multicast_verification.empty()) return kNotReached;
   const Problem& end = run_.multicast_verification.front();
-  return {Reason::kWorkerEnded, "the comparison ended before this node was done", end.detail};
+  return {Reason::kWorkerEnded, "the comparison ended before it was done with this node",
+          end.detail};
 }
 
 }  // namespace zorbec

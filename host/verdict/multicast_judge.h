@@ -6,8 +6,8 @@
 
 namespace zorbec {
 
-// Judges one multicast check, node by node. As with InterfaceJudge, the facts must outlive it, and
-// it settles which findings are confirmed.
+// Judges one multicast check, node by node. The facts must outlive it. Its constructor marks which
+// findings are confirmed; afterwards it only reads.
 class MulticastJudge {
  public:
   explicit MulticastJudge(RunFacts& run);
@@ -15,7 +15,9 @@ class MulticastJudge {
   Cell judge(const NodeFacts& node) const;
 
  private:
+  // Why the node's multicast state cannot be relied on; null: it can.
   const Problem* ground_problem(const NodeFacts& node) const;
+  // Why the comparison has not come to this node.
   Problem end_of_verification() const;
 
   RunFacts& run_;

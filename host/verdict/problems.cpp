@@ -11,7 +11,8 @@ std::string shown(const Problem& problem) {
 
 }  // namespace
 
-const Problem kNotReached{Reason::kWorkerEnded, "", "the check of the node ended before it"};
+const Problem kNotReached{Reason::kWorkerEnded, "",
+                          "the check of this node ended before this part of it"};
 
 const Problem* first_of(std::initializer_list<const Problems*> lists) {
   for (const Problems* const list : lists) {

@@ -7,10 +7,10 @@
 
 namespace zorbec {
 
-// How problems on the way to a verdict are turned into one. Pointers to problems belong to the
-// facts that are judged.
+// Turning problems into verdicts. Pointers to problems point into the facts that are judged, or to
+// kNotReached, and are never to be deleted.
 
-// Stands for a part of the check that nobody came to.
+// For a part of the check that was not reached, when nothing else says why.
 extern const Problem kNotReached;
 
 // The first problem of the first list that has one; null if none has.

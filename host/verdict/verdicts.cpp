@@ -15,6 +15,8 @@
 namespace zorbec {
 namespace {
 
+// A node with problems is never CONSISTENT, even if none of its cells shows them: they may concern
+// what --class has taken out of the report.
 Verdict verdict_on(const NodeReport& node) {
   bool has_consistent = false;
   bool has_unverified = false;
@@ -27,7 +29,8 @@ Verdict verdict_on(const NodeReport& node) {
   return has_consistent ? Verdict::kConsistent : Verdict::kByDesign;
 }
 
-// The node's row in the report, made when the first run speaks of it.
+// The node's row in the report. Both runs of `check all` share it; the first one that knows the
+// node makes it.
 NodeReport& row_of(std::vector<NodeReport>& rows, const NodeFacts& node) {
   const auto found = std::ranges::find(rows, node.name, &NodeReport::name);
   if (found != rows.end()) return *found;
@@ -51,7 +54,7 @@ void add_problems(NodeReport& row, const Problems& problems) {
   }
 }
 
-// Notes stand among what was not looked at by design, which costs no verdict.
+// Notes are listed as "not looked at, by design", because these entries do not change a verdict.
 void add_notes(const std::string& node, const std::vector<Note>& notes, Report& report) {
   for (const Note& note : notes) {
     report.not_looked_at.push_back({node, note.report_class, true, std::nullopt, note.detail});
@@ -67,6 +70,7 @@ void judge_interfaces(RunFacts& run, Report& report) {
     NodeReport& row = row_of(report.nodes, node);
     std::vector<const Problems*> dumps = {&node.pidb, &node.pmdb};
     for (const ClassFacts& of_class : node.classes) dumps.push_back(&of_class.problems);
+    // A dump fails once, however many problems it has.
     for (const Problems* const problems : dumps) {
       add_problems(row, *problems);
       if (!problems->empty()) ++report.coverage.dumps_failed;
@@ -125,8 +129,8 @@ std::string_view why_not_run(Check check, const Report& report) {
 void list_unknown_model(Report& report) {
   if (report.model_code != kModelUnknown) return;
   report.not_looked_at.push_back({"", std::nullopt, true, std::nullopt,
-                                  "the router's model: it is not one of those that are known by "
-                                  "name, and was taken for a standard one"});
+                                  "the router's model: its name is not known here, so it was "
+                                  "checked as a standard model"});
 }
 
 void list_other_checks(Report& report) {
@@ -170,6 +174,7 @@ void sort_findings(Report& report) {
   });
 }
 
+// Whether a class of the interface check is left in the report.
 bool speaks_of_interfaces(const Report& report) {
   return std::ranges::any_of(report.nodes, [](const NodeReport& node) {
     return std::ranges::any_of(
@@ -180,7 +185,8 @@ bool speaks_of_interfaces(const Report& report) {
 Verdict verdict_on(const Report& report) {
   if (!report.run_errors.empty() && !report.ended_early) return Verdict::kRunFailed;
   bool has_consistent = false;
-  // Interfaces that are not known leave a doubt on all nodes, selected or not.
+  // An entry without a node concerns all nodes: if interfaces of one card are not known, the
+  // selected nodes were not checked for them either.
   const bool has_unknown = speaks_of_interfaces(report) &&
                            std::ranges::any_of(report.not_looked_at, [](const NotLookedAt& place) {
                              return place.node.empty() && !place.is_by_design;
@@ -201,7 +207,7 @@ Report judge(std::vector<RunFacts> runs, Selection selection, std::optional<Reas
   report.selection = std::move(selection);
   report.ended_early = ended_early;
   for (RunFacts& run : runs) {
-    // The model is probed in the first run only: what is in doubt of it stays so.
+    // Only the first run probes the model. If that failed, the second run rests on it too.
     if (&run != &runs.front()) {
       const Problems& first = runs.front().set_up;
       run.set_up.insert(run.set_up.begin(), first.begin(), first.end());
@@ -220,6 +226,8 @@ Report judge(std::vector<RunFacts> runs, Selection selection, std::optional<Reas
     add_notes("", run.notes, report);
     for (auto& [id, finding] : run.findings) report.findings.push_back(std::move(finding));
   }
+  // First everything is judged and listed, then the selection takes out what was not asked for. The
+  // verdicts of nodes and of the whole come last: they speak of what is left.
   list_not_looked_at(report);
   list_unknown_model(report);
   list_other_checks(report);

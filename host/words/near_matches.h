@@ -6,8 +6,9 @@
 
 namespace zorbec {
 
-// Those of `known` that somebody most likely meant who typed `name`: the nearest ones, at most two
-// letters wrong, missing or too many, and at least one right. Upper and lower case are one.
+// The names in `known` that a user most likely meant who typed `name`: those with the fewest
+// letters wrong, missing or too many. At most two such letters are allowed, and at least one letter
+// must be right. Upper and lower case count as equal. Empty if there are none.
 std::vector<std::string> near_matches(std::string_view name, const std::vector<std::string>& known);
 
 }  // namespace zorbec

@@ -9,7 +9,8 @@ namespace {
 
 constexpr std::size_t kColumns = 80;
 
-// Beyond ASCII a terminal knows controls too, and characters that turn a line round.
+// Beyond ASCII there are control characters too (C1), and characters that reverse the direction of
+// the text.
 bool is_no_plain_character(char c) {
   return c < ' ' || c > '~';
 }

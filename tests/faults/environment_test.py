@@ -239,7 +239,7 @@ class Streams(FaultTest):
     def test_reader_that_is_gone_ends_no_check(self):
         code, errors = self.closed_reader('exec "$ZORBEC" check all --json "$WORK/report"')
         self.assertEqual(code, 3)
-        self.assertIn("zorbec: the report is not whole: " + BROKEN, errors)
+        self.assertIn("zorbec: cannot write the report: " + BROKEN, errors)
         self.assertTrue(json.loads((self.work / "report").read_bytes())["findings"])
 
 

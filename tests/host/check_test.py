@@ -225,7 +225,7 @@ class ExitCodes(CheckTest):
             '"$ZORBEC" check; echo $?'
         )
         self.assertEqual(shell.output.split()[-1], "2")
-        self.assertIn("yet to come", " ".join(shell.output.split()))
+        self.assertIn("in the future", " ".join(shell.output.split()))
 
     def test_leaks_that_nobody_could_be_asked_about_are_no_findings(self):
         self.make_router("--defect", "leaked-bundle:2")
@@ -383,7 +383,7 @@ class Selected(CheckTest):
         for arguments, near in (("--node RPO", "RP0"), ("--node rp0", "RP0"), ("--node 11", "1"),
                                 ("--class bundel", "bundle"),
                                 ("all --class multicats", "multicast"),
-                                ("--class multicast", "there are")):  # fmt: skip
+                                ("--class multicast", "it has: ")):  # fmt: skip
             check = self.check(arguments)
             self.assertEqual(check.returncode, 64, arguments)
             self.assertIn(near, check.errors.replace(arguments.split()[-1], ""), arguments)
@@ -419,7 +419,7 @@ class Terminal(CheckTest):
         self.card_is_slow(1000)
         shown = self.on_terminal("stderr", 'exec "$ZORBEC" check interfaces')
         self.assertIn("interfaces, dump: ", shown)
-        self.assertIn("waiting: 1 ssh ", shown)
+        self.assertIn("waiting for node 1: ssh ", shown)
         self.assertTrue(shown.endswith("\r\x1b[K"), "the line is cleared")
 
     def test_no_progress_elsewhere_unless_asked_for(self):

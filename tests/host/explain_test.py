@@ -108,7 +108,7 @@ class Defective(ExplainTest):
             self.assertIn("Expected by no interface\n", out)
             self.assertRegex(out, rf"\n  held by      {defect['node']}\n")
             words = " ".join(out.split())
-            self.assertIn("Where it is held it is a leak", words)
+            self.assertIn("On a node that holds it, it is a leak", words)
             self.assertRegex(words, r"nearest expected key, 0x[0-9a-f]+, has .* instead of \d+\.")
             self.assertRegex(out, r"Expected by\n  \S+ \S+, handle 0x")
 
@@ -144,7 +144,7 @@ class Defective(ExplainTest):
         out = self.explain(8)
         self.assertIn("zorbec_report.json: not valid JSON", self.err)
         words = " ".join(out.split())
-        self.assertIn("Assumed, as neither an option nor a report here says it: "
+        self.assertIn("Assumed, because neither an option nor a report in the folder says it: "
                       "model 1, bundle scale 256.", words)  # fmt: skip
 
     def test_malformed_dump_costs_only_itself(self):
@@ -160,7 +160,7 @@ class Defective(ExplainTest):
         key = (1 << 96) + 0x40020005
         out = self.explain(hex(key))
         self.assertIn(f"Key {key:#x} ({key})\n", out)
-        self.assertIn("It has bits beyond bit 31", out)
+        self.assertIn("It has bits above bit 31", out)
         self.assertIn("Expected by no interface\n", out)
         (self.folder / "pidb_gre_intf_0.dat").write_text(json.dumps({7: {"erif": key, "drif": 8}}))
         (self.folder / "pmdb_0.dat").write_text(json.dumps({key: {}, key % 2**64: {}}))
@@ -206,7 +206,7 @@ class Defective(ExplainTest):
 
     def test_unknown_node(self):
         self.assertEqual(self.explain(8, "--node", "RP7", status=64), "")
-        self.assertIn("no dump here is of node RP7; did you mean: RP0, RP1", self.err)
+        self.assertIn("there is no dump of node RP7; did you mean: RP0, RP1", self.err)
         self.explain(8, "--node", "Bermuda", status=64)
         self.assertIn("there are dumps of: 0, 1, RP0, RP1", self.err)
 

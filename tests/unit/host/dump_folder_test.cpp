@@ -89,7 +89,7 @@ TEST_F(Folder, malformed_dump_costs_only_what_needs_it) {
                                       HasSubstr("interface \"21\" refers to \"7\"")));
   EXPECT_THAT(dumps.not_looked_at,
               ElementsAre("pidb_bundle of node 2: cannot be used",
-                          HasSubstr("2 interfaces of node 2, whose keys cannot be derived")));
+                          HasSubstr("2 interfaces of node 2: no keys can be derived")));
   const RunState& state = run_state();
   EXPECT_THAT(unit::keys_of(unit::record_of(state.pidb_physical_ifh, "2", "22")),
               ElementsAre("0x16", "0x5", "0x40020009", "0x30000"));

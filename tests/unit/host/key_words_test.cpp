@@ -171,11 +171,11 @@ INSTANTIATE_TEST_SUITE_P(
         RuleCase{"gre_erif",
                  "0x10005",
                  {kGre, 1, false, 0},
-                 "encapsulation RIF of the tunnel (erif), as it stands"},
+                 "encapsulation RIF of the tunnel (erif), unchanged"},
         RuleCase{"gre_drif",
                  "0x20006",
                  {kGre, 2, false, 0},
-                 "decapsulation RIF of the tunnel (drif), as it stands"}),
+                 "decapsulation RIF of the tunnel (drif), unchanged"}),
     unit::row_name<RuleCase>);
 
 TEST(KeyDifference, names_each_field_that_differs) {
@@ -188,7 +188,7 @@ TEST(KeyDifference, names_each_field_that_differs) {
             "source port 3 instead of 2");
   const DecodedKey wide = decode_key(key("0x140020006"));
   EXPECT_EQ(differing_fields(asked, wide), 2U);
-  EXPECT_EQ(difference_words(asked, wide), "RIF or LIF 6 instead of 5, bits beyond bit 31");
+  EXPECT_EQ(difference_words(asked, wide), "RIF or LIF 6 instead of 5, bits above bit 31");
 }
 
 }  // namespace

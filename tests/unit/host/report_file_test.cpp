@@ -42,12 +42,12 @@ INSTANTIATE_TEST_SUITE_P(
         ReportCase{"other_format", R"({"format": "zorbec-diff", "version": 1})",
                    "not a report of zorbec check"},
         ReportCase{"other_version", R"({"format": "zorbec-report", "version": 2})",
-                   "a report, but not of version 1, the only one that is known here"},
+                   "a report of another version than 1, the only version that this zorbec reads"},
         ReportCase{"version_is_text", R"({"format": "zorbec-report", "version": "1"})",
-                   "a report, but not of version 1, the only one that is known here"},
+                   "a report of another version than 1, the only version that this zorbec reads"},
         ReportCase{"without_version", R"({"format": "zorbec-report"})",
-                   "a report, but not of version 1, the only one that is known here"},
-        ReportCase{"a_million_levels", std::string(1'000'000, '['), "nested too deep"}),
+                   "a report of another version than 1, the only version that this zorbec reads"},
+        ReportCase{"a_million_levels", std::string(1'000'000, '['), "nested too deeply"}),
     unit::row_name<ReportCase>);
 
 TEST(JsonFile, missing_file_is_named) {
