@@ -110,7 +110,7 @@ TEST_F(CheckLockTest, second_holder_waits_as_long_as_it_is_willing) {
 
 TEST_F(CheckLockTest, holder_may_have_said_nothing_yet) {
   const UniqueFd holder = hold("");
-  EXPECT_EQ(refusal(), "another check is running: a process that has not said which");
+  EXPECT_EQ(refusal(), "another check is running: an unknown process");
 }
 
 TEST_F(CheckLockTest, what_a_holder_says_is_no_text_for_a_terminal) {
@@ -130,7 +130,7 @@ TEST_F(CheckLockTest, long_text_of_a_holder_is_cut) {
 TEST_F(CheckLockTest, fifo_is_refused_at_once) {
   ASSERT_EQ(::mkfifo(kPath, 0666), 0);
   EXPECT_EQ(error_of<CheckError>([] { const CheckLock lock(kPath, never_wait); }),
-            std::string(kPath) + " is not a file");
+            std::string(kPath) + " is not a regular file");
 }
 
 TEST_F(CheckLockTest, link_is_not_followed) {
@@ -145,7 +145,7 @@ TEST_F(CheckLockTest, second_name_of_a_file_is_refused) {
   unit::write_text("/tmp/check_test.target", "somebody's\n");
   std::filesystem::create_hard_link("/tmp/check_test.target", kPath);
   EXPECT_EQ(error_of<CheckError>([] { const CheckLock lock(kPath, never_wait); }),
-            std::string(kPath) + " has another name too");
+            std::string(kPath) + " is a file with more than one name (hard links)");
   EXPECT_EQ(unit::read_text("/tmp/check_test.target"), "somebody's\n");
 }
 

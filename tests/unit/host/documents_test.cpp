@@ -289,8 +289,8 @@ TEST_F(EventsSchema, lists_faults) {
 }
 
 TEST(ManPage, lists_classes) {
-  std::string text = between(document("docs/man/zorbec.1"), "Only this class in the report:\n",
-                             "May be repeated.");
+  std::string text =
+      between(document("docs/man/zorbec.1"), "Reports only this class:\n", "May be repeated.");
   std::erase(text, '\\');
   Names classes;
   for (const std::string& word : split_words(text)) {

@@ -47,7 +47,7 @@ const GroundCase kGroundCases[] = {
      [](RunFacts&) {},
      "9",
      InterfaceClass::kBvi,
-     "the check of the node ended before it"},
+     "the check of this node ended before this part of it"},
     {{"set_up_is_in_doubt"},
      [](RunFacts& run) {
        run.set_up = {doubt_about("set-up")};
@@ -121,17 +121,17 @@ const GroundCase kGroundCases[] = {
      [](RunFacts& run) { class_at(run, "1", InterfaceClass::kBvi).interfaces.reset(); },
      "1",
      InterfaceClass::kBvi,
-     "the check of the node ended before it"},
+     "the check of this node ended before this part of it"},
     {{"nobody_asked_for_tunnels"},
      [](RunFacts& run) { node_of(run, "1").has_tunnels.reset(); },
      "1",
      InterfaceClass::kGre,
-     "the check of the node ended before it"},
+     "the check of this node ended before this part of it"},
     {{"tunnels_were_never_loaded"},
      [](RunFacts& run) { class_at(run, "1", InterfaceClass::kGre).interfaces.reset(); },
      "1",
      InterfaceClass::kGre,
-     "the check of the node ended before it"},
+     "the check of this node ended before this part of it"},
     {{"no_tunnels_need_no_dump"},
      [](RunFacts& run) {
        for (const char* const card : {"1", "2"}) {
@@ -146,7 +146,7 @@ const GroundCase kGroundCases[] = {
      [](RunFacts& run) { node_of(run, "1").has_tunnels = false; },
      "1",
      InterfaceClass::kGre,
-     "the running configuration holds tunnels for other nodes, but not for this one"},
+     "other nodes found GRE tunnels in the running configuration, this node found none"},
     {{"tunnels_in_doubt"},
      [](RunFacts& run) {
        class_at(run, "1", InterfaceClass::kGre).problems = {doubt_about("tunnels")};
@@ -171,7 +171,7 @@ const GroundCase kGroundCases[] = {
      [](RunFacts& run) { run.nodes.resize(1); },
      "RP0",
      InterfaceClass::kBvi,
-     "the check of the node ended before it"},
+     "the check of this node ended before this part of it"},
 };
 
 class GroundOf : public ::testing::TestWithParam<GroundCase> {};
@@ -265,7 +265,7 @@ const PmdbCase kPmdbCases[] = {
      "class"},
     {{"not_loaded_and_nothing_says_why"},
      [](RunFacts& run) { node_of(run, "1").programmed.reset(); },
-     "the check of the node ended before it"},
+     "the check of this node ended before this part of it"},
 };
 
 class PmdbGround : public ::testing::TestWithParam<PmdbCase> {};

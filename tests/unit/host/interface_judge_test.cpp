@@ -120,7 +120,8 @@ TEST_F(InterfaceJudgeTest, unconfirmed_finding_has_the_reason_of_its_owner) {
 
 TEST_F(InterfaceJudgeTest, owner_that_nobody_knows_confirms_nothing) {
   add_missing(run, "1", InterfaceClass::kBundle, {"9"});
-  expect_not_verified(cell("1"), Reason::kWorkerEnded, "the check of the node ended before it");
+  expect_not_verified(cell("1"), Reason::kWorkerEnded,
+                      "the check of this node ended before this part of it");
 }
 
 TEST_F(InterfaceJudgeTest, leak_is_unconfirmed_while_the_interface_manager_was_not_asked) {
@@ -135,15 +136,17 @@ TEST_F(InterfaceJudgeTest, leak_is_unconfirmed_while_interfaces_are_not_known) {
   class_facts("2", InterfaceClass::kBvi).problems = {lost};
   add_leaked(run, "1");
   EXPECT_THAT(confirmed(), ElementsAre(false));
-  expect_not_verified(leaks("1"), Reason::kUnreachable,
-                      "whether keys leak cannot be told while not all interfaces are known");
+  expect_not_verified(
+      leaks("1"), Reason::kUnreachable,
+      "some interfaces are not known; a key that seems to leak may belong to one of them");
 }
 
 // Work that ended early.
 
 TEST_F(InterfaceJudgeTest, comparison_that_nobody_came_to) {
   class_facts("1", InterfaceClass::kBundle).expected.reset();
-  expect_not_verified(cell("1"), Reason::kWorkerEnded, "the check of the node ended before it");
+  expect_not_verified(cell("1"), Reason::kWorkerEnded,
+                      "the check of this node ended before this part of it");
   EXPECT_EQ(cell("1").compared, 0U);
 }
 
@@ -167,13 +170,14 @@ TEST_F(InterfaceJudgeTest, finding_of_a_comparison_that_ended_early_stands) {
 
 TEST_F(InterfaceJudgeTest, leak_check_that_nobody_came_to) {
   node("1").leaks.reset();
-  expect_not_verified(leaks("1"), Reason::kWorkerEnded, "the check of the node ended before it");
+  expect_not_verified(leaks("1"), Reason::kWorkerEnded,
+                      "the check of this node ended before this part of it");
 }
 
 TEST_F(InterfaceJudgeTest, keys_that_the_dump_marks_itself_are_told) {
   node("1").leaks->marked_in_dump = 4;
   expect_not_verified(leaks("1"), Reason::kWrongShape,
-                      "pmdb: 4 keys are marked as claimed by the dump itself");
+                      "pmdb: 4 keys are already marked as claimed in the dump");
 }
 
 // What there is none of.
@@ -249,8 +253,7 @@ TEST_F(InterfaceJudgeTest, unknown_interfaces_are_a_gap_everywhere) {
   EXPECT_FALSE(unknown->is_by_design);
   EXPECT_EQ(unknown->reason, Reason::kUnreachable);
   EXPECT_EQ(unknown->detail,
-            "the interfaces of node 1, 2 are not all known, so that no node was checked for their "
-            "keys");
+            "some interfaces of nodes 1, 2 are not known; their keys were checked on no node");
 }
 
 }  // namespace

@@ -95,7 +95,7 @@ const MulticastCase kMulticastCases[] = {
      "FC0",
      Verdict::kByDesign,
      std::nullopt,
-     "a node of its type has no multicast state of its own",
+     "nodes of this type have no multicast state",
      0},
     {{"node_of_another_type_that_has_bud_objects"},
      [](RunFacts& run) {
@@ -128,7 +128,7 @@ const MulticastCase kMulticastCases[] = {
      "RP0",
      Verdict::kNotVerified,
      Reason::kWorkerEnded,
-     "the check of the node ended before it",
+     "the check of this node ended before this part of it",
      0},
     {{"active_processor_without_routes"},
      [](RunFacts& run) {
@@ -138,14 +138,14 @@ const MulticastCase kMulticastCases[] = {
      "RP0",
      Verdict::kNotVerified,
      Reason::kNothingToCompare,
-     "no route processor lists a route",
+     "no route processor has a multicast route",
      0},
     {{"comparison_never_came_to_the_node"},
      [](RunFacts& run) { node_of(run, "1").routes_compared.reset(); },
      "1",
      Verdict::kNotVerified,
      Reason::kWorkerEnded,
-     "the check of the node ended before it",
+     "the check of this node ended before this part of it",
      0},
     // Whose fault it was is not known: a field of another node may have ended it.
     {{"comparison_ended_early"},
@@ -156,7 +156,7 @@ const MulticastCase kMulticastCases[] = {
      "1",
      Verdict::kNotVerified,
      Reason::kWorkerEnded,
-     "the comparison ended before this node was done: no number",
+     "the comparison ended before it was done with this node: no number",
      0},
     {{"comparison_ended_after_this_node"},
      [](RunFacts& run) {

@@ -94,7 +94,7 @@ TEST_F(ProgressTest, next_check_begins_anew) {
 TEST_F(ProgressTest, tells_what_is_waited_for) {
   tell(event::CommandStarted{"relinfo_print"});
   EXPECT_THAT(progress.line(),
-              MatchesRegex("interfaces, set-up; waiting: relinfo_print \\([0-9]+ s\\)"));
+              MatchesRegex("interfaces, set-up; waiting for relinfo_print \\([0-9]+ s\\)"));
   tell(event::CommandEnded{"relinfo_print", 0, {}, 1});
   EXPECT_EQ(progress.line(), "interfaces, set-up");
 }
@@ -105,7 +105,8 @@ TEST_F(ProgressTest, tells_which_node_is_waited_for) {
   tell(event::CommandStarted{"scp root@192.0.3.1:/tmp/a b"});
   EXPECT_THAT(
       progress.line(),
-      MatchesRegex("interfaces, set-up; waiting: 3 scp root@192.0.3.1:/tmp/a b \\([0-9]+ s\\)"));
+      MatchesRegex(
+          "interfaces, set-up; waiting for node 3: scp root@192.0.3.1:/tmp/a b \\([0-9]+ s\\)"));
 }
 
 TEST_F(ProgressTest, all_that_is_waited_for_stands_in_one_line) {
@@ -114,8 +115,9 @@ TEST_F(ProgressTest, all_that_is_waited_for_stands_in_one_line) {
     tell(event::WorkerStarted{"3", "dump"});
     tell(event::CommandStarted{"ssh 192.0.3.1 hwkey_dump"});
   }).join();
-  EXPECT_THAT(progress.line(), MatchesRegex("interfaces, set-up; waiting: confdump \\([0-9]+ s\\), "
-                                            "3 ssh 192.0.3.1 hwkey_dump \\([0-9]+ s\\)"));
+  EXPECT_THAT(progress.line(),
+              MatchesRegex("interfaces, set-up; waiting for confdump \\([0-9]+ s\\), node 3: ssh "
+                           "192.0.3.1 hwkey_dump \\([0-9]+ s\\)"));
 }
 
 }  // namespace

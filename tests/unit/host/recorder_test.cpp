@@ -205,8 +205,8 @@ TEST_F(NodeTableTold, replaced_nodes_are_told_by_the_one_that_took_the_name) {
   take(event::NodeReplaced{"1", "192.0.1.2"});
   take_table({{"1", record_of_card("192.0.1.3")}});
   const auto what = [](const std::string& address) {
-    return ": unreachable, node table: another node of this short name, at \"" + address +
-           "\", is not checked at all";
+    return ": unreachable, node table: another node with the same short name, at \"" + address +
+           "\", was not checked at all";
   };
   EXPECT_THAT(problems(),
               ElementsAre("1 pidb" + what("192.0.1.1"), "1 pidb" + what("192.0.1.2"),
@@ -538,21 +538,21 @@ INSTANTIATE_TEST_SUITE_P(
                     InterfaceClass::kBvi,
                     90,
                     {.entries = 9, .odd_entries = 2, .first_odd = "\"7\": rif is a text"},
-                    {"1 bvi: wrong shape, pidb_bvi_intf: /tmp/pidb.dat has 2 entries that no dump "
-                     "tool writes: \"7\": rif is a text"}},
+                    {"1 bvi: wrong shape, pidb_bvi_intf: /tmp/pidb.dat has 2 entries that differ "
+                     "from what dump tools write, the first: \"7\": rif is a text"}},
         ContentCase{"odd_keys",
                     {},
                     90,
                     {.entries = 9, .odd_entries = 1, .first_odd = "\"x\": no number"},
-                    {"1 pmdb: wrong shape, pmdb: /tmp/pmdb_1.dat has 1 entries that no dump tool "
-                     "writes: \"x\": no number"}},
+                    {"1 pmdb: wrong shape, pmdb: /tmp/pmdb_1.dat has 1 entries that differ from "
+                     "what dump tools write, the first: \"x\": no number"}},
         ContentCase{"list_with_odd_entries",
                     {},
                     90,
                     {.entries = 9, .is_table = false, .odd_entries = 1, .first_odd = "7"},
                     {"1 pmdb: wrong shape, pmdb: /tmp/pmdb_1.dat holds no table",
-                     "1 pmdb: wrong shape, pmdb: /tmp/pmdb_1.dat has 1 entries that no dump tool "
-                     "writes: 7"}}),
+                     "1 pmdb: wrong shape, pmdb: /tmp/pmdb_1.dat has 1 entries that differ from "
+                     "what dump tools write, the first: 7"}}),
     unit::row_name<ContentCase>);
 
 struct AgeCase : unit::Row {
@@ -602,8 +602,9 @@ TEST_F(DumpTold, file_of_the_future_is_stale) {
   dump.modified = now() + std::chrono::hours(1);
   take(dump);
   EXPECT_TRUE(node("1").dumps.front().is_stale);
-  EXPECT_THAT(problems(),
-              ElementsAre("1 pmdb: stale, pmdb: /tmp/pmdb_1.dat has a time that is yet to come"));
+  EXPECT_THAT(
+      problems(),
+      ElementsAre("1 pmdb: stale, pmdb: /tmp/pmdb_1.dat has a modification time in the future"));
 }
 
 TEST_F(DumpTold, stale_file_counts_most_and_tells_what_failed_before) {
@@ -635,9 +636,11 @@ TEST_F(RecorderTest, tunnels_are_asked_for) {
 TEST_F(RecorderTest, empty_configuration_is_in_doubt_for_tunnels_and_bundles) {
   take(event::TunnelsAsked{"1", false, 0}, {"1", "dump", Step::kTunnels});
   EXPECT_EQ(node("1").has_tunnels, false);
-  EXPECT_THAT(problems(),
-              ElementsAre("1 bundle: empty, GRE tunnels: the running configuration came back empty",
-                          "1 gre: empty, GRE tunnels: the running configuration came back empty"));
+  EXPECT_THAT(
+      problems(),
+      ElementsAre(
+          "1 bundle: empty, GRE tunnels: the answer with the running configuration is empty",
+          "1 gre: empty, GRE tunnels: the answer with the running configuration is empty"));
 }
 
 TEST_F(RecorderTest, comparison_counts_for_the_class_of_the_step) {
@@ -665,7 +668,7 @@ TEST_F(RecorderTest, keys_that_the_interface_manager_gives_to_bundles_are_noted)
   ASSERT_EQ(node("1").notes.size(), 1U);
   EXPECT_EQ(node("1").notes.front().report_class, ReportClass::kLeak);
   EXPECT_EQ(node("1").notes.front().detail,
-            "keys that no interface claims, but that the interface manager takes for a bundle's: "
+            "keys without an owner that belong to a bundle, says the interface manager: "
             "5");
   EXPECT_THAT(problems(), IsEmpty());
 }
@@ -683,8 +686,10 @@ TEST_F(RecorderTest, collected_entries_are_counted_by_step) {
 
 TEST_F(RecorderTest, unreadable_answers_are_a_problem) {
   take(event::EntriesCollected{"1", Step::kHandles, 4, 2}, {"1", "handles", Step::kHandles});
-  EXPECT_THAT(problems(), ElementsAre("1 multicast: wrong shape, PMDB handles: 2 answers hold no "
-                                      "field of an entry"));
+  EXPECT_THAT(
+      problems(),
+      ElementsAre(
+          "1 multicast: wrong shape, PMDB handles: 2 answers have none of the fields of an entry"));
 }
 
 TEST_F(NodeTableTold, compared_routes_count_for_the_node_of_that_address) {

@@ -152,12 +152,12 @@ TEST(Summary, of_a_router_on_which_everything_went_wrong) {
   1     NOT VERIFIED  ?           ?          ?          ?           ?          ?     ?         ?
   2     BY DESIGN     -           -          -          -           -          -     -         ?
 
-Findings: 3, told in 6 lines
+Findings: 3, printed as 6 lines
   what                      class      of             on node  keys
   missing key               bundle     Bundle-Ether6  RP0      0x76
   wrong handle              multicast  tunnel 0x13bc  RP0      0x20
   leaked key (unconfirmed)  leak       nobody         RP0      0x99
-  Unconfirmed findings rest on something that was not verified, see below.
+  Unconfirmed findings depend on something that was not verified, see below.
 
 Not verified:
   node 1, bvi: stale: pidb_bvi_intf: old
@@ -332,21 +332,21 @@ INSTANTIATE_TEST_SUITE_P(
                  {unconfirmed(leaked("1", "0x76")), leaked("2", "0x77")},
                  {"  leaked key                leak   nobody  2        0x77",
                   "  leaked key (unconfirmed)  leak   nobody  1        0x76",
-                  "  Unconfirmed findings rest on something that was not verified, see below."}},
+                  "  Unconfirmed findings depend on something that was not verified, see below."}},
         FoldCase{"unconfirmed_ones_of_a_class_share_a_row",
                  {unconfirmed(missing("1", "0x76")),
                   unconfirmed(missing("1", "0x77", "0x9", "Bundle-Ether7"))},
                  {"  missing key (unconfirmed)  bundle  several  1        0x76 0x77",
-                  "  Unconfirmed findings rest on something that was not verified, see below."}}),
+                  "  Unconfirmed findings depend on something that was not verified, see below."}}),
     unit::row_name<FoldCase>);
 
 TEST(Summary, findings_and_their_lines_are_counted) {
   Report report = consistent_report();
   report.findings = {leaked("1", "0x76")};
-  EXPECT_THAT(summarize(report, {}), HasSubstr("\nFindings: 1, told in 1 line\n"));
+  EXPECT_THAT(summarize(report, {}), HasSubstr("\nFindings: 1, printed as 1 line\n"));
   report.findings.push_back(missing("1", "0x76"));
   report.findings.back().times = 3;
-  EXPECT_THAT(summarize(report, {}), HasSubstr("\nFindings: 2, told in 4 lines\n"));
+  EXPECT_THAT(summarize(report, {}), HasSubstr("\nFindings: 2, printed as 4 lines\n"));
 }
 
 TEST(Summary, only_so_many_rows_of_findings_are_shown) {
@@ -430,10 +430,10 @@ INSTANTIATE_TEST_SUITE_P(
                    {"  node 1, bvi: stale: old", "  node 1, gre: empty: old"}},
         PlacesCase{"all_classes_of_nodes",
                    joined_places(of_all_interfaces("1"), of_all_interfaces("2")),
-                   {"  nodes 1, 2, all of interfaces: stale: old"}},
+                   {"  nodes 1, 2, all classes of interfaces: stale: old"}},
         PlacesCase{"all_classes_and_multicast",
                    joined_places(of_all_interfaces("1"), {stale("1", ReportClass::kMulticast)}),
-                   {"  node 1, all of interfaces, multicast: stale: old"}},
+                   {"  node 1, all classes of interfaces, multicast: stale: old"}},
         PlacesCase{"detail_that_is_no_text_for_a_terminal",
                    {stale("1", {}, "a\x1b[2J")},
                    {"  node 1: stale: a?[2J"}},

@@ -333,8 +333,8 @@ TEST(Verdicts, model_that_is_not_known_is_told) {
   run.model_code = kModelUnknown;
   const Report report = report_of(std::move(run));
   EXPECT_EQ(report.verdict, Verdict::kConsistent);
-  EXPECT_THAT(gaps_of(report), Contains("//the router's model: it is not one of those that are "
-                                        "known by name, and was taken for a standard one"));
+  EXPECT_THAT(gaps_of(report), Contains("//the router's model: its name is not known here, so it "
+                                        "was checked as a standard model"));
 }
 
 TEST(Verdicts, every_class_that_was_not_verified_is_told) {
@@ -342,10 +342,10 @@ TEST(Verdicts, every_class_that_was_not_verified_is_told) {
   card(run).classes[kBundle].problems = {kStale};
   EXPECT_THAT(
       gaps_of(report_of(std::move(run))),
-      ElementsAre("stale: //the interfaces of node 1 are not all known, so that no node "
-                  "was checked for their keys",
-                  "RP0//the PIDB of a route processor", "stale: 1/bundle/pidb_physical: old",
-                  "//multicast state: not asked for"));
+      ElementsAre(
+          "stale: //some interfaces of node 1 are not known; their keys were checked on no node",
+          "RP0//the PIDB of a route processor", "stale: 1/bundle/pidb_physical: old",
+          "//multicast state: not asked for"));
 }
 
 TEST(Verdicts, problem_of_several_dumps_is_told_once) {

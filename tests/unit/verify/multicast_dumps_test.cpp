@@ -169,6 +169,7 @@ const OutputCase kMribOutputs[] = {
      "RPF-ID: 1, MDT Handle: -\n",
      {{0, {{"mdt_handle", ""}}}}},
     {{"rpf_id_is_any_character"}, "RPF-ID:  \n", {{0, {}}}},
+    {{"rpf_id_that_begins_like_a_separator"}, "RPF-ID: : 3\n", {{0, {}}}},
     {{"rif_with_leading_zeros"}, "RPF-ID: 1, Tunnel RIF: 0012\n", {{0, {{"rif", "0xc"}}}}, {"0xc"}},
     {{"rif_of_zero"}, "RPF-ID: 1, Tunnel RIF: 0\n", {{0, {{"rif", "0x0"}}}}, {"0x0"}},
     {{"rif_is_cleaned_first"},
