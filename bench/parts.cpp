@@ -66,16 +66,9 @@ std::string pmdb_text(const char* odd_entry) {
 // Loads what the node reports; no keys are derived yet.
 void fill_interface_tables() {
   RunState& state = run_state();
-  const std::array<std::pair<const char*, InterfaceTables*>, 6> tables = {{
-      {"pidb_physical", &state.pidb_physical_ifh},
-      {"pidb_physical_subif", &state.pidb_physical_subifh},
-      {"pidb_bundle", &state.pidb_bundle_ifh},
-      {"pidb_bundle_subif", &state.pidb_bundle_subifh},
-      {"pidb_bvi_intf", &state.pidb_bvi_ifh},
-      {"pidb_gre_intf", &state.pidb_gre_ifh},
-  }};
-  for (const auto& [name, table] : tables) {
-    table->set(kNode, InterfaceTable(name, load_json(dump(name))));
+  for (const InterfaceClass intf_class : kEnumerators<InterfaceClass>) {
+    const std::string name(kInterfaceClassTable[intf_class].dump);
+    state.interfaces(intf_class).set(kNode, InterfaceTable(name, load_json(dump(name))));
   }
 }
 

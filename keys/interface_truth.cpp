@@ -1,5 +1,6 @@
 #include "keys/interface_truth.h"
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <string_view>
@@ -17,7 +18,11 @@ namespace {
 constexpr std::array kOrder = {InterfaceClass::kBundle,   InterfaceClass::kBundleSubif,
                                InterfaceClass::kPhysical, InterfaceClass::kPhysicalSubif,
                                InterfaceClass::kBvi,      InterfaceClass::kGre};
-static_assert(kOrder.size() == kEnumCount<InterfaceClass>, "each class has its turn");
+static_assert(std::ranges::all_of(kEnumerators<InterfaceClass>,
+                                  [](InterfaceClass intf_class) {
+                                    return std::ranges::count(kOrder, intf_class) == 1;
+                                  }),
+              "each class has its turn, once");
 
 // Adds a sub-interface to the list of its bundle. A sub-interface with the parent 0 has no bundle.
 void link_to_bundle(const InterfaceRecord& subif, const std::string& nodename) {

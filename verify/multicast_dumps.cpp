@@ -37,13 +37,16 @@ class Item {
   // The text behind the first `separator`, up to the next one or the end. Throws CheckError if
   // there is none.
   Item after(std::string_view separator) const {
-    const std::size_t at = text_.find(separator);
-    if (at == std::string_view::npos) fail("has no \"" + std::string(separator) + "\"");
-    const std::string_view rest = text_.substr(at + separator.size());
+    const std::string_view rest = all_after(separator);
     return {*command_, rest.substr(0, rest.find(separator))};
   }
 
-  bool is_empty() const { return text_.empty(); }
+  // All that stands behind the first `separator`. Throws CheckError if there is none.
+  std::string_view all_after(std::string_view separator) const {
+    const std::size_t at = text_.find(separator);
+    if (at == std::string_view::npos) fail("has no \"" + std::string(separator) + "\"");
+    return text_.substr(at + separator.size());
+  }
 
   // Only the letters and digits of the text.
   std::string cleaned() const {
@@ -141,7 +144,7 @@ void take_mrib_item(const Item& item, Collection& entries, std::vector<std::stri
   if (item.holds("RPF-ID")) {
     // The id is not used, but it must be there.
     entries.open_entry();
-    if (item.after(": ").is_empty()) item.fail("has no RPF id");
+    if (item.all_after(": ").empty()) item.fail("has no RPF id");
   }
   if (item.holds("MDT Handle")) entries.set("mdt_handle", item.after(": ").cleaned(), item);
   if (item.holds("Tunnel RIF")) {

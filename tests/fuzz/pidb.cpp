@@ -21,13 +21,9 @@ using fuzz::require;
 using fuzz::require_equal;
 
 constexpr const char* kNode = "2";
-constexpr std::size_t kTexts = 8;
-constexpr std::size_t kPmdbText = 7;
-
-// In the order of verification.
-constexpr std::array<InterfaceTables RunState::*, 6> kTables = {
-    &RunState::pidb_physical_ifh,  &RunState::pidb_physical_subifh, &RunState::pidb_bundle_ifh,
-    &RunState::pidb_bundle_subifh, &RunState::pidb_bvi_ifh,         &RunState::pidb_gre_ifh};
+// Digits that choose the platform, a dump of each class, the keys.
+constexpr std::size_t kPmdbText = 1 + kEnumCount<InterfaceClass>;
+constexpr std::size_t kTexts = kPmdbText + 1;
 
 // Fills the tables as a dump worker does; says what went wrong.
 std::string load(const std::vector<std::string_view>& texts) {
@@ -39,9 +35,10 @@ std::string load(const std::vector<std::string_view>& texts) {
   state.known_scale_mode = std::array{0, 1, 2, 10}[digit(1) % 4];
   state.dl_fd.set(std::make_shared<LogStream>("dump log"));
   return fuzz::failure_of([&] {
-           for (std::size_t i = 0; i < kTables.size(); ++i) {
-             const std::string_view text = texts[1 + i];
-             if (!text.empty()) (state.*kTables[i]).set(kNode, unit::interface_table(text));
+           for (const InterfaceClass intf_class : kEnumerators<InterfaceClass>) {
+             const std::string_view text = texts[1 + enum_index(intf_class)];
+             if (!text.empty())
+               state.interfaces(intf_class).set(kNode, unit::interface_table(text));
            }
            construct_pidb_truth_db(kNode);
          }) +
@@ -78,7 +75,9 @@ std::string findings_one_by_one(const std::vector<std::string_view>& texts) {
   LogStream log = run.log();
   failure += fuzz::failure_of([&] {
     if (pmdb == nullptr) return;
-    for (const auto table : kTables) verify_intf_specific(state.*table, *pmdb, log, kNode);
+    for (const InterfaceClass intf_class : kEnumerators<InterfaceClass>) {
+      verify_intf_specific(state.interfaces(intf_class), *pmdb, log, kNode);
+    }
     check_pmdb_leak(*pmdb, log, kNode);
   });
   return run.printed() + failure;

@@ -45,6 +45,23 @@ class Tree(unittest.TestCase):
         self.assertIn("which is in no folder of the table",
                       self.check({"base/a.cpp": ["tests/b.h"]})[1])
 
+    def test_include_in_brackets_counts_too(self):
+        files = {"keys/a.cpp": [], "verify/leak_check.h": []}
+        with tempfile.TemporaryDirectory() as folder:
+            for name in files:
+                path = pathlib.Path(folder, name)
+                path.parent.mkdir(parents=True)
+                path.write_text("#include <vector>\n", "utf-8")
+            pathlib.Path(folder, "keys/a.cpp").write_text("#include <verify/leak_check.h>\n", "utf-8")
+            done = subprocess.run([PROGRAM, folder], stderr=subprocess.PIPE, text=True, check=False)
+        self.assertEqual((done.returncode, done.stderr),
+                         (1, "keys/a.cpp includes verify/leak_check.h: keys must not know verify\n"))
+
+    def test_source_in_a_folder_without_a_row_is_named(self):
+        for name in ("host/newroom/a.cpp", "newfolder/a.h"):
+            with self.subTest(name=name):
+                self.assertEqual(self.check({name: []}), (1, f"{name} is in no folder of the table\n"))
+
     def test_circle_inside_a_folder_is_named(self):
         status, complaint = self.check({
             "json/a.h": [],

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <memory>
 #include <regex>
+#include <set>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -53,6 +54,16 @@ TEST(RunState, is_created_empty_and_anew_each_time) {
   EXPECT_EQ(state.dl_fd.get(), nullptr);
   EXPECT_TRUE(state.pmdb_keys.nodes().empty());
   EXPECT_TRUE(state.pidb_physical_ifh.nodes().empty());
+  shut_down_run_state();
+}
+
+TEST(RunState, each_class_has_a_table_of_its_own) {
+  bring_up_run_state(this_machine());
+  std::set<const InterfaceTables*> tables;
+  for (const InterfaceClass intf_class : kEnumerators<InterfaceClass>) {
+    tables.insert(&run_state().interfaces(intf_class));
+  }
+  EXPECT_EQ(tables.size(), kEnumCount<InterfaceClass>);
   shut_down_run_state();
 }
 

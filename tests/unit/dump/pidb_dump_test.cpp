@@ -13,6 +13,7 @@
 #include "base/error.h"
 #include "context/run_state.h"
 #include "json/document.h"
+#include "tables/interface_class.h"
 #include "tests/unit/dump/node_copies_test.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/records.h"
@@ -41,6 +42,7 @@ const DumpedClass kClasses[] = {
     {"bvi", "pidb_bvi_intf", &RunState::pidb_bvi_ifh},
     {"gre", "pidb_gre_intf", &RunState::pidb_gre_ifh},
 };
+static_assert(std::size(kClasses) == kEnumCount<InterfaceClass>, "each class is tested");
 constexpr std::size_t kGre = 5;
 
 const std::string kAddress = "192.0.0.6";

@@ -12,6 +12,7 @@
 #include "base/error.h"
 #include "base/log_stream.h"
 #include "context/run_state.h"
+#include "tables/interface_class.h"
 #include "tests/unit/support/captured_stream.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/recorded_commands.h"
@@ -42,6 +43,7 @@ const ClassTable kClasses[] = {
     {"bvis", &RunState::pidb_bvi_ifh, "rif"},
     {"gre_tunnels", &RunState::pidb_gre_ifh, "erif"},
 };
+static_assert(std::size(kClasses) == kEnumCount<InterfaceClass>, "each class is tested");
 
 // Node 2 of a router of an unknown model.
 class InterfaceTruth : public RunStateTest {

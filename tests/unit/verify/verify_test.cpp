@@ -6,6 +6,7 @@
 
 #include "base/error.h"
 #include "context/run_state.h"
+#include "tables/interface_class.h"
 #include "tests/unit/support/errors.h"
 #include "tests/unit/support/tables.h"
 #include "tests/unit/verify/node_log_test.h"
@@ -37,6 +38,7 @@ const VerifiedClass kClasses[] = {
     {"bvi", &RunState::pidb_bvi_ifh, "pidb_bvi_ifh is :\n", "\nBVI intf Result is : "},
     {"gre", &RunState::pidb_gre_ifh, "pidb_gre_ifh is :\n", "\nGRE intf Result is : "},
 };
+static_assert(std::size(kClasses) == kEnumCount<InterfaceClass>, "each class is tested");
 
 class Verify : public NodeLogTest {
  protected:
