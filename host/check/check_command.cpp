@@ -113,6 +113,8 @@ class CheckRun : public Observer {
     give_commands_no_input();
     if (options_.is_quiet || options_.gives_document()) mute();
     watch_.emplace(watch_options());
+    // Both runs share the run state, as with the library: the model is probed only once. The facts
+    // are kept apart, so that a second run cannot change what was found in the first.
     std::vector<RunFacts> runs;
     for (const Check check : options_.checks()) {
       // A single-processor model has no second copy of the multicast state to compare with.
@@ -141,12 +143,15 @@ class CheckRun : public Observer {
   }
 
  private:
+  // Findings are the only events after which the core writes to standard output.
   static bool is_finding(const Event& event) {
     return std::holds_alternative<event::MissingKey>(event) ||
            std::holds_alternative<event::LeakedKey>(event) ||
            std::holds_alternative<event::FaultyRoute>(event);
   }
 
+  // Called after the runs have ended, with no worker left.
+  //
   // Judges the facts of the runs, writes the report and returns the exit code.
   ExitCode report(std::vector<RunFacts> runs, std::chrono::system_clock::time_point started,
                   std::chrono::steady_clock::time_point clock) {
@@ -198,7 +203,8 @@ class CheckRun : public Observer {
     const int status = run_zorbec(check == Check::kInterfaces ? 0 : 1, error);
     RunFacts facts = recorder_->facts();
     if (status != 0) {
-      // A wrong --node ends the run from inside, see check_nodes(). It is told as a usage error.
+      // A wrong --node ends the run from inside, see check_nodes(). It is reported as a usage
+      // error.
       facts.run_error = error;
       if (!usage_error_) report_error({check_name(check), " check: run failed: ", error});
     }
@@ -229,6 +235,8 @@ class CheckRun : public Observer {
       }
     };
     const std::string json = to_json(report);
+    // First the report that is always written: `zorbec explain` reads it, and it is still there
+    // when nobody reads standard output.
     attempt([&] { replace_file(kLastReport, json); });
     if (options_.json == kStandardOutput) {
       attempt([&] { write_all(STDOUT_FILENO, json, "standard output"); });
@@ -240,6 +248,7 @@ class CheckRun : public Observer {
       attempt(
           [&] { write_all(STDOUT_FILENO, "\n" + summarize(report, style), "standard output"); });
     }
+    // A failed write of an event did not end the check, so it is told here.
     if (stream_ && !stream_->failure().empty()) {
       report_error({"cannot write the events: ", stream_->failure()});
       is_whole = false;
@@ -247,6 +256,7 @@ class CheckRun : public Observer {
     return is_whole;
   }
 
+  // Colour only on a terminal that has it, and only if the user did not switch it off (NO_COLOR).
   static bool has_colour() {
     const char* const no_colour = std::getenv("NO_COLOR");
     const char* const terminal = std::getenv("TERM");

@@ -13,6 +13,22 @@
 #include "base/log_stream.h"
 
 namespace zorbec {
+
+// The states of a watch, which only run() changes:
+//
+//   running      --deadline-->  deadline
+//   running      --signal---->  interrupted
+//   deadline     --signal---->  interrupted
+//   interrupted  --signal---->  killed
+//
+// "deadline" and "interrupted" mean that the check was ended early: the commands got SIGTERM, and
+// SIGKILL two seconds later if they still run. No further command is started, so workers come to
+// their end; the check then compares what it has and writes its report. "killed" means that the
+// process ends at once, by the signal, without a report.
+//
+// There is no signal handler. The signals are blocked in all threads and taken by sigtimedwait(),
+// so that ordinary code, with locks and memory, can act on them.
+
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenLooks{100};

@@ -34,6 +34,16 @@
 #include "tables/interface_class.h"
 
 namespace zorbec {
+
+// The dumps of a check hold nearly all that is needed to explain a key: the interfaces of all nodes
+// in the PIDB dumps, the keys of all nodes in the PMDB dumps. So the folder is loaded into the run
+// state as in a check, and the core derives the expected keys: a key is expected here exactly if a
+// check of these dumps expects it. Only the router model and the bundle scale are in no dump, see
+// settle_platform().
+//
+// What cannot be loaded is named below the answer: a key without an owner means little if the
+// interfaces of a node are not known.
+
 namespace {
 
 constexpr std::size_t kMostOwners = 5;  // of the nearest key

@@ -75,7 +75,7 @@ struct NodeFacts {
   Problems multicast;                          // of the collectors
   std::optional<std::size_t> routes;           // that this route processor lists
   std::optional<std::size_t> buds;             // bud objects of this card
-  std::optional<std::size_t> routes_compared;  // routes that were held against this node
+  std::optional<std::size_t> routes_compared;  // routes that were compared with this node
   std::size_t routes_uncompared = 0;           // and those of them that cannot be compared
 
   // Worth a line in the report, but nothing that keeps a verdict from being given.

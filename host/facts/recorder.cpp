@@ -17,6 +17,21 @@
 #include "keys/interface_records.h"
 
 namespace zorbec {
+
+// How events become facts
+//
+// Each event carries some of its fields itself; what it does not carry is in the place, which says
+// in which step of which node's task the calling thread is:
+//
+//   event                           place                          fact
+//   CommandEnded{status 3}          node 3, step PMDB dump    ->   node 3, pmdb: "command failed"
+//   WorkerEnded{JsonError}          node 3, step PIDB copy    ->   node 3, that class: "not JSON"
+//   CommandEnded{no output}         main thread, no node      ->   set-up of the run: "empty"
+//
+// A command that fails does not end its worker: the core does not look at the status. It goes on
+// and may read the copy of an earlier run. So a problem is only noted here, and what a verdict
+// loses by it is for the judges to say.
+
 namespace {
 
 constexpr int kSshFailed = 255;
@@ -291,7 +306,7 @@ void Recorder::take_event(const event::DumpLoaded& loaded, const Place& /*place*
   };
   if (file.is_stale) {
     // Put first, as the verdict shows the first problem and this one says most: the dump is not
-    // from this run. The problem before it, such as a failed copy, may be the cause, so it is told
+    // from this run. The problem before it, such as a failed copy, may be the cause, so it is named
     // too.
     const bool is_old = file.modified < started_;
     std::string what =

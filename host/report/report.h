@@ -76,7 +76,7 @@ enum class Verdict {
   kConsistent,
   kInconsistent,
   kNotVerified,
-  kNothing,   // nobody has anything of that class
+  kNothing,   // no node has an interface of that class
   kByDesign,  // is never checked there
   kRunFailed  // of a whole report only
 };
@@ -85,7 +85,7 @@ std::string_view verdict_text(Verdict verdict);
 // What is wrong.
 enum class FindingKind {
   kMissingKey,     // the hardware lacks a key that an interface expects
-  kLeakedKey,      // the hardware holds a key that nobody owns
+  kLeakedKey,      // the hardware holds a key that no interface owns
   kRouteHandle,    // the route processor's hardware holds another handle than its route
   kMissingBud,     // the card has no bud object for a route's tunnel
   kMissingHandle,  // the card's hardware holds nothing for the tunnel

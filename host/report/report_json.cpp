@@ -12,6 +12,8 @@ namespace {
 
 using OrderedJson = nlohmann::ordered_json;
 
+// A member without a value is null, so programs need not test whether it is there. Only `route` is
+// left out, in findings about keys.
 OrderedJson or_null(const std::string& text) {
   return text.empty() ? OrderedJson() : OrderedJson(text);
 }

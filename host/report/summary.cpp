@@ -15,6 +15,19 @@
 #include "host/words/wrapped_text.h"
 
 namespace zorbec {
+
+// The summary has these parts, each left out if it is empty:
+//
+//   node  verdict  port  ...              one row for each node, one column for each class
+//   Findings: 7, printed as 13 lines      one row for each cause, see FoldedFinding
+//   Not verified:                         one entry for each reason, see write_places()
+//   Not looked at, by design:
+//   The interfaces check failed: ...
+//   Coverage: ...                         how much was compared
+//   INCONSISTENT: ...                     the verdict; last, so that it does not scroll away
+//
+// Names of interfaces, details and errors may come from dumps: they go through printable().
+
 namespace {
 
 constexpr std::size_t kKeysShown = 4;

@@ -6,6 +6,18 @@
 #include "host/verdict/problems.h"
 
 namespace zorbec {
+
+// A missing key needs two true statements: an interface needs the key (PIDB, of any node), and the
+// hardware does not hold it (PMDB, of this node). A leaked key needs two as well: the hardware
+// holds it, and no interface of the router needs it. Each statement rests on dumps that may be
+// unread, stale or damaged:
+//
+//   verdict on                      rests on
+//   a class of a node               the node's PMDB, and the PIDB of that class of the owners
+//   the leaks of a node             the node's PMDB, and every PIDB of every node
+//
+// Ground says for each PIDB whether it can be relied on, pmdb_problem() says it for the PMDB.
+
 namespace {
 
 // A line card has interfaces. If every class that could be read is empty, its dump tool did not

@@ -18,7 +18,7 @@ class InterfaceJudge {
  public:
   explicit InterfaceJudge(RunFacts& run);
 
-  // The verdicts on one class of a node, and on the keys that belong to nobody.
+  // The verdicts on one class of a node, and on the keys that belong to no interface.
   Cell judge_class(const NodeFacts& node, InterfaceClass intf_class) const;
   Cell judge_leaks(const NodeFacts& node) const;
 

@@ -13,6 +13,21 @@
 #include "tables/interface_class.h"
 
 namespace zorbec {
+
+// From facts to a report, in this order:
+//
+//   1. each run is judged cell by cell (InterfaceJudge, MulticastJudge): a row for each node
+//   2. what was not verified or is never checked is listed, from the cells and for the whole router
+//   3. the selection (--node, --class) takes out what was not asked for
+//   4. the verdict of each node is made from its cells, and that of the whole from its nodes
+//
+// A selection limits what is shown, never what a verdict may rest on: all cells are judged from all
+// facts before it is applied.
+//
+// One rule holds in all steps: NOT VERIFIED is the default. A verdict is CONSISTENT only where
+// every reason against it was looked for and not found; a case that is forgotten here gives
+// NOT VERIFIED.
+
 namespace {
 
 // A node with problems is never CONSISTENT, even if none of its cells shows them: they may concern
