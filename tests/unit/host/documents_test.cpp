@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -18,6 +19,7 @@
 #include "host/check/event_stream.h"
 #include "host/report/exit_code.h"
 #include "host/report/report.h"
+#include "host/report/report_json.h"
 #include "tables/interface_class.h"
 #include "tests/unit/support/files.h"
 
@@ -175,6 +177,56 @@ class ReportSchema : public ::testing::Test {
 
   const Json schema = Json::parse(document("docs/report.schema.json"));
 };
+
+// Calls visit(place, object) for each description of an object, but for conditions, which repeat
+// members.
+template <typename Visit>
+void for_each_object(const Json& schema, const std::string& place, Visit visit) {
+  if (schema.is_object() && schema.contains("properties")) visit(place, schema);
+  if (!schema.is_structured()) return;
+  for (const auto& [name, child] : schema.items()) {
+    if (name == "oneOf" || name == "if" || name == "then" || name == "else") continue;
+    for_each_object(child, place + "/" + name, visit);
+  }
+}
+
+TEST_F(ReportSchema, requires_every_member_that_it_describes) {
+  int objects = 0;
+  for_each_object(schema, "", [&](const std::string& place, const Json& object) {
+    ++objects;
+    std::set<std::string> described;
+    for (const auto& [name, member] : object.at("properties").items()) described.insert(name);
+    EXPECT_EQ(object.at("required").get<std::set<std::string>>(), described) << place;
+  });
+  EXPECT_GT(objects, 5);
+}
+
+TEST_F(ReportSchema, describes_every_member_of_a_report) {
+  Report report;
+  NodeReport& node = report.nodes.emplace_back();
+  node.problems.emplace_back();
+  node.dumps.emplace_back();
+  node.cells.emplace_back();
+  report.not_looked_at.emplace_back();
+  report.run_errors.emplace_back();
+  const Json written = Json::parse(to_json(report));
+  const auto members = [](const Json& object) {
+    std::set<std::string> names;
+    for (const auto& [name, value] : object.items()) names.insert(name);
+    return names;
+  };
+  std::set<std::set<std::string>> described;
+  for_each_object(schema, "", [&](const std::string&, const Json& object) {
+    described.insert(members(object.at("properties")));
+  });
+  const Json& row = written.at("nodes")[0];
+  for (const Json& object :
+       {written, written.at("selection"), written.at("router"), written.at("coverage"), row,
+        row.at("problems")[0], row.at("dumps")[0], row.at("classes")[0],
+        written.at("not_looked_at")[0], written.at("run_errors")[0]}) {
+    EXPECT_TRUE(described.contains(members(object))) << object;
+  }
+}
 
 TEST_F(ReportSchema, lists_checks) {
   EXPECT_EQ(listed(definition("check")), checks());
