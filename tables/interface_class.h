@@ -8,8 +8,8 @@
 namespace zorbec {
 
 // The classes of interfaces in a PIDB, in the order in which they are verified. A new class needs
-// an enumerator here, a row in the table below, a table in the run state and a rule for its keys
-// (keys/expected_keys.cpp). Without any of them the code does not compile.
+// an enumerator here, a row in the table below, a table in the run state, and in keys/ a rule, a
+// turn and fields. Without any of them the code does not compile. ARCHITECTURE.md lists all places.
 enum class InterfaceClass { kPhysical, kPhysicalSubif, kBundle, kBundleSubif, kBvi, kGre };
 
 // Which tool of a node dumps a class.

@@ -1,6 +1,5 @@
 #include "host/check/event_stream.h"
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 
 #include "base/error.h"
 #include "base/integer.h"
+#include "host/report/output_file.h"
 #include "host/report/report_json.h"
 
 namespace zorbec {
@@ -183,11 +183,8 @@ std::string line_of(const OrderedJson& json) {
 
 EventStream::EventStream(const std::string& path)
     : path_(path),
-      file_(path == "-" ? -1
-                        : ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)),
-      fd_(path == "-" ? STDOUT_FILENO : file_.get()) {
-  if (fd_ < 0) throw_errno("open", path_);
-}
+      file_(path == "-" ? UniqueFd() : open_output_stream(path)),
+      fd_(path == "-" ? STDOUT_FILENO : file_.get()) {}
 
 void EventStream::begin(Check check) {
   write(line_of({{"t", seconds(std::chrono::steady_clock::now() - start_)},

@@ -17,8 +17,8 @@ namespace zorbec {
 // worker waits for the write.
 class EventStream {
  public:
-  // "-" is standard output. A file is made, or emptied if it exists. Throws std::system_error if
-  // that fails.
+  // "-" is standard output. Anything else is opened as open_output_stream() does, and throws what
+  // it throws.
   explicit EventStream(const std::string& path);
 
   // The line "check_started"; one for each check.

@@ -20,10 +20,10 @@ bool is_no_plain_file(const std::string& path) {
   return !S_ISREG(status.st_mode);
 }
 
-void write_to_device(const std::string& path, std::string_view text) {
-  const UniqueFd file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+UniqueFd open_device(const std::string& path) {
+  UniqueFd file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
   if (file.get() < 0) throw_errno("open", path);
-  write_all(file.get(), text, path);
+  return file;
 }
 
 // A new file with a temporary name. It is removed again unless it takes the name that it is for.
@@ -66,10 +66,14 @@ void replace_file(const std::string& path, std::string_view text) {
 
 void write_output_file(const std::string& path, std::string_view text) {
   if (is_no_plain_file(path)) {
-    write_to_device(path, text);
+    write_all(open_device(path).get(), text, path);
   } else {
     replace_file(path, text);
   }
+}
+
+UniqueFd open_output_stream(const std::string& path) {
+  return is_no_plain_file(path) ? open_device(path) : create_fresh_file(path);
 }
 
 }  // namespace zorbec

@@ -92,6 +92,23 @@ TEST_F(OutputFile, fifo_gets_the_text) {
   EXPECT_EQ(read, "text");
 }
 
+TEST_F(OutputFile, stream_is_a_new_file_whose_texts_are_seen_at_once) {
+  write_text(path, "old");
+  const UniqueFd reader(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const UniqueFd stream = open_output_stream(path);
+  write_all(stream.get(), "one\n", path);
+  EXPECT_EQ(read_text(path), "one\n");
+  EXPECT_EQ(read_from_start(reader, path), "old");
+}
+
+TEST_F(OutputFile, stream_to_a_device_is_no_file) {
+  const UniqueFd stream = open_output_stream("/dev/null");
+  write_all(stream.get(), "one", "/dev/null");
+  EXPECT_TRUE(fs::is_character_file("/dev/null"));
+  EXPECT_EQ(unit::error_of<std::system_error>([&] { open_output_stream(folder + "/no/events"); }),
+            "open " + folder + "/no/events: No such file or directory");
+}
+
 TEST_F(OutputFile, failure_names_the_file_and_leaves_the_old_one) {
   EXPECT_EQ(
       unit::error_of<std::system_error>([&] { write_output_file(folder + "/no/report", ""); }),
