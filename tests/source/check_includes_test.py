@@ -52,15 +52,17 @@ class Tree(unittest.TestCase):
                 path = pathlib.Path(folder, name)
                 path.parent.mkdir(parents=True)
                 path.write_text("#include <vector>\n", "utf-8")
-            pathlib.Path(folder, "keys/a.cpp").write_text("#include <verify/leak_check.h>\n", "utf-8")
+            source = pathlib.Path(folder, "keys/a.cpp")
+            source.write_text("#include <verify/leak_check.h>\n", "utf-8")
             done = subprocess.run([PROGRAM, folder], stderr=subprocess.PIPE, text=True, check=False)
-        self.assertEqual((done.returncode, done.stderr),
-                         (1, "keys/a.cpp includes verify/leak_check.h: keys must not know verify\n"))
+        complaint = "keys/a.cpp includes verify/leak_check.h: keys must not know verify\n"
+        self.assertEqual((done.returncode, done.stderr), (1, complaint))
 
     def test_source_in_a_folder_without_a_row_is_named(self):
         for name in ("host/newroom/a.cpp", "newfolder/a.h"):
             with self.subTest(name=name):
-                self.assertEqual(self.check({name: []}), (1, f"{name} is in no folder of the table\n"))
+                complaint = f"{name} is in no folder of the table\n"
+                self.assertEqual(self.check({name: []}), (1, complaint))
 
     def test_circle_inside_a_folder_is_named(self):
         status, complaint = self.check({
