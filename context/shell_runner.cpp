@@ -164,7 +164,7 @@ CommandResult ShellRunner::run(const Command& command, const std::function<void(
   in_flight_.require_running();
   started();
   CommandResult result;
-  result.status = Shell(start_shell(std::string(command.line), output, *errors), in_flight_).wait();
+  result.status = Shell(start_shell(command.line, output, *errors), in_flight_).wait();
   result.output = read_from_start(output, path);
   return result;
 }

@@ -6,7 +6,7 @@
 #include "lab/tool_names.h"
 #include "tables/interface_class.h"
 
-namespace zorbec::lab {
+namespace zorbec {
 namespace {
 
 // The lab shares no code with the checker. What it writes must be what the checker fetches.
@@ -16,9 +16,9 @@ TEST(DumpFiles, are_those_that_a_check_fetches) {
     fetched.insert(std::string(kInterfaceClassTable[intf_class].dump) + ".dat");
   }
   std::set<std::string> written;
-  for (const DumpOfTool& dump : kDumpsOfTools) written.emplace(dump.name);
+  for (const lab::DumpOfTool& dump : lab::kDumpsOfTools) written.emplace(dump.name);
   EXPECT_EQ(written, fetched);
 }
 
 }  // namespace
-}  // namespace zorbec::lab
+}  // namespace zorbec

@@ -28,9 +28,9 @@ class AnsweringRunner : public CommandRunner {
   explicit AnsweringRunner(DetachedRun::Answer answer) : answer_(std::move(answer)) {}
 
   CommandResult run(const Command& command, const std::function<void()>& started) override {
-    require(answer_ != nullptr, "no command: " + std::string(command.line));
+    require(answer_ != nullptr, "no command: " + command.line);
     started();
-    return {answer_(std::string(command.line)), 0};
+    return {answer_(command.line), 0};
   }
   void end(int /*signal*/) override {}
 
