@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <boost/multiprecision/cpp_int.hpp>
+#include <boost/multiprecision/cpp_int.hpp>  // seconds of compiling
 #include <charconv>
 #include <cmath>
 #include <ios>

@@ -1,6 +1,6 @@
 #include "host/command_line.h"
 
-#include <CLI/CLI.hpp>
+#include <CLI/CLI.hpp>  // seconds of compiling
 
 #include "host/check/check_command.h"
 #include "host/diff/diff_command.h"

@@ -5,7 +5,7 @@
 #include <fmt/ranges.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
+#include <CLI/CLI.hpp>  // seconds of compiling
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>

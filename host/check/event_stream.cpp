@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <exception>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json.hpp>  // seconds of compiling
 #include <string_view>
 #include <type_traits>
 

@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
+#include <CLI/CLI.hpp>  // seconds of compiling
 #include <exception>
 #include <memory>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json.hpp>  // seconds of compiling
 #include <string>
 #include <string_view>
 #include <vector>

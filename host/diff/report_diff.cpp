@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json.hpp>  // seconds of compiling
 #include <set>
 #include <string>
 #include <string_view>

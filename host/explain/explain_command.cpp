@@ -2,14 +2,14 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
+#include <CLI/CLI.hpp>  // seconds of compiling
 #include <algorithm>
-#include <boost/multiprecision/cpp_int.hpp>
+#include <boost/multiprecision/cpp_int.hpp>  // seconds of compiling
 #include <cstddef>
 #include <exception>
 #include <filesystem>
 #include <memory>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json.hpp>  // seconds of compiling
 #include <optional>
 #include <span>
 #include <string>

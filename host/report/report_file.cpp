@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <new>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json.hpp>  // seconds of compiling
 #include <string_view>
 
 #include "base/error.h"

@@ -1,6 +1,6 @@
 #include "host/report/summary.h"
 
-#include <fmt/color.h>
+#include <fmt/color.h>  // seconds of compiling
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
