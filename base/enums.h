@@ -2,10 +2,7 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
-#include <optional>
 #include <string_view>
-#include <type_traits>
 
 namespace zorbec {
 
@@ -91,14 +88,6 @@ class EnumTable {
   }
 
   constexpr const T& operator[](E at) const { return values_[enum_index(at)]; }
-
-  // The first enumerator whose value in the table equals `value`.
-  constexpr std::optional<E> find(const T& value) const {
-    for (const E candidate : kEnumerators<E>) {
-      if (values_[enum_index(candidate)] == value) return candidate;
-    }
-    return std::nullopt;
-  }
 
  private:
   std::array<T, kEnumCount<E>> values_{};
